@@ -1,0 +1,21 @@
+# nembra_options: the language standard, the warnings and the sanitizers of every target of ours.
+# nembra_qt_options: on top of that, the strict dialect of Qt that the program's own code is written in.
+
+add_library(nembra_options INTERFACE)
+target_compile_features(nembra_options INTERFACE cxx_std_17)
+target_compile_options(nembra_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wold-style-cast -Wcast-align -Wformat=2 -Wimplicit-fallthrough
+    $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op>
+    $<$<BOOL:${NEMBRA_WARNINGS_AS_ERRORS}>:-Werror>)
+if(NEMBRA_SANITIZERS)
+    target_compile_options(nembra_options INTERFACE
+        -fsanitize=${NEMBRA_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(nembra_options INTERFACE -fsanitize=${NEMBRA_SANITIZERS})
+endif()
+
+add_library(nembra_qt_options INTERFACE)
+target_link_libraries(nembra_qt_options INTERFACE nembra_options)
+target_compile_definitions(nembra_qt_options INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING
+    QT_NO_FOREACH QT_STRICT_ITERATORS QT_NO_NARROWING_CONVERSIONS_IN_CONNECT QT_DISABLE_DEPRECATED_BEFORE=0x050C00)

@@ -1,0 +1,33 @@
+# Finds what the project builds on. A missing package ends the configuration with the name under which Debian has it.
+
+function(nembra_missing what package)
+    message(FATAL_ERROR "${what} is missing. On Debian: apt install ${package} (scripts/setup installs everything).")
+endfunction()
+
+macro(nembra_require_qt)
+    find_package(Qt5 5.15 QUIET COMPONENTS Core Network Gui Widgets)
+    if(NOT Qt5_FOUND)
+        nembra_missing("Qt 5.15" qtbase5-dev)
+    endif()
+    find_package(Qt5LinguistTools 5.15 QUIET)
+    if(NOT Qt5LinguistTools_FOUND)
+        nembra_missing("Qt's translation tools" qttools5-dev)
+    endif()
+    set(CMAKE_AUTOMOC ON)
+    set(CMAKE_AUTOUIC ON)
+    set(CMAKE_AUTORCC ON)
+endmacro()
+
+macro(nembra_require_qt_test)
+    find_package(Qt5Test 5.15 QUIET)
+    if(NOT Qt5Test_FOUND)
+        nembra_missing("Qt's test library" qtbase5-dev)
+    endif()
+endmacro()
+
+function(nembra_find_tool variable program package)
+    find_program(${variable} ${program})
+    if(NOT ${variable})
+        nembra_missing("The program ${program}" ${package})
+    endif()
+endfunction()
