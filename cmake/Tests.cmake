@@ -1,0 +1,40 @@
+# nembra_add_test(NAME LIBRARIES... ): a Qt test from NAME.cpp in the current folder. Every test runs in a private
+# network, with a home of its own and without a screen, so that tests can't see each other or the machine.
+
+nembra_require_qt_test()
+
+set(NEMBRA_TEST_SECONDS 300)
+
+function(nembra_set_test_environment name)
+    set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
+    file(MAKE_DIRECTORY "${home}/runtime" "${home}/tmp")
+    file(CHMOD "${home}/runtime" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+    set(environment
+        "HOME=${home}"
+        "XDG_CONFIG_HOME=${home}/config"
+        "XDG_DATA_HOME=${home}/data"
+        "XDG_CACHE_HOME=${home}/cache"
+        "XDG_RUNTIME_DIR=${home}/runtime"
+        "TMPDIR=${home}/tmp"
+        "LC_ALL=C.UTF-8"
+        "TZ=Europe/Berlin"
+        "QT_QPA_PLATFORM=offscreen"
+        "ASAN_OPTIONS=detect_leaks=1:fast_unwind_on_malloc=0"
+        "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
+        "UBSAN_OPTIONS=print_stacktrace=1"
+        "TSAN_OPTIONS=ignore_noninstrumented_modules=1")
+    set_tests_properties(${name} PROPERTIES
+        ENVIRONMENT "${environment}"
+        TIMEOUT ${NEMBRA_TEST_SECONDS})
+endfunction()
+
+function(nembra_add_test name)
+    add_executable(${name} ${name}.cpp)
+    target_link_libraries(${name} PRIVATE ${ARGN} Qt5::Test)
+    # A data row leaves out what it doesn't care about.
+    target_compile_options(${name} PRIVATE -Wno-missing-field-initializers)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+    add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/scripts/private-network" "$<TARGET_FILE:${name}>")
+    nembra_set_test_environment(${name})
+    set_tests_properties(${name} PROPERTIES LABELS "${NEMBRA_TEST_LABEL}")
+endfunction()

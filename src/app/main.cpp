@@ -1,0 +1,27 @@
+#include "app/application.h"
+#include "app/descriptorlimit.h"
+#include "app/messagelog.h"
+#include "app/singleapplication.h"
+#include "common/settings.h"
+#include "common/tlsdefaults.h"
+#include "common/translations.h"
+#include "device/timespan.h"
+#include "discovery/discoverydevice.h"
+
+int main(int argc, char *argv[])
+{
+    installMessageLog();
+    raiseDescriptorLimit();
+    Timespan::registerMetaType();
+
+    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    SingleApplication application(argc, argv);
+    // After the application object, whose guard takes its key from the program's file name.
+    startup::setIdentity();
+    const Translations translations;
+    const startup::Arguments arguments = startup::parseArguments(application);
+    applyDeviceTlsDefaults();
+    settings::open(arguments.configFile);
+    return startup::runMainWindow(application, arguments.devicesFile);
+}

@@ -1,0 +1,393 @@
+#include "device/device.h"
+
+#include "common/settings.h"
+#include "device/agecolor.h"
+#include "device/devicecolumns.h"
+#include "device/deviceinfo.h"
+#include "device/deviceitem.h"
+#include "device/idlemanagers.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QGuiApplication>
+#include <QHeaderView>
+#include <QNetworkAccessManager>
+#include <QNetworkCookieJar>
+#include <QNetworkProxy>
+#include <QNetworkRequest>
+#include <QPalette>
+#include <QSignalBlocker>
+#include <QTreeWidget>
+#include <QUrl>
+
+namespace {
+
+constexpr int httpOk = 200;
+constexpr int httpSeeOther = 303;
+constexpr int httpForbidden = 403;
+
+const QLatin1String httpsScheme("https://");
+const QLatin1String httpScheme("http://");
+
+int httpStatus(const QNetworkReply *reply)
+{
+    return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+QString redirectTarget(const QNetworkReply *reply)
+{
+    return reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl().toString();
+}
+
+QNetworkRequest informationRequest(const QString &baseUrl)
+{
+    QNetworkRequest request(QUrl(baseUrl + QLatin1String("admin/proctpl.cgi")));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("text"));
+    // Asked for by hand, so that nothing is unpacked unasked: a few kilobytes can unpack to all of our
+    // memory.
+    request.setRawHeader(QByteArrayLiteral("Accept-Encoding"), QByteArrayLiteral("identity"));
+    // The first redirection to HTTPS changes how the device is spoken to; every other one is an error.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    return request;
+}
+
+} // namespace
+
+Device::Device(DeviceItem *item, QObject *parent)
+    : QObject(parent)
+    , m_item(item)
+{
+    recreateNetworkManager();
+    showHttpType();
+    for (int i = 0; i < sensorColumns; ++i) {
+        m_item->setTextAlignment(Column::Sensor1 + i, Qt::AlignRight);
+    }
+}
+
+Device::~Device()
+{
+    if (!requestOutstanding()) {
+        delete m_networkManager;
+        return;
+    }
+    // The application owns what nobody waits for any more, until the reply ends or the program does.
+    m_networkManager->setParent(QCoreApplication::instance());
+    connect(m_networkManager, &QNetworkAccessManager::finished, m_networkManager, &QObject::deleteLater);
+}
+
+QString Device::webInterfaceUrl() const
+{
+    if (m_record.address().toIPv4Address() == 0) {
+        return {};
+    }
+    const int port = settings::value(m_useHttps ? settings::scanHttpsPort : settings::scanHttpPort);
+    return (m_useHttps ? httpsScheme : httpScheme) + m_record.address().toString() + QLatin1Char(':') +
+           QString::number(port) + QLatin1Char('/');
+}
+
+void Device::updateFromDiscovery(const DiscoveryDevice &discoveryDevice)
+{
+    m_lastSeen = QDateTime::currentDateTimeUtc();
+    if (m_firstSeen.isNull()) {
+        m_firstSeen = m_lastSeen;
+    }
+    m_record = discoveryDevice;
+    m_item->setText(Column::SystemName, m_record.hostname());
+    m_item->setText(Column::Ip, m_record.address().toString());
+    m_item->setText(Column::Mac, m_record.macText());
+    m_item->setData(Column::FirstSeen, Qt::DisplayRole, m_firstSeen.toLocalTime());
+    m_item->setData(Column::LastSeen, Qt::DisplayRole, m_lastSeen.toLocalTime());
+    resetDiscoveryAge();
+    emit newDiscovery(m_record);
+}
+
+void Device::updateInfo()
+{
+    if (m_pendingReply) {
+        if (m_requestTimer.elapsed() > giveUpAge) {
+            qDebug() << "updateInfo: abort reply" << m_requestTimer.elapsed();
+            giveUpRequest();
+        }
+        return;
+    }
+    IdleManagers::use(m_networkManager);
+    m_answer.clear();
+    QNetworkReply *reply =
+        m_networkManager->post(informationRequest(webInterfaceUrl()), deviceinfo::queryTemplate());
+    m_pendingReply = reply;
+    m_requestTimer.start();
+    connect(reply, &QNetworkReply::finished, this, &Device::on_downloadInfoFinished);
+    connect(reply, &QNetworkReply::errorOccurred, this, &Device::on_uploadError);
+    connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply] { refuseEncodedAnswer(reply); });
+    connect(reply, &QNetworkReply::readyRead, this, [this, reply] { collectAnswer(reply); });
+}
+
+void Device::abortQuery()
+{
+    if (m_pendingReply) {
+        giveUpRequest();
+    }
+    m_useHttps = false;
+}
+
+void Device::giveUpRequest()
+{
+    // Reports the cancellation at once, through on_uploadError(), unless the reply had ended.
+    m_pendingReply->abort();
+    m_pendingReply = nullptr;
+    recreateNetworkManager();
+    m_useHttps = false;
+}
+
+void Device::recreateNetworkManager()
+{
+    if (m_networkManager) {
+        m_networkManager->deleteLater();
+    }
+    m_networkManager = new QNetworkAccessManager;
+    m_networkManager->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+    m_networkManager->setCookieJar(new QNetworkCookieJar(m_networkManager));
+}
+
+void Device::collectAnswer(QNetworkReply *reply)
+{
+    if (reply != m_pendingReply) {
+        return;
+    }
+    m_answer += reply->readAll();
+    if (m_answer.size() > deviceinfo::maximumAnswerSize) {
+        qDebug() << "Answer too long:" << m_answer.size() << "bytes from" << reply->url();
+        m_answer.clear();
+        reply->abort();
+    }
+}
+
+void Device::refuseEncodedAnswer(QNetworkReply *reply)
+{
+    const QByteArray encoding = reply->rawHeader(QByteArrayLiteral("Content-Encoding"));
+    if (reply == m_pendingReply && !encoding.isEmpty() && encoding != "identity") {
+        qDebug() << "Answer in an encoding that nobody asked for:" << encoding << "from" << reply->url();
+        reply->abort();
+    }
+}
+
+void Device::on_downloadInfoFinished()
+{
+    auto *const reply = qobject_cast<QNetworkReply *>(sender());
+    if (reply != m_pendingReply) {
+        if (reply) {
+            reply->deleteLater();
+        }
+        return;
+    }
+    if (!reply) {
+        return;
+    }
+    const int status = httpStatus(reply);
+    const QString reason = reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();
+    m_item->setText(Column::Status, QString::number(status) + QLatin1Char(' ') + reason);
+    if (!m_useHttps && status == httpSeeOther && redirectTarget(reply).startsWith(httpsScheme)) {
+        followToHttps();
+    } else if (status != httpOk) {
+        refuseStatus(status);
+    } else {
+        readAnswer();
+    }
+}
+
+void Device::followToHttps()
+{
+    m_useHttps = true;
+    releasePendingReply();
+    showHttpType();
+    updateInfo();
+}
+
+void Device::refuseStatus(int status)
+{
+    qDebug() << "Falscher HTTP Status-Code " << status << redirectTarget(m_pendingReply);
+    releasePendingReply();
+    if (status == httpForbidden) {
+        resetWebAge();
+    } else {
+        m_useHttps = false;
+    }
+    endRequest();
+}
+
+void Device::readAnswer()
+{
+    resetDataAge();
+    resetWebAge();
+    m_answer += m_pendingReply->readAll();
+    QString parseError;
+    const auto info =
+        deviceinfo::parseAnswer(m_answer, settings::value(settings::preferExtended), &parseError);
+    m_answer.clear();
+    if (!info) {
+        // The reply stays pending, so that a device that talks nonsense is left alone until the request
+        // counts as hanging.
+        qDebug() << "Fehler beim Parsen des JSON: " << parseError;
+        endRequest();
+        return;
+    }
+    show(*info);
+    releasePendingReply();
+    endRequest();
+    emit newData();
+}
+
+void Device::show(const deviceinfo::DeviceInfo &info)
+{
+    for (int i = 0; i < Column::Count; ++i) {
+        const auto index = static_cast<std::size_t>(i);
+        if (deviceColumns[index].informationTemplate) {
+            m_item->setText(i, info.texts[index]);
+        }
+    }
+    showSensors(info);
+    m_item->setData(Column::Uptime, Qt::DisplayRole, QVariant::fromValue(info.uptime));
+    m_deviceType = info.deviceType;
+    m_item->setText(Column::Type, m_deviceType);
+    m_loginGroup = info.loginGroup;
+    m_item->setText(Column::AccessRights, deviceinfo::accessRightsText(m_loginGroup));
+    m_historyStart = info.historyStart;
+    m_deviceTime = info.deviceTime;
+    m_item->setData(Column::HistoryStart, Qt::DisplayRole, m_historyStart);
+    showHttpType();
+}
+
+void Device::showSensors(const deviceinfo::DeviceInfo &info)
+{
+    const QColor normal = QGuiApplication::palette().color(QPalette::Current, QPalette::Text);
+    for (int i = 0; i < sensorColumns; ++i) {
+        const auto &sensor = info.sensors[static_cast<std::size_t>(i)];
+        const bool alarm = sensor && sensor->alarm;
+        m_item->setData(Column::Sensor1 + i, Qt::ForegroundRole, alarm ? QColor(255, 0, 0) : normal);
+        m_item->setText(Column::Sensor1 + i, sensor ? sensor->text : QString());
+    }
+}
+
+void Device::showHttpType()
+{
+    m_item->setText(Column::HttpType, m_useHttps ? QStringLiteral("https") : QStringLiteral("http"));
+}
+
+void Device::on_uploadError(QNetworkReply::NetworkError code)
+{
+    Q_UNUSED(code)
+    auto *const reply = qobject_cast<QNetworkReply *>(sender());
+    if (!reply) {
+        return;
+    }
+    const int status = httpStatus(reply);
+    qDebug().noquote().nospace() << "Fehler bei HTTP-Anfrage: " << reply->errorString() << "  "
+                                 << reply->url().toString() << " statusCode " << status;
+    if (reply != m_pendingReply) {
+        reply->deleteLater();
+        return;
+    }
+    const QString prefix = status != 0 ? QString::number(status) + QLatin1Char(' ') : QString();
+    m_item->setText(Column::Status, prefix + reply->errorString());
+    if (status == httpForbidden) {
+        m_loginGroup = 0;
+        m_item->setText(Column::AccessRights, deviceinfo::accessRightsText(m_loginGroup));
+        resetWebAge();
+    } else {
+        m_useHttps = false;
+    }
+    releasePendingReply();
+    endRequest();
+    emit newData();
+}
+
+void Device::releasePendingReply()
+{
+    m_pendingReply->deleteLater();
+    m_pendingReply = nullptr;
+}
+
+void Device::endRequest()
+{
+    // Later, since the manager is still busy delivering the end of this very reply.
+    QMetaObject::invokeMethod(this, &Device::restNetworkManager, Qt::QueuedConnection);
+    emit requestEnded();
+}
+
+void Device::restNetworkManager()
+{
+    if (!requestOutstanding()) {
+        IdleManagers::rest(m_networkManager, m_useHttps);
+    }
+}
+
+void Device::addAge(int cycles)
+{
+    m_discoveryAge += cycles;
+    m_dataAge += cycles;
+    m_webAge += cycles;
+    recolor();
+}
+
+void Device::resetDiscoveryAge()
+{
+    m_discoveryAge = 0;
+    recolor();
+}
+
+void Device::resetDataAge()
+{
+    m_dataAge = 0;
+    recolor();
+}
+
+void Device::resetWebAge()
+{
+    m_webAge = 0;
+    recolor();
+}
+
+void Device::recolor()
+{
+    emit agesChanged();
+    QTreeWidget *const list = m_item->treeWidget();
+    if (!list) {
+        return;
+    }
+    const Colors colors{ageColor(m_discoveryAge), ageColor(m_dataAge), ageColor(m_webAge)};
+    if (colors == m_shownColors) {
+        return;
+    }
+    m_shownColors = colors;
+    {
+        // No colour changes the order of the rows, but the list would look whether it does, cell by cell.
+        const QSignalBlocker blocker(list->model());
+        for (int i = 0; i < list->columnCount(); ++i) {
+            const QColor &color = i <= Column::LastSeen       ? colors.discovery
+                                  : i == Column::AccessRights ? colors.web
+                                                              : colors.data;
+            m_item->setBackground(i, color);
+        }
+    }
+    list->viewport()->update();
+}
+
+void Device::applyFilter(const QRegExp &pattern)
+{
+    const bool hide = pattern.isValid() && !pattern.isEmpty() && !matches(pattern);
+    // Even an unchanged one makes the list lay out all of its rows again.
+    if (m_item->isHidden() != hide) {
+        m_item->setHidden(hide);
+    }
+}
+
+bool Device::matches(const QRegExp &pattern) const
+{
+    const QTreeWidget *const list = m_item->treeWidget();
+    for (int i = 0; list && i < list->columnCount(); ++i) {
+        if (!list->isColumnHidden(i) && m_item->data(i, Qt::DisplayRole).toString().indexOf(pattern) >= 0) {
+            return true;
+        }
+    }
+    return false;
+}

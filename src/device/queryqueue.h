@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QTimer>
+
+#include <deque>
+
+class Device;
+
+/// Sends the information queries that are due, as many at a time as the machine has threads and descriptors
+/// for. In a network of a few hundred devices every query goes out at once. Belongs to the main window. GUI
+/// thread only.
+///
+/// A device that answers slowly or never doesn't hold up the others: its request soon stops counting, up to a
+/// bound on all requests that are out. At that bound those that hang are given up.
+class QueryQueue final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// `maximumOutstanding`: how many requests may be out at all, hanging ones included.
+    explicit QueryQueue(int maximumOutstanding, QObject *parent = nullptr);
+
+    /// How many requests this process has descriptors for.
+    static int requestsThatFit();
+
+    /// Makes a device known, once, before it is enqueued. It is forgotten when it is destroyed.
+    void watch(Device *device);
+    /// Has a device ask for its readings, now or when its turn comes; a device that waits already keeps its
+    /// place.
+    void enqueue(Device *device);
+
+    int waiting() const { return m_waiting.size(); }
+    int outstanding() const { return m_outstanding.size(); }
+
+private:
+    enum class Pace { Prompt, Slow };
+
+    void sendNext();
+    void send(Device *device);
+    void requestEnded(Device *device);
+    void forget(Device *device);
+    void lookAfterSlowRequests();
+
+    const int m_maximumOutstanding;
+    /// In the order of asking; a device that is not in m_waiting any more is skipped.
+    std::deque<Device *> m_queue;
+    QSet<Device *> m_waiting;
+    QHash<Device *, Pace> m_outstanding;
+    int m_prompt = 0;
+    QTimer m_slowTimer;
+};

@@ -1,0 +1,153 @@
+#include "discovery/discovery.h"
+
+#include <QDebug>
+#include <QElapsedTimer>
+#include <QNetworkInterface>
+#include <QNetworkProxy>
+
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Room for the answers of a big fleet while the program is busy. The kernel may grant less.
+constexpr int receiveBufferSize = 4 * 1024 * 1024;
+/// How long answers are evaluated before the event loop gets its turn.
+constexpr auto evaluationSlice = 5ms;
+/// Beyond this a flood is left to the socket's own buffer, which drops what it can't hold; our memory stays
+/// bounded.
+constexpr std::size_t maximumInbox = 64 * 1024;
+
+QDebug broadcastMessage(int size, const QHostAddress &destination, const QHostAddress &via)
+{
+    return qDebug() << "Broadcast" << size << "bytes to" << destination.toString() << "via" << via.toString();
+}
+
+} // namespace
+
+Discovery::Discovery(quint16 port, QObject *parent)
+    : QObject(parent)
+    , m_port(port)
+{
+    m_sendSocket.setProxy(QNetworkProxy::NoProxy);
+    m_receiveSocket.setProxy(QNetworkProxy::NoProxy);
+    m_continue.setSingleShot(true);
+    connect(&m_receiveSocket, &QUdpSocket::readyRead, this, &Discovery::processPendingDatagrams);
+    connect(&m_continue, &QTimer::timeout, this, &Discovery::processPendingDatagrams);
+}
+
+void Discovery::setListening(bool on)
+{
+    if (m_listening) {
+        m_receiveSocket.close();
+    }
+    m_listening = on;
+    if (m_listening) {
+        bindReceiver();
+    }
+}
+
+void Discovery::setPort(quint16 port)
+{
+    m_port = port;
+    if (m_listening) {
+        m_receiveSocket.close();
+        bindReceiver();
+    }
+}
+
+void Discovery::bindReceiver()
+{
+    m_receiveSocket.bind(QHostAddress::AnyIPv4, m_port, QAbstractSocket::ShareAddress);
+    m_receiveSocket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, receiveBufferSize);
+    qDebug() << "Discovery port" << m_port << "receive buffer"
+             << m_receiveSocket.socketOption(QAbstractSocket::ReceiveBufferSizeSocketOption).toInt()
+             << "bytes";
+}
+
+void Discovery::refresh()
+{
+    broadcast(DiscoveryDevice::requestDatagram());
+}
+
+void Discovery::configure(const DiscoveryDevice &record)
+{
+    const QByteArray datagram = record.configurationDatagram();
+    qDebug() << "Configure" << datagram.toHex();
+    broadcast(datagram);
+}
+
+void Discovery::broadcast(const QByteArray &datagram)
+{
+    const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
+    for (const QNetworkInterface &interface : interfaces) {
+        const QNetworkInterface::InterfaceFlags flags = interface.flags();
+        if (!flags.testFlag(QNetworkInterface::IsUp) || !flags.testFlag(QNetworkInterface::CanBroadcast) ||
+            flags.testFlag(QNetworkInterface::IsLoopBack)) {
+            continue;
+        }
+        const QList<QNetworkAddressEntry> entries = interface.addressEntries();
+        for (const QNetworkAddressEntry &entry : entries) {
+            if (entry.ip().protocol() == QAbstractSocket::IPv4Protocol) {
+                sendVia(entry.ip(), entry.broadcast(), datagram);
+            }
+        }
+    }
+}
+
+void Discovery::sendVia(const QHostAddress &localAddress, const QHostAddress &directedBroadcast,
+                        const QByteArray &datagram)
+{
+    // The limited broadcast leaves through the interface of the address that the socket is bound to.
+    if (m_sendSocket.bind(localAddress, 0)) {
+        for (const QHostAddress &destination : {QHostAddress(QHostAddress::Broadcast), directedBroadcast}) {
+            broadcastMessage(datagram.size(), destination, localAddress);
+            m_sendSocket.writeDatagram(datagram, destination, m_port);
+        }
+    }
+    m_sendSocket.close();
+}
+
+void Discovery::processPendingDatagrams()
+{
+    drainSocket();
+    evaluateSome();
+}
+
+void Discovery::drainSocket()
+{
+    if (m_receiveSocket.state() != QAbstractSocket::BoundState) {
+        return;
+    }
+    // Read first and ask afterwards: the kernel wakes us for a datagram with a bad checksum and then drops
+    // it, and a wake-up after which nothing was read is the last one that the socket delivers.
+    do {
+        Datagram datagram{};
+        const qint64 size =
+            m_receiveSocket.readDatagram(datagram.bytes.data(), DiscoveryDevice::datagramSize);
+        if (size >= 0) {
+            datagram.size = static_cast<int>(size);
+            m_inbox.push_back(datagram);
+        }
+    } while (m_inbox.size() < maximumInbox && m_receiveSocket.hasPendingDatagrams());
+}
+
+void Discovery::evaluateSome()
+{
+    QElapsedTimer slice;
+    slice.start();
+    while (m_evaluated < m_inbox.size() && !slice.hasExpired(evaluationSlice / 1ms)) {
+        const Datagram &datagram = m_inbox[m_evaluated++];
+        const auto record = DiscoveryDevice::fromAnswer(QByteArray(datagram.bytes.data(), datagram.size));
+        if (record) {
+            emit device(*record);
+        }
+    }
+    if (m_evaluated == m_inbox.size()) {
+        m_inbox.clear();
+        m_evaluated = 0;
+    } else {
+        m_continue.start(0);
+    }
+}

@@ -1,0 +1,66 @@
+#include "mainwindow/devicelist.h"
+
+#include <QAccessible>
+#include <QHeaderView>
+
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr std::chrono::milliseconds paintPause = 60ms;
+constexpr std::chrono::milliseconds sortPause = 100ms;
+
+} // namespace
+
+DeviceList::DeviceList(QWidget *parent)
+    : QTreeWidget(parent)
+{
+    m_paintPause.setSingleShot(true);
+    m_paintPause.setInterval(paintPause);
+    connect(&m_paintPause, &QTimer::timeout, this, [this] { viewport()->setUpdatesEnabled(true); });
+    m_sortPause.setSingleShot(true);
+    m_sortPause.setInterval(sortPause);
+    connect(&m_sortPause, &QTimer::timeout, this, [this] { setSortingEnabled(true); });
+}
+
+void DeviceList::addRow(QTreeWidgetItem *row)
+{
+    pauseSorting();
+    addTopLevelItem(row);
+}
+
+void DeviceList::pauseSorting()
+{
+    if (!isSortingEnabled()) {
+        return;
+    }
+    setSortingEnabled(false);
+    // The mark in the header stays, and so does what a click on it means for the sorting to come.
+    header()->setSortIndicatorShown(true);
+    m_sortPause.start();
+}
+
+void DeviceList::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
+                             const QVector<int> &roles)
+{
+    m_changed = true;
+    if (QAccessible::isActive()) {
+        QTreeWidget::dataChanged(topLeft, bottomRight, roles);
+    } else {
+        // Without looking where in the list the cell is, which takes the longer the more rows there are.
+        viewport()->update();
+    }
+}
+
+void DeviceList::paintEvent(QPaintEvent *event)
+{
+    QTreeWidget::paintEvent(event);
+    if (m_changed) {
+        m_changed = false;
+        // Switched on again, the viewport is painted as a whole, so nothing of the pause is lost.
+        viewport()->setUpdatesEnabled(false);
+        m_paintPause.start();
+    }
+}

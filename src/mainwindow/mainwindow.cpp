@@ -1,0 +1,300 @@
+#include "mainwindow/mainwindow.h"
+
+#include "ui_mainwindow.h"
+
+#include "common/settings.h"
+#include "device/deviceitem.h"
+#include "device/queryqueue.h"
+#include "discovery/discovery.h"
+#include "widgets/plainmessagebox.h"
+#include "widgets/selectionmodelnodeselect.h"
+
+#include <QApplication>
+#include <QDebug>
+#include <QDesktopServices>
+#include <QItemSelection>
+#include <QLabel>
+#include <QSet>
+#include <QUrl>
+
+#include <iterator>
+
+namespace {
+
+/// An age below this is recent: the device answered in this refresh cycle or the one before.
+constexpr int recentAge = 2;
+
+/// More devices than any network has that this program can look after. Whoever sends made-up answers must not
+/// fill the memory with rows.
+constexpr int maximumDevices = 50000;
+
+} // namespace
+
+MainWindow::MainWindow(const QString &deviceListPath, QWidget *parent)
+    : QMainWindow(parent)
+    , ui(std::make_unique<Ui::MainWindow>())
+    , m_deviceListPath(deviceListPath)
+{
+    ui->setupUi(this);
+    setUpStatusBar();
+    setUpSelection();
+    setUpDiscovery();
+    setUpColumns();
+    setUpFilterBar();
+    setUpIconSizes();
+    restoreView();
+    setUpColumnActions();
+    ui->devList->setAutoFillBackground(true);
+    updateStatusBarAndMenu();
+    setUpLanguageMenu();
+    setUpTimers();
+    applySettings();
+    applyLanguage();
+    QTimer::singleShot(0, this, &MainWindow::lateInit);
+}
+
+MainWindow::~MainWindow()
+{
+    // The rows go with the list, and what goes is no longer counted.
+    disconnect(ui->devList->selectionModel(), nullptr, this, nullptr);
+}
+
+void MainWindow::setUpStatusBar()
+{
+    m_statusLabel = new QLabel(this);
+    m_statusLabel->setTextFormat(Qt::PlainText);
+    ui->statusBar->addPermanentWidget(m_statusLabel);
+}
+
+void MainWindow::setUpSelection()
+{
+    delete ui->devList->selectionModel();
+    auto *const model = new SelectionModelNoDeselect(ui->devList->model(), this);
+    ui->devList->setSelectionModel(model);
+    connect(model, &QItemSelectionModel::selectionChanged, this, &MainWindow::recountSelection);
+    connect(model, &QItemSelectionModel::selectionChanged, this,
+            &MainWindow::on_devList_itemSelectionChanged);
+}
+
+void MainWindow::setUpDiscovery()
+{
+    m_discovery = new Discovery(static_cast<quint16>(settings::value(settings::scanPort)), this);
+    connect(m_discovery, &Discovery::device, this, &MainWindow::onDevice);
+    m_queryQueue = new QueryQueue(QueryQueue::requestsThatFit(), this);
+}
+
+void MainWindow::setUpTimers()
+{
+    connect(&m_autoUpdateTimer, &QTimer::timeout, this, &MainWindow::on_actionDiscover_devices_triggered);
+    connect(qApp, &QApplication::focusChanged, this, &MainWindow::onFocusChanged);
+}
+
+void MainWindow::lateInit()
+{
+    loadDevices();
+    m_discovery->setListening(true);
+    refreshDevices();
+}
+
+void MainWindow::on_actionDiscover_devices_triggered()
+{
+    refreshDevices();
+}
+
+void MainWindow::refreshDevices()
+{
+    for (DeviceItem *const item : qAsConst(m_deviceItems)) {
+        item->device().addAge(1);
+        item->device().setQueryPending(true);
+    }
+    m_discovery->refresh();
+    updateStatusBarAndMenu();
+}
+
+void MainWindow::onDevice(const DiscoveryDevice &discoveryDevice)
+{
+    const QString mac = discoveryDevice.macText();
+    if (m_deviceItems.size() >= maximumDevices && !m_deviceItems.contains(mac)) {
+        qDebug() << "Too many devices, ignored:" << mac;
+        return;
+    }
+    Device &device = findOrCreateItem(mac)->device();
+    device.updateFromDiscovery(discoveryDevice);
+    device.applyFilter(m_filterRegExp);
+    if (device.queryPending() && (!m_firmwareUpdateActive || device.updateMember())) {
+        m_queryQueue->enqueue(&device);
+        device.setQueryPending(false);
+    }
+    updateStatusBarAndMenu();
+}
+
+DeviceItem *MainWindow::findOrCreateItem(const QString &mac)
+{
+    if (DeviceItem *const known = m_deviceItems.value(mac)) {
+        return known;
+    }
+    auto *const item = new DeviceItem;
+    m_deviceItems.insert(mac, item);
+    ui->devList->addRow(item);
+    m_queryQueue->watch(&item->device());
+    recount(item);
+    connect(&item->device(), &Device::agesChanged, this, [this, item] { recount(item); });
+    connect(&item->device(), &Device::newData, this, &MainWindow::updateStatusBarAndMenu);
+    return item;
+}
+
+void MainWindow::recount(const DeviceItem *item)
+{
+    const Device &device = item->device();
+    m_rowCounts.update(item, {device.dataAge() < recentAge, device.discoveryAge() < recentAge,
+                              device.webAge() < recentAge, item->isSelected()});
+}
+
+void MainWindow::recountSelection(const QItemSelection &selected, const QItemSelection &deselected)
+{
+    for (const QItemSelection &changed : {selected, deselected}) {
+        for (const QItemSelectionRange &range : changed) {
+            for (int row = range.top(); row <= range.bottom(); ++row) {
+                const DeviceItem *const item = itemAt(row);
+                // A row that is being removed is no longer counted.
+                if (m_rowCounts.contains(item)) {
+                    recount(item);
+                }
+            }
+        }
+    }
+}
+
+void MainWindow::on_devList_itemSelectionChanged()
+{
+    updateStatusBarAndMenu();
+}
+
+void MainWindow::updateStatusBarAndMenu()
+{
+    const RowCounts::Totals &totals = m_rowCounts.totals();
+    m_statusLabel->setText(
+        tr("Active devices: %1/%2").arg(QString::number(totals.active), QString::number(totals.rows)));
+
+    const SelectionRules rules = selectionRules(totals);
+    ui->actionWeb_interface->setEnabled(rules.webInterface);
+    ui->actionRemove->setEnabled(rules.remove);
+    enableOperations(rules);
+}
+
+DeviceItem *MainWindow::itemAt(int row) const
+{
+    return static_cast<DeviceItem *>(ui->devList->topLevelItem(row));
+}
+
+QList<DeviceItem *> MainWindow::selectedItems() const
+{
+    QList<DeviceItem *> items;
+    QSet<DeviceItem *> seen;
+    const QItemSelection selection = ui->devList->selectionModel()->selection();
+    for (const QItemSelectionRange &range : selection) {
+        for (int row = range.top(); row <= range.bottom(); ++row) {
+            DeviceItem *const item = itemAt(row);
+            if (!seen.contains(item)) {
+                seen.insert(item);
+                items.append(item);
+            }
+        }
+    }
+    return items;
+}
+
+bool MainWindow::selectedDevices(QList<Device *> &out, bool needAddress, bool needAnswer)
+{
+    out.clear();
+    const QList<DeviceItem *> items = selectedItems();
+    for (DeviceItem *const item : items) {
+        Device &device = item->device();
+        const DiscoveryDevice &record = device.record();
+        if ((needAddress && record.address().toIPv4Address() == 0) || (needAnswer && record.variant() == 0)) {
+            PlainMessageBox::critical(this, tr("Device ") + record.hostname() + tr(" is not reachable"));
+            return false;
+        }
+        out.append(&device);
+    }
+    return !items.isEmpty();
+}
+
+void MainWindow::on_actionRemove_triggered()
+{
+    const QList<DeviceItem *> items = selectedItems();
+    const QSet<DeviceItem *> removed(items.begin(), items.end());
+    for (auto known = m_deviceItems.begin(); known != m_deviceItems.end();) {
+        known = removed.contains(*known) ? m_deviceItems.erase(known) : std::next(known);
+    }
+    for (DeviceItem *const item : items) {
+        m_rowCounts.remove(item);
+        delete item;
+    }
+    updateStatusBarAndMenu();
+}
+
+void MainWindow::on_actionSelect_all_triggered()
+{
+    ui->devList->selectAll();
+}
+
+void MainWindow::on_actionWeb_interface_triggered()
+{
+    const QList<DeviceItem *> items = selectedItems();
+    if (items.size() > 1 &&
+        !PlainMessageBox::question(this, tr("Really open ") + QString::number(items.size()) +
+                                             tr(" devices in browser?"))) {
+        return;
+    }
+    for (const DeviceItem *const item : items) {
+        openWebInterface(item->device());
+    }
+}
+
+void MainWindow::on_devList_itemDoubleClicked(QTreeWidgetItem *item, int column)
+{
+    Q_UNUSED(column)
+    if (item) {
+        openWebInterface(static_cast<DeviceItem *>(item)->device());
+    }
+}
+
+void MainWindow::openWebInterface(const Device &device)
+{
+    const QString url = device.webInterfaceUrl();
+    if (!url.isEmpty()) {
+        QDesktopServices::openUrl(QUrl(url, QUrl::TolerantMode));
+    }
+}
+
+void MainWindow::on_devList_customContextMenuRequested(const QPoint &pos)
+{
+    QMenu menu;
+    menu.addAction(ui->actionDiscover_devices);
+    menu.addAction(ui->actionSelect_all);
+    menu.addSeparator();
+    if (m_rowCounts.totals().selected > 0) {
+        const QList<QAction *> actions = ui->menuDevice->actions();
+        for (QAction *const action : actions) {
+            if (const QMenu *const submenu = action->menu()) {
+                menu.addMenu(submenu->icon(), submenu->title())->addActions(submenu->actions());
+            } else {
+                menu.addAction(action);
+            }
+        }
+    }
+    menu.exec(ui->devList->viewport()->mapToGlobal(pos));
+}
+
+void MainWindow::on_actionExit_triggered()
+{
+    close();
+}
+
+void MainWindow::showup()
+{
+    setWindowState((windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    raise();
+    activateWindow();
+}
