@@ -1,0 +1,179 @@
+#include "outgoing.h"
+
+#include "inflatingbody.h"
+#include "seededrandom.h"
+
+#include <algorithm>
+
+namespace simulator {
+
+namespace {
+
+constexpr std::size_t endlessPieceSize = 65536;
+
+std::string chunk(const std::string &piece)
+{
+    std::string size;
+    for (std::size_t rest = piece.size(); rest > 0 || size.empty(); rest /= 16)
+        size.insert(size.begin(), "0123456789abcdef"[rest % 16]);
+    return size + "\r\n" + piece + "\r\n";
+}
+
+std::string head(const Response &response, const HeaderList &framing)
+{
+    std::string text = "HTTP/1.1 " + std::to_string(response.status) + " " + response.reason + "\r\n";
+    for (const HeaderList *headers : {&response.headers, &framing}) {
+        for (const auto &[name, value] : *headers)
+            text += name + ": " + value + "\r\n";
+    }
+    return text + "\r\n";
+}
+
+Response replacement(const Fault &fault)
+{
+    Response response;
+    response.headers = fault.headers;
+    response.body = fault.body;
+    switch (fault.kind) {
+    case Fault::Kind::Status:
+        response.status = fault.statusCode;
+        response.reason = fault.reason;
+        if (!fault.location.empty())
+            response.headers.emplace_back("Location", fault.location);
+        break;
+    case Fault::Kind::InvalidJson:
+        response.body = "{\"Sensor 1\": {\"v\": \"21.5\", ";
+        break;
+    case Fault::Kind::InflatingBody:
+        response.headers.emplace_back("Content-Encoding", "gzip");
+        response.body = gzipOfBlanks(fault.bytes);
+        break;
+    case Fault::Kind::EndlessBody:
+        response.source = [](std::string &piece) {
+            piece.assign(endlessPieceSize, ' ');
+            return true;
+        };
+        break;
+    default:
+        break;
+    }
+    return response;
+}
+
+} // namespace
+
+bool replacesAnswer(const Fault &fault)
+{
+    switch (fault.kind) {
+    case Fault::Kind::Drip:
+    case Fault::Kind::Cut:
+    case Fault::Kind::Delay:
+    case Fault::Kind::ForgetSession:
+        return false;
+    default:
+        return true;
+    }
+}
+
+std::string garbageBytes()
+{
+    std::string bytes;
+    for (std::uint64_t i = 0; i < 64; ++i)
+        bytes += static_cast<char>(static_cast<std::uint8_t>(mixed(i, 77) | 0x80u));
+    return bytes + "\r\n\r\n";
+}
+
+Outgoing Outgoing::plain(std::string bytes)
+{
+    Outgoing outgoing;
+    outgoing.m_bytes = std::move(bytes);
+    outgoing.m_end = End::HangUp;
+    return outgoing;
+}
+
+Outgoing Outgoing::proper(Response response, OutgoingOptions options)
+{
+    Outgoing outgoing;
+    HeaderList framing;
+    const bool isStream = static_cast<bool>(response.source);
+    outgoing.m_isChunked = isStream && options.isHttp11;
+    const bool endsConnection = !options.keepsAlive || (isStream && !outgoing.m_isChunked);
+    if (outgoing.m_isChunked)
+        framing.emplace_back("Transfer-Encoding", "chunked");
+    else if (!isStream)
+        framing.emplace_back("Content-Length", std::to_string(response.body.size()));
+    framing.emplace_back("Connection", endsConnection ? "close" : "keep-alive");
+    outgoing.m_end = endsConnection ? End::Goodbye : End::NextRequest;
+    outgoing.m_bytes = head(response, framing) + response.body;
+    outgoing.m_source = std::move(response.source);
+    return outgoing;
+}
+
+Outgoing Outgoing::faulty(const Fault &fault, std::optional<Response> response, OutgoingOptions options)
+{
+    switch (fault.kind) {
+    case Fault::Kind::Garbage:
+        return plain(garbageBytes());
+    case Fault::Kind::EndlessHeaders: {
+        Outgoing outgoing = plain("HTTP/1.1 200 OK\r\n");
+        outgoing.m_source = [number = 0](std::string &piece) mutable {
+            piece.clear();
+            while (piece.size() < endlessPieceSize)
+                piece += "X-Header-" + std::to_string(number++) + ": " + std::string(100, 'x') + "\r\n";
+            return true;
+        };
+        return outgoing;
+    }
+    case Fault::Kind::Drip: {
+        Outgoing outgoing = proper(response ? *std::move(response) : Response(), options);
+        outgoing.m_pieceSize = std::max<std::size_t>(1, fault.bytes);
+        outgoing.m_pause = fault.delay;
+        return outgoing;
+    }
+    case Fault::Kind::Cut: {
+        Response whole = response ? *std::move(response) : Response();
+        std::string piece;
+        for (int i = 0; i < 4 && whole.source && whole.source(piece); ++i)
+            whole.body += piece;
+        whole.source = nullptr;
+        const std::size_t missing = whole.body.size() - whole.body.size() / 2;
+        Outgoing outgoing = proper(std::move(whole), options);
+        outgoing.m_bytes.resize(outgoing.m_bytes.size() - missing);
+        outgoing.m_end = End::HangUp;
+        return outgoing;
+    }
+    default:
+        return proper(replacement(fault), options);
+    }
+}
+
+std::string_view Outgoing::current() const
+{
+    const std::string_view rest = std::string_view(m_bytes).substr(m_offset);
+    return m_pieceSize > 0 ? rest.substr(0, m_pieceSize) : rest;
+}
+
+void Outgoing::advance()
+{
+    m_offset += current().size();
+    if (m_offset == m_bytes.size())
+        refill();
+}
+
+void Outgoing::refill()
+{
+    m_bytes.clear();
+    m_offset = 0;
+    if (!m_source)
+        return;
+    std::string piece;
+    if (m_source(piece)) {
+        m_bytes = m_isChunked ? chunk(piece) : std::move(piece);
+        return;
+    }
+    m_source = nullptr;
+    if (m_isChunked)
+        m_bytes = chunk({});
+}
+
+} // namespace simulator
