@@ -17,7 +17,7 @@ constexpr int receiveBufferSize = 4 * 1024 * 1024;
 constexpr auto evaluationSlice = 5ms;
 /// Beyond this a flood is left to the socket's own buffer, which drops what it can't hold; our memory stays
 /// bounded.
-constexpr std::size_t maximumInbox = 64 * 1024;
+constexpr std::size_t maximumInbox = 65536;
 
 QDebug broadcastMessage(int size, const QHostAddress &destination, const QHostAddress &via)
 {
