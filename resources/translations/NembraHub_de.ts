@@ -1,0 +1,549 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de_DE" sourcelanguage="en_US">
+<context>
+    <name>Device</name>
+    <message>
+        <source>System name</source>
+        <translation>Systemname</translation>
+    </message>
+    <message>
+        <source>IP</source>
+        <translation>IP</translation>
+    </message>
+    <message>
+        <source>MAC</source>
+        <translation>MAC</translation>
+    </message>
+    <message>
+        <source>First Seen</source>
+        <translation>Zuerst gesehen</translation>
+    </message>
+    <message>
+        <source>Last Seen</source>
+        <translation>Zuletzt gesehen</translation>
+    </message>
+    <message>
+        <source>Firmware Manufacturer</source>
+        <translation>Firmware-Hersteller</translation>
+    </message>
+    <message>
+        <source>Firmware Name</source>
+        <translation>Firmware-Name</translation>
+    </message>
+    <message>
+        <source>Version</source>
+        <translation>Version</translation>
+    </message>
+    <message>
+        <source>Type</source>
+        <translation>Typ</translation>
+    </message>
+    <message>
+        <source>Sensor 1</source>
+        <translation>Sensor 1</translation>
+    </message>
+    <message>
+        <source>Sensor 2</source>
+        <translation>Sensor 2</translation>
+    </message>
+    <message>
+        <source>Sensor 3</source>
+        <translation>Sensor 3</translation>
+    </message>
+    <message>
+        <source>Sensor 4</source>
+        <translation>Sensor 4</translation>
+    </message>
+    <message>
+        <source>Uptime</source>
+        <translation>Betriebszeit</translation>
+    </message>
+    <message>
+        <source>Date</source>
+        <translation>Datum</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>Uhrzeit</translation>
+    </message>
+    <message>
+        <source>Location</source>
+        <translation>Standort</translation>
+    </message>
+    <message>
+        <source>Contact</source>
+        <translation>Kontakt</translation>
+    </message>
+    <message>
+        <source>WLAN SSID</source>
+        <translation>WLAN-SSID</translation>
+    </message>
+    <message>
+        <source>Network Interface</source>
+        <translation>Netzwerkschnittstelle</translation>
+    </message>
+    <message>
+        <source>HTTP Type</source>
+        <translation>HTTP-Typ</translation>
+    </message>
+    <message>
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message>
+        <source>Login User</source>
+        <translation>Angemeldeter Benutzer</translation>
+    </message>
+    <message>
+        <source>Access Rights</source>
+        <translation>Zugriffsrechte</translation>
+    </message>
+    <message>
+        <source>Memory usage</source>
+        <translation>Speicherbelegung</translation>
+    </message>
+    <message>
+        <source>History start</source>
+        <translation>Beginn der Historie</translation>
+    </message>
+    <message>
+        <source>History usage</source>
+        <translation>Belegung der Historie</translation>
+    </message>
+    <message>
+        <source>None</source>
+        <translation>Keine</translation>
+    </message>
+    <message>
+        <source>Read data</source>
+        <translation>Daten lesen</translation>
+    </message>
+    <message>
+        <source>Read data / Read config</source>
+        <translation>Daten lesen / Konfiguration lesen</translation>
+    </message>
+    <message>
+        <source>Read data / Write config</source>
+        <translation>Daten lesen / Konfiguration schreiben</translation>
+    </message>
+</context>
+<context>
+    <name>MainWindow</name>
+    <message>
+        <source>Nembra Hub</source>
+        <translation>Nembra Hub</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Geräte</translation>
+    </message>
+    <message>
+        <source>&amp;View</source>
+        <translation>&amp;Ansicht</translation>
+    </message>
+    <message>
+        <source>Show &amp;columns</source>
+        <translation>&amp;Spalten anzeigen</translation>
+    </message>
+    <message>
+        <source>Toolbar</source>
+        <translation>Werkzeugleiste</translation>
+    </message>
+    <message>
+        <source>&amp;Devices</source>
+        <translation>&amp;Geräte</translation>
+    </message>
+    <message>
+        <source>Down&amp;load</source>
+        <translation>&amp;Herunterladen</translation>
+    </message>
+    <message>
+        <source>&amp;Upload</source>
+        <translation>Hoch&amp;laden</translation>
+    </message>
+    <message>
+        <source>&amp;Configure</source>
+        <translation>&amp;Konfigurieren</translation>
+    </message>
+    <message>
+        <source>&amp;Setup</source>
+        <translation>&amp;Einstellungen</translation>
+    </message>
+    <message>
+        <source>Change the language of Nembra Hub</source>
+        <translation>Die Sprache von Nembra Hub ändern</translation>
+    </message>
+    <message>
+        <source>&amp;Language</source>
+        <translation>&amp;Sprache</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>&amp;Hilfe</translation>
+    </message>
+    <message>
+        <source>ToolBar</source>
+        <translation>Werkzeugleiste</translation>
+    </message>
+    <message>
+        <source>You can hide this toolbar in the view menu</source>
+        <translation>Diese Werkzeugleiste lässt sich im Menü „Ansicht“ ausblenden</translation>
+    </message>
+    <message>
+        <source>Filter</source>
+        <translation>Filter</translation>
+    </message>
+    <message>
+        <source>Exit</source>
+        <translation>Beenden</translation>
+    </message>
+    <message>
+        <source>Quit Nembra Hub</source>
+        <translation>Nembra Hub beenden</translation>
+    </message>
+    <message>
+        <source>Ctrl+Q</source>
+        <translation>Ctrl+Q</translation>
+    </message>
+    <message>
+        <source>Refresh list</source>
+        <translation>Liste aktualisieren</translation>
+    </message>
+    <message>
+        <source>Search for devices and update information about them</source>
+        <translation>Geräte suchen und ihre Daten aktualisieren</translation>
+    </message>
+    <message>
+        <source>F5</source>
+        <translation>F5</translation>
+    </message>
+    <message>
+        <source>Con&amp;figuration</source>
+        <translation>Kon&amp;figuration</translation>
+    </message>
+    <message>
+        <source>Save the configuration of the selected devices excluding passwords</source>
+        <translation>Die Konfiguration der ausgewählten Geräte ohne Passwörter speichern</translation>
+    </message>
+    <message>
+        <source>Firm&amp;ware</source>
+        <translation>Firm&amp;ware</translation>
+    </message>
+    <message>
+        <source>Update the firmware for the selected devices</source>
+        <translation>Die Firmware der ausgewählten Geräte aktualisieren</translation>
+    </message>
+    <message>
+        <source>Show</source>
+        <translation>Anzeigen</translation>
+    </message>
+    <message>
+        <source>Show or hide the toolbar</source>
+        <translation>Die Werkzeugleiste ein- oder ausblenden</translation>
+    </message>
+    <message>
+        <source>Alt+T</source>
+        <translation>Alt+T</translation>
+    </message>
+    <message>
+        <source>About Nembra Hub</source>
+        <translation>Über Nembra Hub</translation>
+    </message>
+    <message>
+        <source>Display information about this program</source>
+        <translation>Informationen über dieses Programm anzeigen</translation>
+    </message>
+    <message>
+        <source>Alt+F1</source>
+        <translation>Alt+F1</translation>
+    </message>
+    <message>
+        <source>Scan options</source>
+        <translation>Suchoptionen</translation>
+    </message>
+    <message>
+        <source>Edit scan options</source>
+        <translation>Suchoptionen bearbeiten</translation>
+    </message>
+    <message>
+        <source>F7</source>
+        <translation>F7</translation>
+    </message>
+    <message>
+        <source>Save list</source>
+        <translation>Liste speichern</translation>
+    </message>
+    <message>
+        <source>Save current list of devices</source>
+        <translation>Die aktuelle Geräteliste speichern</translation>
+    </message>
+    <message>
+        <source>Ctrl+S</source>
+        <translation>Ctrl+S</translation>
+    </message>
+    <message>
+        <source>Remove selected</source>
+        <translation>Ausgewählte entfernen</translation>
+    </message>
+    <message>
+        <source>Remove the selected devices from the list</source>
+        <translation>Die ausgewählten Geräte aus der Liste entfernen</translation>
+    </message>
+    <message>
+        <source>Del</source>
+        <translation>Del</translation>
+    </message>
+    <message>
+        <source>&amp;Resize columns</source>
+        <translation>Spalten&amp;breiten anpassen</translation>
+    </message>
+    <message>
+        <source>Resize the columns to fit their content</source>
+        <translation>Die Spaltenbreiten an den Inhalt anpassen</translation>
+    </message>
+    <message>
+        <source>Auto Update</source>
+        <translation>Automatisch aktualisieren</translation>
+    </message>
+    <message>
+        <source>Enable or disable automatic update of list</source>
+        <translation>Die automatische Aktualisierung der Liste ein- oder ausschalten</translation>
+    </message>
+    <message>
+        <source>Web interface</source>
+        <translation>Weboberfläche</translation>
+    </message>
+    <message>
+        <source>Access the web interface of the selected devices</source>
+        <translation>Die Weboberfläche der ausgewählten Geräte öffnen</translation>
+    </message>
+    <message>
+        <source>Alt+W</source>
+        <translation>Alt+W</translation>
+    </message>
+    <message>
+        <source>Confi&amp;guration</source>
+        <translation>Konfi&amp;guration</translation>
+    </message>
+    <message>
+        <source>Upload a configuration file to the selected devices</source>
+        <translation>Eine Konfigurationsdatei auf die ausgewählten Geräte hochladen</translation>
+    </message>
+    <message>
+        <source>Network</source>
+        <translation>Netzwerk</translation>
+    </message>
+    <message>
+        <source>Device&apos;s network configuration</source>
+        <translation>Netzwerkkonfiguration des Geräts</translation>
+    </message>
+    <message>
+        <source>Edit network configuration of the selected device</source>
+        <translation>Die Netzwerkkonfiguration des ausgewählten Geräts bearbeiten</translation>
+    </message>
+    <message>
+        <source>F3</source>
+        <translation>F3</translation>
+    </message>
+    <message>
+        <source>Apply</source>
+        <translation>Anwenden</translation>
+    </message>
+    <message>
+        <source>Apply the filter to the list</source>
+        <translation>Den Filter auf die Liste anwenden</translation>
+    </message>
+    <message>
+        <source>Show the filter</source>
+        <translation>Den Filter einblenden</translation>
+    </message>
+    <message>
+        <source>Ctrl+F</source>
+        <translation>Ctrl+F</translation>
+    </message>
+    <message>
+        <source>User &amp;login</source>
+        <translation>Benutzer&amp;anmeldung</translation>
+    </message>
+    <message>
+        <source>Enter login for the selected devices</source>
+        <translation>Die Anmeldedaten für die ausgewählten Geräte eingeben</translation>
+    </message>
+    <message>
+        <source>About &amp;Qt</source>
+        <translation>Über &amp;Qt</translation>
+    </message>
+    <message>
+        <source>Display information about Qt</source>
+        <translation>Informationen über Qt anzeigen</translation>
+    </message>
+    <message>
+        <source>&amp;Font</source>
+        <translation>Schrift&amp;art</translation>
+    </message>
+    <message>
+        <source>Change the font of Nembra Hub</source>
+        <translation>Die Schriftart von Nembra Hub ändern</translation>
+    </message>
+    <message>
+        <source>Small icons</source>
+        <translation>Kleine Symbole</translation>
+    </message>
+    <message>
+        <source>Use small sized icons</source>
+        <translation>Kleine Symbole verwenden</translation>
+    </message>
+    <message>
+        <source>Normal  icons</source>
+        <translation>Mittelgroße Symbole</translation>
+    </message>
+    <message>
+        <source>Use medium sized icons</source>
+        <translation>Mittelgroße Symbole verwenden</translation>
+    </message>
+    <message>
+        <source>Large icons</source>
+        <translation>Große Symbole</translation>
+    </message>
+    <message>
+        <source>Use large sized icons</source>
+        <translation>Große Symbole verwenden</translation>
+    </message>
+    <message>
+        <source>Configuration + &amp;passwords</source>
+        <translation>Konfiguration + &amp;Passwörter</translation>
+    </message>
+    <message>
+        <source>Save the configuration of the selected devices including passwords</source>
+        <translation>Die Konfiguration der ausgewählten Geräte einschließlich der Passwörter speichern</translation>
+    </message>
+    <message>
+        <source>D&amp;ata (CSV format)</source>
+        <translation>&amp;Messdaten (CSV-Format)</translation>
+    </message>
+    <message>
+        <source>Download history of sensor data for the selected devices</source>
+        <translation>Die Historie der Sensordaten der ausgewählten Geräte herunterladen</translation>
+    </message>
+    <message>
+        <source>&amp;Reset to defaults</source>
+        <translation>Auf Standardwerte &amp;zurücksetzen</translation>
+    </message>
+    <message>
+        <source>Reset configuration of Nembra Hub</source>
+        <translation>Die Einstellungen von Nembra Hub zurücksetzen</translation>
+    </message>
+    <message>
+        <source>Select all</source>
+        <translation>Alle auswählen</translation>
+    </message>
+    <message>
+        <source>Select all devices</source>
+        <translation>Alle Geräte auswählen</translation>
+    </message>
+    <message>
+        <source>Ctrl+A</source>
+        <translation>Ctrl+A</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Close the filter</source>
+        <translation>Den Filter schließen</translation>
+    </message>
+    <message>
+        <source>Show statusbar</source>
+        <translation>Statusleiste anzeigen</translation>
+    </message>
+    <message>
+        <source>Show or hide the statusbar</source>
+        <translation>Die Statusleiste ein- oder ausblenden</translation>
+    </message>
+    <message>
+        <source>Fullscreen</source>
+        <translation>Vollbild</translation>
+    </message>
+    <message>
+        <source>Enable or disable fullscreen mode</source>
+        <translation>Den Vollbildmodus ein- oder ausschalten</translation>
+    </message>
+    <message>
+        <source>F11</source>
+        <translation>F11</translation>
+    </message>
+    <message>
+        <source>Syslog</source>
+        <translation>Syslog</translation>
+    </message>
+    <message>
+        <source>Active devices: %1/%2</source>
+        <translation>Aktive Geräte: %1/%2</translation>
+    </message>
+    <message>
+        <source>Device </source>
+        <translation>Gerät </translation>
+    </message>
+    <message>
+        <source> is not reachable</source>
+        <translation> ist nicht erreichbar</translation>
+    </message>
+    <message>
+        <source>Really open </source>
+        <translation>Wirklich </translation>
+    </message>
+    <message>
+        <source> devices in browser?</source>
+        <translation> Geräte im Browser öffnen?</translation>
+    </message>
+    <message>
+        <source>Show or hide column %1</source>
+        <translation>Die Spalte %1 ein- oder ausblenden</translation>
+    </message>
+    <message>
+        <source>Copyright %1 ostrel GmbH</source>
+        <translation>Copyright %1 ostrel GmbH</translation>
+    </message>
+    <message>
+        <source>This software is licensed to you without charge. ostrel GmbH retains ownership of all copies of the software and reserves all rights not expressly granted to you.</source>
+        <translation>Diese Software wird Ihnen kostenlos lizenziert. Die ostrel GmbH bleibt Eigentümerin aller Kopien der Software und behält sich alle Rechte vor, die Ihnen nicht ausdrücklich eingeräumt werden.</translation>
+    </message>
+    <message>
+        <source>You may use the software without charge.</source>
+        <translation>Sie dürfen die Software kostenlos nutzen.</translation>
+    </message>
+    <message>
+        <source>You may distribute exact copies of the software to anyone.</source>
+        <translation>Sie dürfen unveränderte Kopien der Software an jedermann weitergeben.</translation>
+    </message>
+    <message>
+        <source>See the &lt;a href=&quot;%1&quot;&gt;tutorial&lt;/a&gt; for more information about how to use this software.</source>
+        <translation>Mehr über die Benutzung dieser Software erfahren Sie in der &lt;a href=&quot;%1&quot;&gt;Anleitung&lt;/a&gt;.</translation>
+    </message>
+    <message>
+        <source>Restore the default configuration of Nembra Hub?</source>
+        <translation>Die Standardeinstellungen von Nembra Hub wiederherstellen?</translation>
+    </message>
+</context>
+<context>
+    <name>main</name>
+    <message>
+        <source>Configfile.</source>
+        <translation>Konfigurationsdatei.</translation>
+    </message>
+    <message>
+        <source>directory</source>
+        <translation>Verzeichnis</translation>
+    </message>
+    <message>
+        <source>Devices file.</source>
+        <translation>Gerätedatei.</translation>
+    </message>
+    <message>
+        <source>file</source>
+        <translation>Datei</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,549 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en_US" sourcelanguage="en_US">
+<context>
+    <name>Device</name>
+    <message>
+        <source>System name</source>
+        <translation>System name</translation>
+    </message>
+    <message>
+        <source>IP</source>
+        <translation>IP</translation>
+    </message>
+    <message>
+        <source>MAC</source>
+        <translation>MAC</translation>
+    </message>
+    <message>
+        <source>First Seen</source>
+        <translation>First Seen</translation>
+    </message>
+    <message>
+        <source>Last Seen</source>
+        <translation>Last Seen</translation>
+    </message>
+    <message>
+        <source>Firmware Manufacturer</source>
+        <translation>Firmware Manufacturer</translation>
+    </message>
+    <message>
+        <source>Firmware Name</source>
+        <translation>Firmware Name</translation>
+    </message>
+    <message>
+        <source>Version</source>
+        <translation>Version</translation>
+    </message>
+    <message>
+        <source>Type</source>
+        <translation>Type</translation>
+    </message>
+    <message>
+        <source>Sensor 1</source>
+        <translation>Sensor 1</translation>
+    </message>
+    <message>
+        <source>Sensor 2</source>
+        <translation>Sensor 2</translation>
+    </message>
+    <message>
+        <source>Sensor 3</source>
+        <translation>Sensor 3</translation>
+    </message>
+    <message>
+        <source>Sensor 4</source>
+        <translation>Sensor 4</translation>
+    </message>
+    <message>
+        <source>Uptime</source>
+        <translation>Uptime</translation>
+    </message>
+    <message>
+        <source>Date</source>
+        <translation>Date</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>Time</translation>
+    </message>
+    <message>
+        <source>Location</source>
+        <translation>Location</translation>
+    </message>
+    <message>
+        <source>Contact</source>
+        <translation>Contact</translation>
+    </message>
+    <message>
+        <source>WLAN SSID</source>
+        <translation>WLAN SSID</translation>
+    </message>
+    <message>
+        <source>Network Interface</source>
+        <translation>Network Interface</translation>
+    </message>
+    <message>
+        <source>HTTP Type</source>
+        <translation>HTTP Type</translation>
+    </message>
+    <message>
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message>
+        <source>Login User</source>
+        <translation>Login User</translation>
+    </message>
+    <message>
+        <source>Access Rights</source>
+        <translation>Access Rights</translation>
+    </message>
+    <message>
+        <source>Memory usage</source>
+        <translation>Memory usage</translation>
+    </message>
+    <message>
+        <source>History start</source>
+        <translation>History start</translation>
+    </message>
+    <message>
+        <source>History usage</source>
+        <translation>History usage</translation>
+    </message>
+    <message>
+        <source>None</source>
+        <translation>None</translation>
+    </message>
+    <message>
+        <source>Read data</source>
+        <translation>Read data</translation>
+    </message>
+    <message>
+        <source>Read data / Read config</source>
+        <translation>Read data / Read config</translation>
+    </message>
+    <message>
+        <source>Read data / Write config</source>
+        <translation>Read data / Write config</translation>
+    </message>
+</context>
+<context>
+    <name>MainWindow</name>
+    <message>
+        <source>Nembra Hub</source>
+        <translation>Nembra Hub</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Devices</translation>
+    </message>
+    <message>
+        <source>&amp;View</source>
+        <translation>&amp;View</translation>
+    </message>
+    <message>
+        <source>Show &amp;columns</source>
+        <translation>Show &amp;columns</translation>
+    </message>
+    <message>
+        <source>Toolbar</source>
+        <translation>Toolbar</translation>
+    </message>
+    <message>
+        <source>&amp;Devices</source>
+        <translation>&amp;Devices</translation>
+    </message>
+    <message>
+        <source>Down&amp;load</source>
+        <translation>Down&amp;load</translation>
+    </message>
+    <message>
+        <source>&amp;Upload</source>
+        <translation>&amp;Upload</translation>
+    </message>
+    <message>
+        <source>&amp;Configure</source>
+        <translation>&amp;Configure</translation>
+    </message>
+    <message>
+        <source>&amp;Setup</source>
+        <translation>&amp;Setup</translation>
+    </message>
+    <message>
+        <source>Change the language of Nembra Hub</source>
+        <translation>Change the language of Nembra Hub</translation>
+    </message>
+    <message>
+        <source>&amp;Language</source>
+        <translation>&amp;Language</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>&amp;Help</translation>
+    </message>
+    <message>
+        <source>ToolBar</source>
+        <translation>ToolBar</translation>
+    </message>
+    <message>
+        <source>You can hide this toolbar in the view menu</source>
+        <translation>You can hide this toolbar in the view menu</translation>
+    </message>
+    <message>
+        <source>Filter</source>
+        <translation>Filter</translation>
+    </message>
+    <message>
+        <source>Exit</source>
+        <translation>Exit</translation>
+    </message>
+    <message>
+        <source>Quit Nembra Hub</source>
+        <translation>Quit Nembra Hub</translation>
+    </message>
+    <message>
+        <source>Ctrl+Q</source>
+        <translation>Ctrl+Q</translation>
+    </message>
+    <message>
+        <source>Refresh list</source>
+        <translation>Refresh list</translation>
+    </message>
+    <message>
+        <source>Search for devices and update information about them</source>
+        <translation>Search for devices and update information about them</translation>
+    </message>
+    <message>
+        <source>F5</source>
+        <translation>F5</translation>
+    </message>
+    <message>
+        <source>Con&amp;figuration</source>
+        <translation>Con&amp;figuration</translation>
+    </message>
+    <message>
+        <source>Save the configuration of the selected devices excluding passwords</source>
+        <translation>Save the configuration of the selected devices excluding passwords</translation>
+    </message>
+    <message>
+        <source>Firm&amp;ware</source>
+        <translation>Firm&amp;ware</translation>
+    </message>
+    <message>
+        <source>Update the firmware for the selected devices</source>
+        <translation>Update the firmware for the selected devices</translation>
+    </message>
+    <message>
+        <source>Show</source>
+        <translation>Show</translation>
+    </message>
+    <message>
+        <source>Show or hide the toolbar</source>
+        <translation>Show or hide the toolbar</translation>
+    </message>
+    <message>
+        <source>Alt+T</source>
+        <translation>Alt+T</translation>
+    </message>
+    <message>
+        <source>About Nembra Hub</source>
+        <translation>About Nembra Hub</translation>
+    </message>
+    <message>
+        <source>Display information about this program</source>
+        <translation>Display information about this program</translation>
+    </message>
+    <message>
+        <source>Alt+F1</source>
+        <translation>Alt+F1</translation>
+    </message>
+    <message>
+        <source>Scan options</source>
+        <translation>Scan options</translation>
+    </message>
+    <message>
+        <source>Edit scan options</source>
+        <translation>Edit scan options</translation>
+    </message>
+    <message>
+        <source>F7</source>
+        <translation>F7</translation>
+    </message>
+    <message>
+        <source>Save list</source>
+        <translation>Save list</translation>
+    </message>
+    <message>
+        <source>Save current list of devices</source>
+        <translation>Save current list of devices</translation>
+    </message>
+    <message>
+        <source>Ctrl+S</source>
+        <translation>Ctrl+S</translation>
+    </message>
+    <message>
+        <source>Remove selected</source>
+        <translation>Remove selected</translation>
+    </message>
+    <message>
+        <source>Remove the selected devices from the list</source>
+        <translation>Remove the selected devices from the list</translation>
+    </message>
+    <message>
+        <source>Del</source>
+        <translation>Del</translation>
+    </message>
+    <message>
+        <source>&amp;Resize columns</source>
+        <translation>&amp;Resize columns</translation>
+    </message>
+    <message>
+        <source>Resize the columns to fit their content</source>
+        <translation>Resize the columns to fit their content</translation>
+    </message>
+    <message>
+        <source>Auto Update</source>
+        <translation>Auto Update</translation>
+    </message>
+    <message>
+        <source>Enable or disable automatic update of list</source>
+        <translation>Enable or disable automatic update of list</translation>
+    </message>
+    <message>
+        <source>Web interface</source>
+        <translation>Web interface</translation>
+    </message>
+    <message>
+        <source>Access the web interface of the selected devices</source>
+        <translation>Access the web interface of the selected devices</translation>
+    </message>
+    <message>
+        <source>Alt+W</source>
+        <translation>Alt+W</translation>
+    </message>
+    <message>
+        <source>Confi&amp;guration</source>
+        <translation>Confi&amp;guration</translation>
+    </message>
+    <message>
+        <source>Upload a configuration file to the selected devices</source>
+        <translation>Upload a configuration file to the selected devices</translation>
+    </message>
+    <message>
+        <source>Network</source>
+        <translation>Network</translation>
+    </message>
+    <message>
+        <source>Device&apos;s network configuration</source>
+        <translation>Device&apos;s network configuration</translation>
+    </message>
+    <message>
+        <source>Edit network configuration of the selected device</source>
+        <translation>Edit network configuration of the selected device</translation>
+    </message>
+    <message>
+        <source>F3</source>
+        <translation>F3</translation>
+    </message>
+    <message>
+        <source>Apply</source>
+        <translation>Apply</translation>
+    </message>
+    <message>
+        <source>Apply the filter to the list</source>
+        <translation>Apply the filter to the list</translation>
+    </message>
+    <message>
+        <source>Show the filter</source>
+        <translation>Show the filter</translation>
+    </message>
+    <message>
+        <source>Ctrl+F</source>
+        <translation>Ctrl+F</translation>
+    </message>
+    <message>
+        <source>User &amp;login</source>
+        <translation>User &amp;login</translation>
+    </message>
+    <message>
+        <source>Enter login for the selected devices</source>
+        <translation>Enter login for the selected devices</translation>
+    </message>
+    <message>
+        <source>About &amp;Qt</source>
+        <translation>About &amp;Qt</translation>
+    </message>
+    <message>
+        <source>Display information about Qt</source>
+        <translation>Display information about Qt</translation>
+    </message>
+    <message>
+        <source>&amp;Font</source>
+        <translation>&amp;Font</translation>
+    </message>
+    <message>
+        <source>Change the font of Nembra Hub</source>
+        <translation>Change the font of Nembra Hub</translation>
+    </message>
+    <message>
+        <source>Small icons</source>
+        <translation>Small icons</translation>
+    </message>
+    <message>
+        <source>Use small sized icons</source>
+        <translation>Use small sized icons</translation>
+    </message>
+    <message>
+        <source>Normal  icons</source>
+        <translation>Normal  icons</translation>
+    </message>
+    <message>
+        <source>Use medium sized icons</source>
+        <translation>Use medium sized icons</translation>
+    </message>
+    <message>
+        <source>Large icons</source>
+        <translation>Large icons</translation>
+    </message>
+    <message>
+        <source>Use large sized icons</source>
+        <translation>Use large sized icons</translation>
+    </message>
+    <message>
+        <source>Configuration + &amp;passwords</source>
+        <translation>Configuration + &amp;passwords</translation>
+    </message>
+    <message>
+        <source>Save the configuration of the selected devices including passwords</source>
+        <translation>Save the configuration of the selected devices including passwords</translation>
+    </message>
+    <message>
+        <source>D&amp;ata (CSV format)</source>
+        <translation>D&amp;ata (CSV format)</translation>
+    </message>
+    <message>
+        <source>Download history of sensor data for the selected devices</source>
+        <translation>Download history of sensor data for the selected devices</translation>
+    </message>
+    <message>
+        <source>&amp;Reset to defaults</source>
+        <translation>&amp;Reset to defaults</translation>
+    </message>
+    <message>
+        <source>Reset configuration of Nembra Hub</source>
+        <translation>Reset configuration of Nembra Hub</translation>
+    </message>
+    <message>
+        <source>Select all</source>
+        <translation>Select all</translation>
+    </message>
+    <message>
+        <source>Select all devices</source>
+        <translation>Select all devices</translation>
+    </message>
+    <message>
+        <source>Ctrl+A</source>
+        <translation>Ctrl+A</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>Close the filter</source>
+        <translation>Close the filter</translation>
+    </message>
+    <message>
+        <source>Show statusbar</source>
+        <translation>Show statusbar</translation>
+    </message>
+    <message>
+        <source>Show or hide the statusbar</source>
+        <translation>Show or hide the statusbar</translation>
+    </message>
+    <message>
+        <source>Fullscreen</source>
+        <translation>Fullscreen</translation>
+    </message>
+    <message>
+        <source>Enable or disable fullscreen mode</source>
+        <translation>Enable or disable fullscreen mode</translation>
+    </message>
+    <message>
+        <source>F11</source>
+        <translation>F11</translation>
+    </message>
+    <message>
+        <source>Syslog</source>
+        <translation>Syslog</translation>
+    </message>
+    <message>
+        <source>Active devices: %1/%2</source>
+        <translation>Active devices: %1/%2</translation>
+    </message>
+    <message>
+        <source>Device </source>
+        <translation>Device </translation>
+    </message>
+    <message>
+        <source> is not reachable</source>
+        <translation> is not reachable</translation>
+    </message>
+    <message>
+        <source>Really open </source>
+        <translation>Really open </translation>
+    </message>
+    <message>
+        <source> devices in browser?</source>
+        <translation> devices in browser?</translation>
+    </message>
+    <message>
+        <source>Show or hide column %1</source>
+        <translation>Show or hide column %1</translation>
+    </message>
+    <message>
+        <source>Copyright %1 ostrel GmbH</source>
+        <translation>Copyright %1 ostrel GmbH</translation>
+    </message>
+    <message>
+        <source>This software is licensed to you without charge. ostrel GmbH retains ownership of all copies of the software and reserves all rights not expressly granted to you.</source>
+        <translation>This software is licensed to you without charge. ostrel GmbH retains ownership of all copies of the software and reserves all rights not expressly granted to you.</translation>
+    </message>
+    <message>
+        <source>You may use the software without charge.</source>
+        <translation>You may use the software without charge.</translation>
+    </message>
+    <message>
+        <source>You may distribute exact copies of the software to anyone.</source>
+        <translation>You may distribute exact copies of the software to anyone.</translation>
+    </message>
+    <message>
+        <source>See the &lt;a href=&quot;%1&quot;&gt;tutorial&lt;/a&gt; for more information about how to use this software.</source>
+        <translation>See the &lt;a href=&quot;%1&quot;&gt;tutorial&lt;/a&gt; for more information about how to use this software.</translation>
+    </message>
+    <message>
+        <source>Restore the default configuration of Nembra Hub?</source>
+        <translation>Restore the default configuration of Nembra Hub?</translation>
+    </message>
+</context>
+<context>
+    <name>main</name>
+    <message>
+        <source>Configfile.</source>
+        <translation>Configfile.</translation>
+    </message>
+    <message>
+        <source>directory</source>
+        <translation>directory</translation>
+    </message>
+    <message>
+        <source>Devices file.</source>
+        <translation>Devices file.</translation>
+    </message>
+    <message>
+        <source>file</source>
+        <translation>file</translation>
+    </message>
+</context>
+</TS>
