@@ -6,7 +6,6 @@
 #include "common/tlsdefaults.h"
 #include "common/translations.h"
 #include "device/timespan.h"
-#include "discovery/discoverydevice.h"
 
 int main(int argc, char *argv[])
 {
@@ -19,7 +18,7 @@ int main(int argc, char *argv[])
     SingleApplication application(argc, argv);
     // After the application object, whose guard takes its key from the program's file name.
     startup::setIdentity();
-    const Translations translations;
+    Translations translations;
     const startup::Arguments arguments = startup::parseArguments(application);
     applyDeviceTlsDefaults();
     settings::open(arguments.configFile);

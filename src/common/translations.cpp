@@ -53,8 +53,9 @@ void Translations::load(const QString &language)
 void Translations::reload(QTranslator *translator, const QString &fileName) const
 {
     QCoreApplication::removeTranslator(translator);
-    // Neither delimiters nor suffix: a language code must not fall back to the file of another one.
-    if (translator->load(fileName, m_directory, QString(), QString())) {
+    // Neither delimiters nor suffix (empty ones; null stands for the usual ones): a language code must not
+    // fall back to the file of another one.
+    if (translator->load(fileName, m_directory, QStringLiteral(""), QStringLiteral(""))) {
         QCoreApplication::installTranslator(translator);
     }
 }

@@ -17,6 +17,7 @@
 #include <QNetworkRequest>
 #include <QPalette>
 #include <QSignalBlocker>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QUrl>
 
@@ -70,9 +71,15 @@ Device::~Device()
         delete m_networkManager;
         return;
     }
-    // The application owns what nobody waits for any more, until the reply ends or the program does.
-    m_networkManager->setParent(QCoreApplication::instance());
-    connect(m_networkManager, &QNetworkAccessManager::finished, m_networkManager, &QObject::deleteLater);
+    // The application owns what nobody waits for any more, until the reply ends, counts as hanging, or the
+    // program ends. Until then what arrives is thrown away, so that an answer without end doesn't fill the
+    // memory.
+    QNetworkAccessManager *const manager = m_networkManager;
+    manager->setParent(QCoreApplication::instance());
+    connect(manager, &QNetworkAccessManager::finished, manager, &QObject::deleteLater);
+    connect(m_pendingReply, &QNetworkReply::readyRead, manager,
+            [reply = m_pendingReply] { reply->readAll(); });
+    QTimer::singleShot(giveUpAge, manager, &QObject::deleteLater);
 }
 
 QString Device::webInterfaceUrl() const
@@ -132,11 +139,15 @@ void Device::abortQuery()
 
 void Device::giveUpRequest()
 {
-    // Reports the cancellation at once, through on_uploadError(), unless the reply had ended.
-    m_pendingReply->abort();
-    m_pendingReply = nullptr;
+    QNetworkReply *const reply = m_pendingReply;
     recreateNetworkManager();
     m_useHttps = false;
+    // Reports the cancellation at once, through on_uploadError(), unless the reply had ended; and whoever
+    // hears of it may send the next request at once.
+    reply->abort();
+    if (m_pendingReply == reply) {
+        m_pendingReply = nullptr;
+    }
 }
 
 void Device::recreateNetworkManager()
@@ -165,7 +176,8 @@ void Device::collectAnswer(QNetworkReply *reply)
 void Device::refuseEncodedAnswer(QNetworkReply *reply)
 {
     const QByteArray encoding = reply->rawHeader(QByteArrayLiteral("Content-Encoding"));
-    if (reply == m_pendingReply && !encoding.isEmpty() && encoding != "identity") {
+    if (reply == m_pendingReply && httpStatus(reply) == httpOk && !encoding.isEmpty() &&
+        encoding != "identity") {
         qDebug() << "Answer in an encoding that nobody asked for:" << encoding << "from" << reply->url();
         reply->abort();
     }

@@ -91,7 +91,8 @@ void DiscoveryDevice::decodeNameArea()
     // A length that no name area can have is a broken or hostile one: what the area holds is all there is.
     const int length =
         std::clamp(static_cast<int>(static_cast<qint8>(m_nameField.at(0))), 0, maximumNameLength);
-    m_hostname = QString::fromLatin1(m_nameField.mid(1, length));
+    // By pointer and length: zeros within the length belong to the name.
+    m_hostname = QString::fromLatin1(m_nameField.constData() + 1, length);
     // The devices count from the length byte, so the text starts on the last character of the name.
     m_extraText = length > 0 ? QString::fromUtf8(upToZero(m_nameField.mid(length))) : QString();
 }

@@ -2,7 +2,9 @@
 
 #include <QAccessible>
 #include <QHeaderView>
+#include <QStyledItemDelegate>
 
+#include <algorithm>
 #include <chrono>
 
 using namespace std::chrono_literals;
@@ -12,11 +14,36 @@ namespace {
 constexpr std::chrono::milliseconds paintPause = 60ms;
 constexpr std::chrono::milliseconds sortPause = 100ms;
 
+/// Longer than any text that a device means to show.
+constexpr int maximumCellText = 256;
+
+/// Shows a cell's text in one line of bounded length, whatever a device put into it: line breaks would make
+/// every row as high as the one that holds them.
+class CellDelegate final : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    QString displayText(const QVariant &value, const QLocale &locale) const override
+    {
+        QString text = QStyledItemDelegate::displayText(value, locale).left(maximumCellText);
+        std::replace_if(
+            text.begin(), text.end(),
+            [](QChar c) {
+                return c.category() == QChar::Other_Control || c.category() == QChar::Separator_Line ||
+                       c.category() == QChar::Separator_Paragraph;
+            },
+            QLatin1Char(' '));
+        return text;
+    }
+};
+
 } // namespace
 
 DeviceList::DeviceList(QWidget *parent)
     : QTreeWidget(parent)
 {
+    setItemDelegate(new CellDelegate(this));
     m_paintPause.setSingleShot(true);
     m_paintPause.setInterval(paintPause);
     connect(&m_paintPause, &QTimer::timeout, this, [this] { viewport()->setUpdatesEnabled(true); });
@@ -39,6 +66,7 @@ void DeviceList::pauseSorting()
     setSortingEnabled(false);
     // The mark in the header stays, and so does what a click on it means for the sorting to come.
     header()->setSortIndicatorShown(true);
+    header()->setSectionsClickable(true);
     m_sortPause.start();
 }
 

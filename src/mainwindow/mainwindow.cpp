@@ -55,8 +55,11 @@ MainWindow::MainWindow(const QString &deviceListPath, QWidget *parent)
 
 MainWindow::~MainWindow()
 {
-    // The rows go with the list, and what goes is no longer counted.
+    // What goes now must not reach a window that is half gone: the focus moves when the window is hidden, and
+    // the rows that go with the list are neither counted nor make room for the next query.
+    disconnect(qApp, nullptr, this, nullptr);
     disconnect(ui->devList->selectionModel(), nullptr, this, nullptr);
+    delete m_queryQueue;
 }
 
 void MainWindow::setUpStatusBar()
@@ -81,6 +84,7 @@ void MainWindow::setUpDiscovery()
     m_discovery = new Discovery(static_cast<quint16>(settings::value(settings::scanPort)), this);
     connect(m_discovery, &Discovery::device, this, &MainWindow::onDevice);
     m_queryQueue = new QueryQueue(QueryQueue::requestsThatFit(), this);
+    connect(m_queryQueue, &QueryQueue::idle, this, [this] { qDebug().noquote() << m_statusLabel->text(); });
 }
 
 void MainWindow::setUpTimers()
@@ -146,23 +150,21 @@ DeviceItem *MainWindow::findOrCreateItem(const QString &mac)
 void MainWindow::recount(const DeviceItem *item)
 {
     const Device &device = item->device();
-    m_rowCounts.update(item, {device.dataAge() < recentAge, device.discoveryAge() < recentAge,
-                              device.webAge() < recentAge, item->isSelected()});
+    m_rowCounts.update(
+        item, {device.dataAge() < recentAge, device.discoveryAge() < recentAge, device.webAge() < recentAge});
 }
 
 void MainWindow::recountSelection(const QItemSelection &selected, const QItemSelection &deselected)
 {
-    for (const QItemSelection &changed : {selected, deselected}) {
+    const auto take = [this](const QItemSelection &changed, bool isSelected) {
         for (const QItemSelectionRange &range : changed) {
             for (int row = range.top(); row <= range.bottom(); ++row) {
-                const DeviceItem *const item = itemAt(row);
-                // A row that is being removed is no longer counted.
-                if (m_rowCounts.contains(item)) {
-                    recount(item);
-                }
+                m_rowCounts.setSelected(itemAt(row), isSelected);
             }
         }
-    }
+    };
+    take(deselected, false);
+    take(selected, true);
 }
 
 void MainWindow::on_devList_itemSelectionChanged()

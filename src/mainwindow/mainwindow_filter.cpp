@@ -1,8 +1,9 @@
+#include "mainwindow/mainwindow.h"
+
 #include "ui_mainwindow.h"
 
 #include "common/settings.h"
 #include "device/deviceitem.h"
-#include "mainwindow/mainwindow.h"
 
 #include <QCompleter>
 #include <QKeyEvent>
@@ -77,6 +78,8 @@ void MainWindow::rememberFilter(const QString &pattern)
     }
     QSettings &store = settings::store();
     store.beginGroup(QLatin1String(settings::filterHistoryGroup));
+    // A longer one that was stored before must not shine through.
+    store.remove(QLatin1String(settings::filterHistoryArray));
     store.beginWriteArray(QLatin1String(settings::filterHistoryArray), m_filterHistory.size());
     for (int i = 0; i < m_filterHistory.size(); ++i) {
         store.setArrayIndex(i);

@@ -1,9 +1,10 @@
+#include "mainwindow/mainwindow.h"
+
 #include "ui_mainwindow.h"
 
 #include "common/settings.h"
 #include "common/translations.h"
 #include "device/devicecolumns.h"
-#include "mainwindow/mainwindow.h"
 
 #include <QActionGroup>
 #include <QApplication>

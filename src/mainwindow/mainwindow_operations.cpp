@@ -1,6 +1,7 @@
+#include "mainwindow/mainwindow.h"
+
 #include "ui_mainwindow.h"
 
-#include "mainwindow/mainwindow.h"
 #include "mainwindow/rowcounts.h"
 
 // What is not there yet keeps its place in the menus, disabled, and its slot in the window.

@@ -1,8 +1,27 @@
+#include "mainwindow/mainwindow.h"
+
 #include "ui_mainwindow.h"
 
 #include "common/settings.h"
 #include "discovery/discovery.h"
-#include "mainwindow/mainwindow.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+/// Milliseconds. The settings file may hold anything: no number is none too big for a timer, and none floods
+/// the network with requests.
+int autoUpdateInterval()
+{
+    constexpr double millisecondsPerSecond = 1000.0;
+    constexpr double shortest = 100.0;
+    const double interval = settings::value(settings::scanAutoUpdateInterval) * millisecondsPerSecond;
+    return interval > shortest ? static_cast<int>(std::min<double>(interval, std::numeric_limits<int>::max()))
+                               : static_cast<int>(shortest);
+}
+
+} // namespace
 
 void MainWindow::applySettings()
 {
@@ -22,9 +41,7 @@ void MainWindow::on_actionAuto_triggered(bool checked)
 void MainWindow::runAutoUpdate(bool on)
 {
     if (on) {
-        constexpr double millisecondsPerSecond = 1000.0;
-        m_autoUpdateTimer.start(
-            static_cast<int>(settings::value(settings::scanAutoUpdateInterval) * millisecondsPerSecond));
+        m_autoUpdateTimer.start(autoUpdateInterval());
     } else {
         m_autoUpdateTimer.stop();
     }

@@ -1,8 +1,9 @@
+#include "mainwindow/mainwindow.h"
+
 #include "ui_mainwindow.h"
 
 #include "common/settings.h"
 #include "device/devicecolumns.h"
-#include "mainwindow/mainwindow.h"
 #include "widgets/plainmessagebox.h"
 
 #include <QActionGroup>

@@ -2,33 +2,43 @@
 
 void RowCounts::update(const DeviceItem *row, RowState state)
 {
-    const auto known = m_states.find(row);
-    if (known == m_states.end()) {
-        m_states.insert(row, state);
-    } else {
-        count(*known, -1);
-        *known = state;
+    const auto known = m_counted.find(row);
+    if (known == m_counted.end()) {
+        count(*m_counted.insert(row, {state, false}), 1);
+        return;
     }
-    count(state, 1);
+    count(*known, -1);
+    known->state = state;
+    count(*known, 1);
+}
+
+void RowCounts::setSelected(const DeviceItem *row, bool selected)
+{
+    const auto known = m_counted.find(row);
+    if (known != m_counted.end()) {
+        count(*known, -1);
+        known->selected = selected;
+        count(*known, 1);
+    }
 }
 
 void RowCounts::remove(const DeviceItem *row)
 {
-    const auto known = m_states.find(row);
-    if (known != m_states.end()) {
+    const auto known = m_counted.find(row);
+    if (known != m_counted.end()) {
         count(*known, -1);
-        m_states.erase(known);
+        m_counted.erase(known);
     }
 }
 
-void RowCounts::count(RowState state, int sign)
+void RowCounts::count(const CountedRow &row, int sign)
 {
     const auto add = [sign](int &total, bool counts) { total += counts ? sign : 0; };
     add(m_totals.rows, true);
-    add(m_totals.active, state.active);
-    add(m_totals.selected, state.selected);
-    add(m_totals.selectedDiscovered, state.selected && state.discovered);
-    add(m_totals.selectedServed, state.selected && state.served);
+    add(m_totals.active, row.state.active);
+    add(m_totals.selected, row.selected);
+    add(m_totals.selectedDiscovered, row.selected && row.state.discovered);
+    add(m_totals.selectedServed, row.selected && row.state.served);
 }
 
 SelectionRules selectionRules(const RowCounts::Totals &totals)

@@ -4,13 +4,12 @@
 
 class DeviceItem;
 
-/// What counts about a row of the device list.
+/// What counts about a row of the device list, besides being selected.
 struct RowState
 {
     bool active = false;
     bool discovered = false;
     bool served = false;
-    bool selected = false;
 };
 
 /// How many rows there are of which kind, kept up to date row by row, so that an answer costs the same
@@ -30,17 +29,24 @@ public:
         int selectedServed = 0;
     };
 
-    /// Takes in the state of a row, new or known.
+    /// Counts a new row, which is not selected, or takes in how a known one has changed.
     void update(const DeviceItem *row, RowState state);
+    /// Ignores a row that is not counted, as one is that is being removed.
+    void setSelected(const DeviceItem *row, bool selected);
     void remove(const DeviceItem *row);
-    bool contains(const DeviceItem *row) const { return m_states.contains(row); }
 
     const Totals &totals() const { return m_totals; }
 
 private:
-    void count(RowState state, int sign);
+    struct CountedRow
+    {
+        RowState state;
+        bool selected = false;
+    };
 
-    QHash<const DeviceItem *, RowState> m_states;
+    void count(const CountedRow &row, int sign);
+
+    QHash<const DeviceItem *, CountedRow> m_counted;
     Totals m_totals;
 };
 
