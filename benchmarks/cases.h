@@ -1,0 +1,21 @@
+#pragma once
+
+#include "fleetwindow.h"
+
+/// The cases of the benchmark. Each starts the fleet that it needs and prints its figures.
+namespace cases {
+
+/// A whole fleet answers one broadcast within a moment: is every device shown?
+void burst(FleetWindow::View view);
+/// What an answer costs in a short and in a long list.
+void answerCost(FleetWindow::View view);
+/// For how long the window doesn't react during a refresh of that many devices.
+void stalls(int devices, double bound, FleetWindow::View view);
+/// How long a refresh takes, compared with a program that does nothing but ask.
+void refreshTime(FleetWindow::View view);
+/// What the program holds when it is idle.
+void idle(FleetWindow::View view);
+/// What it holds after many refreshes.
+void endurance(FleetWindow::View view);
+
+} // namespace cases

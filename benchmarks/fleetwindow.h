@@ -1,0 +1,55 @@
+#pragma once
+
+#include "discovery/discoverydevice.h"
+
+#include <QVector>
+
+#include <chrono>
+#include <memory>
+
+class DeviceItem;
+class Discovery;
+class MainWindow;
+class QTreeWidget;
+class QueryQueue;
+
+/// The program's main window, shown and at rest, not yet listening to the fleet, so that what is measured
+/// begins when it is told to.
+class FleetWindow final
+{
+public:
+    enum class View { Default, Everything };
+
+    /// `Everything`: all columns, in a window that fills a big screen.
+    explicit FleetWindow(View view);
+    ~FleetWindow();
+    Q_DISABLE_COPY_MOVE(FleetWindow)
+
+    /// Listens to the fleet, or to a port on which nobody answers.
+    void hearFleet(bool on);
+    /// What the user's "Discover devices" does.
+    void refresh();
+    /// Refreshes and waits until there are so many rows and each has new readings; gives up the benchmark
+    /// when that doesn't happen.
+    void refreshWholly(int devices);
+    /// Waits until no request is out and none waits.
+    void waitForQueries();
+    void sortBy(int column);
+
+    int rowCount() const;
+    /// All rows in no particular order.
+    QVector<DeviceItem *> rows() const;
+    /// How many rows got readings in the current refresh.
+    int freshRows() const;
+
+    MainWindow &window() { return *m_window; }
+    Discovery &discovery() { return *m_discovery; }
+
+private:
+    bool queriesDone() const;
+
+    std::unique_ptr<MainWindow> m_window;
+    QTreeWidget *m_list = nullptr;
+    Discovery *m_discovery = nullptr;
+    QueryQueue *m_queue = nullptr;
+};

@@ -1,0 +1,78 @@
+#include "app/application.h"
+#include "app/descriptorlimit.h"
+#include "app/messagelog.h"
+#include "cases.h"
+#include "common/settings.h"
+#include "common/tlsdefaults.h"
+#include "common/translations.h"
+#include "device/timespan.h"
+#include "report.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QTemporaryDir>
+
+#include <cstdlib>
+#include <functional>
+#include <map>
+
+namespace {
+
+using View = FleetWindow::View;
+
+const std::map<QString, std::function<void(View)>> &knownCases()
+{
+    static const std::map<QString, std::function<void(View)>> known{
+        {QStringLiteral("burst"), cases::burst},
+        {QStringLiteral("answer-cost"), cases::answerCost},
+        {QStringLiteral("stalls-1000"), [](View view) { cases::stalls(1000, 30.0, view); }},
+        {QStringLiteral("stalls-10000"), [](View view) { cases::stalls(10000, 100.0, view); }},
+        {QStringLiteral("refresh-time"), cases::refreshTime},
+        {QStringLiteral("idle"), cases::idle},
+        {QStringLiteral("endurance"), cases::endurance},
+    };
+    return known;
+}
+
+QString caseNames()
+{
+    QStringList names;
+    for (const auto &known : knownCases()) {
+        names.append(known.first);
+    }
+    return names.join(QLatin1String(", "));
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (qEnvironmentVariableIsEmpty("NEMBRA_PRIVATE_NETWORK")) {
+        report::giveUp(QStringLiteral("it broadcasts; run it by way of scripts/bench"));
+    }
+    // What the program does at its start.
+    installMessageLog();
+    raiseDescriptorLimit();
+    Timespan::registerMetaType();
+    QApplication application(argc, argv);
+    startup::setIdentity();
+    const Translations translations;
+    applyDeviceTlsDefaults();
+
+    QCommandLineParser parser;
+    const QCommandLineOption everything(QStringLiteral("everything"),
+                                        QStringLiteral("All columns in a big window."));
+    parser.addOption(everything);
+    parser.addHelpOption();
+    parser.addPositionalArgument(QStringLiteral("case"), caseNames());
+    parser.process(application);
+    const auto wanted = knownCases().find(parser.positionalArguments().value(0));
+    if (wanted == knownCases().end()) {
+        report::giveUp(QStringLiteral("the case is one of: ") + caseNames());
+    }
+
+    const QTemporaryDir directory;
+    settings::open(directory.filePath(QStringLiteral("settings.ini")));
+    wanted->second(parser.isSet(everything) ? View::Everything : View::Default);
+    return report::allReached() ? EXIT_SUCCESS : 2;
+}
