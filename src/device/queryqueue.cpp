@@ -95,9 +95,6 @@ void QueryQueue::requestEnded(Device *device)
     }
     m_outstanding.erase(ended);
     sendNext();
-    if (m_outstanding.isEmpty() && m_waiting.isEmpty()) {
-        emit idle();
-    }
 }
 
 void QueryQueue::forget(Device *device)

@@ -35,10 +35,6 @@ public:
     int waiting() const { return m_waiting.size(); }
     int outstanding() const { return m_outstanding.size(); }
 
-signals:
-    /// Every query that was due has been asked and has ended.
-    void idle();
-
 private:
     enum class Pace { Prompt, Slow };
 

@@ -84,7 +84,6 @@ void MainWindow::setUpDiscovery()
     m_discovery = new Discovery(static_cast<quint16>(settings::value(settings::scanPort)), this);
     connect(m_discovery, &Discovery::device, this, &MainWindow::onDevice);
     m_queryQueue = new QueryQueue(QueryQueue::requestsThatFit(), this);
-    connect(m_queryQueue, &QueryQueue::idle, this, [this] { qDebug().noquote() << m_statusLabel->text(); });
 }
 
 void MainWindow::setUpTimers()
@@ -113,6 +112,7 @@ void MainWindow::refreshDevices()
     }
     m_discovery->refresh();
     updateStatusBarAndMenu();
+    qDebug().noquote() << m_statusLabel->text();
 }
 
 void MainWindow::onDevice(const DiscoveryDevice &discoveryDevice)
