@@ -35,38 +35,62 @@ bool beginsWith(std::string_view text, std::string_view prefix)
     return text.substr(0, prefix.size()) == prefix;
 }
 
-std::optional<Mark> nextMark(std::string_view text, std::size_t from)
+/// Finds the marks of a template and counts the bytes it reads, since there are templates that make it read
+/// some of them very often.
+class Scanner
 {
-    while (from < text.size()) {
-        const std::size_t begin = text.find('{', from);
-        if (begin == std::string_view::npos || begin + 1 >= text.size())
-            return std::nullopt;
-        const bool isVariable = text[begin + 1] == '{';
-        if (isVariable || text[begin + 1] == '%') {
-            const std::size_t close = text.find(isVariable ? "}}" : "%}", begin + 2);
-            if (close != std::string_view::npos)
-                return Mark{begin, close + 2, trimmed(text.substr(begin + 2, close - begin - 2)), isVariable};
-        }
-        from = begin + 1;
+public:
+    explicit Scanner(std::size_t limit)
+        : m_limit(limit)
+    {
     }
-    return std::nullopt;
-}
 
-/// Finds the mark that ends the block whose body begins at `from`; blocks of the same kind inside are
-/// skipped.
-std::optional<Mark> blockEnd(std::string_view text, std::size_t from, std::string_view opening,
-                             std::string_view closing)
-{
-    int open = 1;
-    while (const std::optional<Mark> mark = nextMark(text, from)) {
-        if (!mark->isVariable && beginsWith(mark->content, opening))
-            ++open;
-        if (!mark->isVariable && mark->content == closing && --open == 0)
-            return mark;
-        from = mark->end;
+    [[nodiscard]] bool isExhausted() const { return m_read >= m_limit; }
+
+    std::optional<Mark> nextMark(std::string_view text, std::size_t from)
+    {
+        while (!isExhausted()) {
+            const std::size_t begin = find(text, "{", from);
+            if (begin == std::string_view::npos || begin + 1 >= text.size())
+                return std::nullopt;
+            const bool isVariable = text[begin + 1] == '{';
+            if (isVariable || text[begin + 1] == '%') {
+                const std::size_t close = find(text, isVariable ? "}}" : "%}", begin + 2);
+                if (close != std::string_view::npos)
+                    return Mark{begin, close + 2, trimmed(text.substr(begin + 2, close - begin - 2)),
+                                isVariable};
+            }
+            from = begin + 1;
+        }
+        return std::nullopt;
     }
-    return std::nullopt;
-}
+
+    /// The mark that ends the block whose body begins at `from`; blocks of the same kind inside are skipped.
+    std::optional<Mark> blockEnd(std::string_view text, std::size_t from, std::string_view opening,
+                                 std::string_view closing)
+    {
+        int open = 1;
+        while (const std::optional<Mark> mark = nextMark(text, from)) {
+            if (!mark->isVariable && beginsWith(mark->content, opening))
+                ++open;
+            if (!mark->isVariable && mark->content == closing && --open == 0)
+                return mark;
+            from = mark->end;
+        }
+        return std::nullopt;
+    }
+
+private:
+    std::size_t find(std::string_view text, std::string_view what, std::size_t from)
+    {
+        const std::size_t found = text.find(what, from);
+        m_read += std::min(found, text.size()) - std::min(from, text.size()) + 1;
+        return found;
+    }
+
+    const std::size_t m_limit;
+    std::size_t m_read = 0;
+};
 
 class Filler
 {
@@ -74,6 +98,7 @@ public:
     Filler(const TemplateValues &values, const TemplateLimits &limits)
         : m_values(values)
         , m_limits(limits)
+        , m_scanner(limits.work)
     {
     }
 
@@ -81,7 +106,7 @@ public:
     {
         std::size_t position = 0;
         while (!isFull()) {
-            const std::optional<Mark> mark = nextMark(text, position);
+            const std::optional<Mark> mark = m_scanner.nextMark(text, position);
             append(text.substr(position, mark ? mark->begin - position : std::string_view::npos));
             if (!mark)
                 return;
@@ -92,7 +117,10 @@ public:
     [[nodiscard]] std::string takeOutput() { return std::move(m_output); }
 
 private:
-    [[nodiscard]] bool isFull() const { return m_output.size() >= m_limits.output; }
+    [[nodiscard]] bool isFull() const
+    {
+        return m_output.size() >= m_limits.output || m_scanner.isExhausted();
+    }
 
     void append(std::string_view text) { m_output += text.substr(0, m_limits.output - m_output.size()); }
 
@@ -108,9 +136,9 @@ private:
         const bool isCondition = beginsWith(mark.content, "if ");
         std::optional<Mark> end;
         if (isLoop)
-            end = blockEnd(text, mark.end, "for ", "endfor");
+            end = m_scanner.blockEnd(text, mark.end, "for ", "endfor");
         else if (isCondition)
-            end = blockEnd(text, mark.end, "if ", "endif");
+            end = m_scanner.blockEnd(text, mark.end, "if ", "endif");
         if (!end) {
             append(text.substr(mark.begin, mark.end - mark.begin));
             return mark.end;
@@ -172,6 +200,7 @@ private:
 
     const TemplateValues &m_values;
     const TemplateLimits &m_limits;
+    Scanner m_scanner;
     std::string m_output;
     std::vector<Loop> m_loops;
     int m_depth = 0;

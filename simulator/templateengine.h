@@ -27,6 +27,8 @@ struct TemplateLimits
 {
     /// Deeper blocks render as nothing.
     int depth = 16;
+    /// Filling stops when so many bytes of the template were read; what a loop repeats counts each time.
+    std::size_t work = 32u << 20u;
     /// The result is cut at so many bytes.
     std::size_t output = 4u << 20u;
 };

@@ -1,0 +1,304 @@
+#include "faultlist.h"
+#include "inflatingbody.h"
+#include "testclient.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+using namespace simulator;
+using namespace testclient;
+
+namespace {
+
+class Faults : public testing::Test
+{
+protected:
+    void start(int devices = 2)
+    {
+        fleet.addDevices(devices);
+        fleet.start();
+    }
+
+    [[nodiscard]] Reply get(const std::string &target = "/",
+                            std::chrono::milliseconds timeout = patience) const
+    {
+        return Visitor(fleet, 0, plain, timeout).get(target);
+    }
+
+    Fleet fleet{freePorts()};
+};
+
+/// Inflates, counting only; a body that isn't gzip to its end gives -1.
+std::int64_t inflatedSize(const std::string &bytes)
+{
+    z_stream stream{};
+    if (inflateInit2(&stream, MAX_WBITS + 16) != Z_OK)
+        return -1;
+    std::string input = bytes;
+    std::vector<Bytef> output(1u << 20u);
+    stream.next_in = reinterpret_cast<Bytef *>(input.data());
+    stream.avail_in = static_cast<uInt>(input.size());
+    std::int64_t size = 0;
+    int result = Z_OK;
+    while (result == Z_OK) {
+        stream.next_out = output.data();
+        stream.avail_out = static_cast<uInt>(output.size());
+        result = inflate(&stream, Z_NO_FLUSH);
+        size += static_cast<std::int64_t>(output.size() - stream.avail_out);
+    }
+    inflateEnd(&stream);
+    return result == Z_STREAM_END ? size : -1;
+}
+
+} // namespace
+
+TEST_F(Faults, RefusedConnectionIsARealRefusalUntilCleared)
+{
+    start();
+    fleet.addFault(0, Fault::refuse());
+    EXPECT_EQ(get().end, End::Refused);
+    EXPECT_EQ(Visitor(fleet, 0, tls).get("/").end, End::Refused);
+    EXPECT_EQ(Visitor(fleet, 1).get("/").status, 200);
+    fleet.clearFaults(0);
+    EXPECT_EQ(get().status, 200);
+}
+
+TEST_F(Faults, RefusalCanBeLimitedToAScheme)
+{
+    start();
+    fleet.addFault(0, Fault::refuse().onlyHttps());
+    EXPECT_EQ(get().status, 200);
+    EXPECT_EQ(Visitor(fleet, 0, tls).get("/").end, End::Refused);
+}
+
+TEST_F(Faults, CountedRefusalIsAResetAndThenOver)
+{
+    start();
+    fleet.addFault(0, Fault::refuse().times(1));
+    EXPECT_EQ(get().end, End::Reset);
+    EXPECT_EQ(get().status, 200);
+}
+
+TEST_F(Faults, RefusalOfOnePathResetsAfterTheRequest)
+{
+    start();
+    fleet.addFault(0, Fault::refuse().onPath("login.cgi"));
+    EXPECT_EQ(get("/login.cgi").end, End::Reset);
+    EXPECT_EQ(get().status, 200);
+}
+
+TEST_F(Faults, HangingRequestIsReadAndNeverAnswered)
+{
+    start();
+    fleet.addFault(0, Fault::hang());
+    const Reply reply = get("/", 200ms);
+    EXPECT_EQ(reply.end, End::Timeout);
+    EXPECT_EQ(reply.raw, "");
+    EXPECT_EQ(fleet.requests(0).size(), 1u);
+    EXPECT_TRUE(fleet.waitFor([](const Counters &c) { return c.openConnections == 0; }, patience))
+        << "it notices when the client goes";
+}
+
+TEST_F(Faults, LateAnswerIsTheProperOne)
+{
+    start();
+    fleet.addFault(0, Fault::answerAfter(200ms).onExactly("admin/proctpl.cgi"));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Visitor(fleet, 0).post("/admin/proctpl.cgi", {"text", "{{login_group}}"}).body, "1");
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 200ms);
+}
+
+TEST_F(Faults, DrippingAnswerComesInSmallPieces)
+{
+    start();
+    fleet.change(0, [](DeviceOptions &options) { options.keepAlive = false; });
+    fleet.addFault(0, Fault::drip(10, 5ms));
+    const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
+    const auto begin = std::chrono::steady_clock::now();
+    wire->send(requestText("POST", "/admin/proctpl.cgi", {"text", std::string(300, 'x')}));
+    EXPECT_LE(wire->receive().size(), 10u);
+    std::string rest;
+    for (std::string piece = wire->receive(); !piece.empty(); piece = wire->receive())
+        rest += piece;
+    EXPECT_EQ(wire->state(), End::Closed);
+    EXPECT_EQ(rest.substr(rest.size() - 304), "\r\n\r\n" + std::string(300, 'x'));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 150ms);
+}
+
+TEST_F(Faults, CutBodyEndsHalfWay)
+{
+    start();
+    for (const Security &security : {plain, tls}) {
+        fleet.addFault(0, Fault::cut().times(1));
+        const Reply reply =
+            Visitor(fleet, 0, security).post("/admin/proctpl.cgi", {"text", std::string(1000, 'x')});
+        EXPECT_EQ(reply.status, 200);
+        EXPECT_EQ(reply.header("Content-Length"), "1000");
+        EXPECT_EQ(reply.body, std::string(500, 'x'));
+        EXPECT_EQ(reply.end, End::Closed);
+    }
+}
+
+TEST_F(Faults, ConnectionClosesInsteadOfAnAnswer)
+{
+    start();
+    fleet.addFault(0, Fault::closeWithoutAnswer());
+    const Reply reply = get();
+    EXPECT_EQ(reply.end, End::Closed);
+    EXPECT_EQ(reply.raw, "");
+}
+
+TEST_F(Faults, StatusReasonAndTargetAreFree)
+{
+    start();
+    fleet.addFault(0, Fault::status(299, "Nearly <b>fine</b>").onPath("admin/"));
+    fleet.addFault(0, Fault::status(303, "See Other", "https://elsewhere/").onExactly(""));
+    const Reply strange = Visitor(fleet, 0).post("/admin/proctpl.cgi", {});
+    EXPECT_EQ(strange.status, 299);
+    EXPECT_EQ(strange.reason, "Nearly <b>fine</b>");
+    const Reply root = get("/");
+    EXPECT_EQ(root.status, 303);
+    EXPECT_EQ(root.header("Location"), "https://elsewhere/");
+    EXPECT_EQ(get("/wait.shtml").status, 200) << "only the root itself was meant";
+}
+
+TEST_F(Faults, FaultIsUsedUpAfterItsRequests)
+{
+    start();
+    fleet.addFault(0, Fault::status(500, "Oops").times(2));
+    EXPECT_EQ(get().status, 500);
+    EXPECT_EQ(get().status, 500);
+    EXPECT_EQ(get().status, 200);
+}
+
+TEST_F(Faults, GarbageIsNotHttp)
+{
+    start();
+    fleet.addFault(0, Fault::garbage());
+    const Reply reply = get();
+    EXPECT_EQ(reply.status, 0);
+    EXPECT_GT(reply.raw.size(), 32u);
+    EXPECT_EQ(reply.end, End::Closed);
+}
+
+TEST_F(Faults, JsonCanBeBrokenOrOfAnotherType)
+{
+    start();
+    fleet.addFault(0, Fault::invalidJson().times(1));
+    fleet.addFault(0, Fault::answerWith("[1, 2]", {{"X-Extra", "yes"}}));
+    EXPECT_EQ(get().body, "{\"Sensor 1\": {\"v\": \"21.5\", ");
+    const Reply list = get();
+    EXPECT_EQ(list.status, 200);
+    EXPECT_EQ(list.body, "[1, 2]");
+    EXPECT_EQ(list.header("X-Extra"), "yes");
+}
+
+TEST_F(Faults, InflatingBodyIsSmallOnTheWire)
+{
+    start();
+    fleet.addFault(0, Fault::inflatingBody());
+    const Reply reply = get();
+    EXPECT_TRUE(reply.isComplete);
+    EXPECT_EQ(reply.header("Content-Encoding"), "gzip");
+    EXPECT_LT(reply.body.size(), 600000u);
+    EXPECT_EQ(inflatedSize(reply.body), 400 << 20);
+}
+
+TEST_F(Faults, EndlessBodyGoesOn)
+{
+    start();
+    fleet.addFault(0, Fault::endlessBody());
+    const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
+    wire->send(requestText("GET", "/"));
+    const Reply reply = wire->reply(20u << 20u);
+    EXPECT_EQ(reply.end, End::Limit);
+    EXPECT_EQ(reply.header("Transfer-Encoding"), "chunked");
+    EXPECT_GT(reply.body.size(), 19u << 20u);
+}
+
+TEST_F(Faults, EndlessHeadersNeverComeToABody)
+{
+    start();
+    fleet.addFault(0, Fault::endlessHeaders());
+    const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
+    wire->send(requestText("GET", "/"));
+    const Reply reply = wire->reply(5u << 20u);
+    EXPECT_EQ(reply.end, End::Limit);
+    EXPECT_EQ(reply.raw.substr(0, 17), "HTTP/1.1 200 OK\r\n");
+    EXPECT_EQ(reply.raw.find("\r\n\r\n"), std::string::npos);
+}
+
+TEST_F(Faults, TlsPortCanTalkNonsenseOrNothing)
+{
+    start();
+    fleet.addFault(0, Fault::tlsGarbage().times(1));
+    fleet.addFault(0, Fault::tlsHang().times(1));
+    EXPECT_EQ(get().status, 200) << "plain HTTP is not concerned";
+    EXPECT_EQ(Visitor(fleet, 0, tls).get("/").end, End::TlsFailure);
+    EXPECT_EQ(Visitor(fleet, 0, tls, 200ms).get("/").end, End::Timeout);
+    EXPECT_EQ(Visitor(fleet, 0, tls).get("/").status, 200);
+}
+
+TEST_F(Faults, SessionCanBeForgottenInTheMiddle)
+{
+    start();
+    Visitor admin(fleet, 0);
+    ASSERT_TRUE(admin.logIn("admin", "admin"));
+    const std::string target = "/tpl/document.cgi?tpl/j/config.tpl";
+    EXPECT_EQ(admin.get(target).status, 200);
+    fleet.addFault(0, Fault::forgetSession().onPath("tpl/document.cgi").times(1));
+    EXPECT_EQ(admin.get(target).status, 403);
+    ASSERT_TRUE(admin.logIn("admin", "admin"));
+    EXPECT_EQ(admin.get(target).status, 200);
+    fleet.dropSessions(0);
+    EXPECT_EQ(admin.get(target).status, 403);
+}
+
+TEST_F(Faults, DelayAndForgettingLetTheNextFaultHaveItsTurn)
+{
+    start();
+    fleet.addFault(0, Fault::answerAfter(100ms));
+    fleet.addFault(0, Fault::forgetSession());
+    fleet.addFault(0, Fault::status(418, "Teapot"));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(get().status, 418);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 100ms);
+}
+
+TEST_F(Faults, WholeFleetCanBeHitAtOnce)
+{
+    start(3);
+    fleet.addFault(Fault::status(503, "Busy"));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Visitor(fleet, i).get("/").status, 503);
+    fleet.clearFaults();
+    EXPECT_EQ(Visitor(fleet, 2).get("/").status, 200);
+}
+
+TEST(FaultsOfBigFleets, RefusalIsAResetWhereAllShareAListener)
+{
+    FleetOptions options = freePorts();
+    options.listenerPerDeviceLimit = 1;
+    options.restartTime = 30s;
+    Fleet fleet(options);
+    fleet.addDevices(3);
+    fleet.start();
+    EXPECT_EQ(Visitor(fleet, 1).get("/").status, 200);
+    fleet.addFault(1, Fault::refuse());
+    EXPECT_EQ(Visitor(fleet, 1).get("/").end, End::Reset);
+    EXPECT_EQ(Visitor(fleet, 2).get("/").status, 200);
+    fleet.restart(2);
+    EXPECT_EQ(Visitor(fleet, 2).get("/").end, End::Reset);
+    EXPECT_EQ(Wire(0x0A4DF001, fleet.httpPort()).reply().end, End::Reset) << "nobody lives there";
+}
+
+TEST(FaultListTest, FirstOneThatFitsDecides)
+{
+    FaultList faults;
+    faults.add(Fault::status(500, "a").onPath("admin/").onlyHttps());
+    faults.add(Fault::status(501, "b").onPath("admin/"));
+    faults.add(Fault::status(502, "c").times(0));
+    EXPECT_EQ(faults.takeForRequest(true, "/admin/x").fault->statusCode, 500);
+    EXPECT_EQ(faults.takeForRequest(false, "/admin/x").fault->statusCode, 501);
+    EXPECT_FALSE(faults.takeForRequest(false, "/other").fault);
+}
