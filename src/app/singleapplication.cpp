@@ -24,6 +24,13 @@ SingleApplication::SingleApplication(int &argc, char **argv)
     m_localServer->setSocketOptions(QLocalServer::UserAccessOption);
     QLocalServer::removeServer(key);
     m_localServer->listen(key);
+    // A wrong option ends the process without destroying this object; the lock must not stay behind even
+    // then.
+    std::atexit([] {
+        if (auto *const application = qobject_cast<SingleApplication *>(instance())) {
+            application->m_sharedMemory.reset();
+        }
+    });
     connect(m_localServer.get(), &QLocalServer::newConnection, this,
             &SingleApplication::slotConnectionEstablished);
 }

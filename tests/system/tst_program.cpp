@@ -1,0 +1,390 @@
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+#include <sys/resource.h>
+
+namespace {
+
+constexpr int startTimeout = 30000;
+constexpr int exitTimeout = 20000;
+
+QByteArray outputOf(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    process.waitForFinished();
+    return process.readAllStandardOutput().trimmed();
+}
+
+} // namespace
+
+/// The program as it is built, in real windows under a virtual X server with a window manager, with a fleet
+/// of three devices in a process of its own.
+class TestProgram : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+
+    void listsEveryDevice();
+    void logsWithTheTimeInFront();
+    void closesWithExitCode0AndKeepsItsView();
+    void secondStartWakesTheFirst();
+    void thirdStartWakesTheFirstToo();
+    void startAfterACrashClearsUpAndTheNextOneRuns();
+    void resetBringsAFreshWindowInTheSameProcess();
+    void refusesUnknownOptions_data();
+    void refusesUnknownOptions();
+    void choosesTheLanguage_data();
+    void choosesTheLanguage();
+    void runsUntranslatedInALanguageItHasNot();
+    void makesTheDirectoryOfTheDevicesFile();
+    void leavesTheDevicesFileWhereItIsTold();
+    void raisesTheDescriptorLimit();
+
+private:
+    QString file(const QString &name) const { return m_directory->filePath(name); }
+    /// Starts the program with its own settings file.
+    void start(QProcess &process, const QStringList &more = {});
+    /// The id of the program's window if it is on the screen, else empty.
+    QByteArray visibleWindowOf(const QProcess &process);
+    void press(const QByteArray &window, const QStringList &keys);
+    QVariant setting(const QString &key) const;
+    void writeSettings(const QByteArray &text);
+
+    QProcess m_display;
+    QProcess m_windowManager;
+    QProcess m_fleet;
+    QProcessEnvironment m_environment;
+    std::unique_ptr<QTemporaryDir> m_directory;
+};
+
+void TestProgram::initTestCase()
+{
+    QVERIFY2(qgetenv("NEMBRA_PRIVATE_NETWORK") == "1", "run this through scripts/private-network");
+
+    m_display.setProcessChannelMode(QProcess::SeparateChannels);
+    m_display.start(QStringLiteral("Xvfb"),
+                    {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+                     QStringLiteral("0"), QStringLiteral("1024x700x24"), QStringLiteral("-nolisten"),
+                     QStringLiteral("tcp")});
+    QVERIFY2(m_display.waitForReadyRead(startTimeout), "Xvfb did not start");
+    qputenv("DISPLAY", ":" + m_display.readLine().trimmed());
+    m_windowManager.start(QStringLiteral("openbox"), QStringList());
+    QVERIFY(m_windowManager.waitForStarted());
+
+    m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM),
+                  {QStringLiteral("--devices"), QStringLiteral("3")});
+    QVERIFY2(m_fleet.waitForReadyRead(startTimeout), m_fleet.readAllStandardError().constData());
+    QVERIFY(m_fleet.readLine().startsWith("ready: 3 devices"));
+}
+
+void TestProgram::cleanupTestCase()
+{
+    for (QProcess *process : {&m_fleet, &m_windowManager, &m_display}) {
+        process->terminate();
+        process->waitForFinished(exitTimeout);
+    }
+}
+
+void TestProgram::init()
+{
+    m_directory = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_directory->isValid());
+    m_environment = QProcessEnvironment::systemEnvironment();
+    m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    // The lock of running instances goes by files in here.
+    m_environment.insert(QStringLiteral("TMPDIR"), m_directory->path());
+    m_environment.insert(QStringLiteral("XDG_DATA_HOME"), file(QStringLiteral("data")));
+    m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), file(QStringLiteral("config")));
+    // The virtual screen and the toolkit leave memory behind that is not ours to free.
+    m_environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+    writeSettings("[General]\nLanguage=en\n[Scan]\nAutoUpdate=true\nAutoUpdateInterval=1\n");
+}
+
+void TestProgram::cleanup()
+{
+    m_directory.reset();
+}
+
+void TestProgram::start(QProcess &process, const QStringList &more)
+{
+    process.setProcessEnvironment(m_environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QStringLiteral(NEMBRA_PROGRAM),
+                  QStringList{QStringLiteral("--config"), file(QStringLiteral("settings.ini"))} + more);
+    QVERIFY(process.waitForStarted());
+}
+
+QByteArray TestProgram::visibleWindowOf(const QProcess &process)
+{
+    return outputOf(QStringLiteral("xdotool"),
+                    {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--all"),
+                     QStringLiteral("--pid"), QString::number(process.processId()), QStringLiteral("--name"),
+                     QStringLiteral("^Nembra Hub$")})
+        .split('\n')
+        .first();
+}
+
+void TestProgram::press(const QByteArray &window, const QStringList &keys)
+{
+    outputOf(QStringLiteral("xdotool"),
+             {QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::fromLatin1(window)});
+    for (const QString &key : keys) {
+        outputOf(QStringLiteral("xdotool"),
+                 {QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("100"), key});
+    }
+}
+
+QVariant TestProgram::setting(const QString &key) const
+{
+    return QSettings(file(QStringLiteral("settings.ini")), QSettings::IniFormat).value(key);
+}
+
+void TestProgram::writeSettings(const QByteArray &text)
+{
+    QFile settings(file(QStringLiteral("settings.ini")));
+    QVERIFY(settings.open(QIODevice::WriteOnly));
+    QCOMPARE(settings.write(text), qint64(text.size()));
+}
+
+#define START_AND_FIND(process, window)                                                                      \
+    start(process);                                                                                          \
+    QByteArray window;                                                                                       \
+    QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(process)).isEmpty(), startTimeout)
+
+#define QUIT(process, window)                                                                                \
+    press(window, {QStringLiteral("ctrl+q")});                                                               \
+    QVERIFY(process.waitForFinished(exitTimeout));                                                           \
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);                                                    \
+    QCOMPARE(process.exitCode(), 0)
+
+void TestProgram::listsEveryDevice()
+{
+    QProcess program;
+    START_AND_FIND(program, window);
+    QByteArray log;
+    QTRY_VERIFY2_WITH_TIMEOUT((log += program.readAll()).contains("Active devices: 3/3"), log.constData(),
+                              startTimeout);
+    QUIT(program, window);
+}
+
+void TestProgram::logsWithTheTimeInFront()
+{
+    QProcess program;
+    START_AND_FIND(program, window);
+    QByteArray log;
+    QTRY_VERIFY2_WITH_TIMEOUT((log += program.readAll()).contains("Broadcast 128 bytes to"), log.constData(),
+                              startTimeout);
+    const QRegularExpression form(
+        QStringLiteral("^\\d\\d:\\d\\d:\\d\\d: Broadcast 128 bytes to \"255\\.255\\.255"
+                       "\\.255\" via \"10\\.77\\.0\\.1\"$"),
+        QRegularExpression::MultilineOption);
+    QVERIFY2(form.match(QString::fromUtf8(log)).hasMatch(), log.constData());
+    QUIT(program, window);
+}
+
+void TestProgram::closesWithExitCode0AndKeepsItsView()
+{
+    QProcess program;
+    START_AND_FIND(program, window);
+    outputOf(QStringLiteral("xdotool"),
+             {QStringLiteral("windowsize"), QStringLiteral("--sync"), QString::fromLatin1(window),
+              QStringLiteral("800"), QStringLiteral("400")});
+    QUIT(program, window);
+    QVERIFY(!setting(QStringLiteral("MainWindow/Geometry")).toByteArray().isEmpty());
+    QCOMPARE(setting(QStringLiteral("Scan/AutoUpdate")).toBool(), true);
+
+    QProcess again;
+    START_AND_FIND(again, sameWindow);
+    const auto size = [&] {
+        const QByteArray geometry = outputOf(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"),
+                                                                         QString::fromLatin1(sameWindow)});
+        return geometry.mid(geometry.lastIndexOf("Geometry: ")).trimmed();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(size(), QByteArray("Geometry: 800x400"), startTimeout);
+    QUIT(again, sameWindow);
+}
+
+void TestProgram::secondStartWakesTheFirst()
+{
+    QProcess first;
+    START_AND_FIND(first, window);
+    outputOf(QStringLiteral("xdotool"), {QStringLiteral("windowminimize"), QString::fromLatin1(window)});
+    QTRY_VERIFY_WITH_TIMEOUT(visibleWindowOf(first).isEmpty(), startTimeout);
+
+    QProcess second;
+    start(second);
+    QVERIFY(second.waitForFinished(exitTimeout));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 0);
+    QCOMPARE(first.state(), QProcess::Running);
+    QTRY_COMPARE_WITH_TIMEOUT(visibleWindowOf(first), window, startTimeout);
+    QUIT(first, window);
+}
+
+void TestProgram::thirdStartWakesTheFirstToo()
+{
+    QProcess first;
+    START_AND_FIND(first, window);
+    for (int i = 0; i < 2; ++i) {
+        QProcess further;
+        start(further);
+        QVERIFY(further.waitForFinished(exitTimeout));
+        QCOMPARE(further.exitCode(), 0);
+    }
+    QCOMPARE(first.state(), QProcess::Running);
+    QUIT(first, window);
+}
+
+void TestProgram::startAfterACrashClearsUpAndTheNextOneRuns()
+{
+    QProcess crashed;
+    START_AND_FIND(crashed, window);
+    crashed.kill();
+    QVERIFY(crashed.waitForFinished(exitTimeout));
+
+    QProcess clearing;
+    start(clearing);
+    QVERIFY(clearing.waitForFinished(exitTimeout));
+    QCOMPARE(clearing.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(clearing.exitCode(), 0);
+
+    QProcess running;
+    START_AND_FIND(running, newWindow);
+    QUIT(running, newWindow);
+}
+
+void TestProgram::resetBringsAFreshWindowInTheSameProcess()
+{
+    writeSettings("[General]\nLanguage=en\n[Scan]\nAutoUpdate=true\nAutoUpdateInterval=1\n"
+                  "[MainWindow]\nIconSize=44\n[Forgotten]\nKey=1\n");
+    QProcess program;
+    START_AND_FIND(program, window);
+    const qint64 pid = program.processId();
+    // Setup > Reset to defaults > Yes
+    press(window, {QStringLiteral("alt+s"), QStringLiteral("r"), QStringLiteral("alt+y")});
+    QByteArray freshWindow;
+    QTRY_VERIFY_WITH_TIMEOUT(!(freshWindow = visibleWindowOf(program)).isEmpty() && freshWindow != window,
+                             startTimeout);
+    QCOMPARE(program.processId(), pid);
+    QUIT(program, freshWindow);
+    QVERIFY(!setting(QStringLiteral("Forgotten/Key")).isValid());
+    QVERIFY(!setting(QStringLiteral("MainWindow/IconSize")).isValid());
+    QCOMPARE(setting(QStringLiteral("Scan/AutoUpdate")).toBool(), false);
+    QCOMPARE(setting(QStringLiteral("Language")).toString(), QStringLiteral("en"));
+}
+
+void TestProgram::refusesUnknownOptions_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::newRow("unknown") << QStringLiteral("--nonsense");
+    QTest::newRow("there is no help option") << QStringLiteral("--help");
+    QTest::newRow("there is no version option") << QStringLiteral("--version");
+}
+
+void TestProgram::refusesUnknownOptions()
+{
+    QFETCH(QString, option);
+    QProcess program;
+    start(program, {option});
+    QVERIFY(program.waitForFinished(exitTimeout));
+    QCOMPARE(program.exitCode(), 1);
+    const QByteArray message = program.readAll();
+    QVERIFY2(message.contains("Unknown option '" + option.mid(2).toLatin1() + "'"), message.constData());
+
+    // It left nothing behind that would take the next start for a second one.
+    QProcess next;
+    START_AND_FIND(next, window);
+    QUIT(next, window);
+}
+
+void TestProgram::choosesTheLanguage_data()
+{
+    QTest::addColumn<QString>("languages");
+    QTest::addColumn<QString>("chosen");
+    QTest::newRow("the first that there is") << QStringLiteral("fr_FR:de_DE:en_US") << QStringLiteral("de");
+    QTest::newRow("the first of two") << QStringLiteral("en_GB:de_DE") << QStringLiteral("en");
+    QTest::newRow("none that there is") << QStringLiteral("fr_FR:it_IT") << QStringLiteral("en");
+}
+
+void TestProgram::choosesTheLanguage()
+{
+    QFETCH(QString, languages);
+    QFETCH(QString, chosen);
+    writeSettings("[General]\n");
+    m_environment.remove(QStringLiteral("LC_ALL"));
+    m_environment.insert(QStringLiteral("LANG"), QStringLiteral("C.UTF-8"));
+    m_environment.insert(QStringLiteral("LANGUAGE"), languages);
+    QProcess program;
+    START_AND_FIND(program, window);
+    QUIT(program, window);
+    QCOMPARE(setting(QStringLiteral("Language")).toString(), chosen);
+}
+
+void TestProgram::runsUntranslatedInALanguageItHasNot()
+{
+    writeSettings("[General]\nLanguage=fr\n[Scan]\nAutoUpdate=true\nAutoUpdateInterval=1\n");
+    QProcess program;
+    START_AND_FIND(program, window);
+    QByteArray log;
+    QTRY_VERIFY2_WITH_TIMEOUT((log += program.readAll()).contains("Active devices: 3/3"), log.constData(),
+                              startTimeout);
+    QVERIFY2(!log.contains(".qm"), log.constData());
+    QUIT(program, window);
+    QCOMPARE(setting(QStringLiteral("Language")).toString(), QStringLiteral("fr"));
+}
+
+void TestProgram::makesTheDirectoryOfTheDevicesFile()
+{
+    const QString directory = file(QStringLiteral("data/ostrel GmbH/NembraHub"));
+    QVERIFY(!QDir(directory).exists());
+    QProcess program;
+    START_AND_FIND(program, window);
+    QVERIFY(QDir(directory).exists());
+    QUIT(program, window);
+}
+
+void TestProgram::leavesTheDevicesFileWhereItIsTold()
+{
+    QProcess program;
+    start(program, {QStringLiteral("--devices"), file(QStringLiteral("elsewhere/devices.json"))});
+    QByteArray window;
+    QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(program)).isEmpty(), startTimeout);
+    QVERIFY(!QDir(file(QStringLiteral("data"))).exists());
+    QVERIFY(!QDir(file(QStringLiteral("elsewhere"))).exists());
+    QUIT(program, window);
+}
+
+void TestProgram::raisesTheDescriptorLimit()
+{
+    // The usual soft limit, whatever the tests themselves run with.
+    rlimit own{};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &own), 0);
+    const rlimit usual{1024, own.rlim_max};
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &usual), 0);
+    QProcess program;
+    START_AND_FIND(program, window);
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &own), 0);
+    QFile limits(QStringLiteral("/proc/%1/limits").arg(program.processId()));
+    QVERIFY(limits.open(QIODevice::ReadOnly));
+    const QString text = QString::fromLatin1(limits.readAll());
+    const QRegularExpression form(QStringLiteral("Max open files\\s+(\\d+)\\s+(\\d+)"));
+    const QRegularExpressionMatch match = form.match(text);
+    QVERIFY2(match.hasMatch(), qPrintable(text));
+    QCOMPARE(match.captured(1).toLongLong(), qMin(match.captured(2).toLongLong(), 65536LL));
+    QUIT(program, window);
+}
+
+QTEST_GUILESS_MAIN(TestProgram)
+#include "tst_program.moc"
