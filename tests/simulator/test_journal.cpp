@@ -119,9 +119,9 @@ TEST(Syslog, SendsItsLinesAtTheirRateAndNoMore)
     Fleet fleet(freePorts());
     fleet.addDevices(2);
     fleet.start();
-    const Listener receiver(0xB514);
+    const Listener receiver(0);
     SyslogOptions options;
-    options.port = 0xB514;
+    options.port = receiver.port();
     options.rate = 100;
     options.count = 21;
     options.lines = {"<134>first", "<135>second"};
@@ -147,9 +147,9 @@ TEST(Syslog, MadeUpLinesNameTheirDevice)
     Fleet fleet(freePorts());
     fleet.addDevice();
     fleet.start();
-    const Listener receiver(0xB515);
+    const Listener receiver(0);
     SyslogOptions options;
-    options.port = 0xB515;
+    options.port = receiver.port();
     options.rate = 1000;
     fleet.sendSyslog(options);
     for (const Received &line : receiver.collect(5)) {

@@ -80,6 +80,24 @@ private:
     int m_output = -1;
 };
 
+struct Ports
+{
+    std::uint16_t http = 0;
+    std::uint16_t https = 0;
+    std::uint16_t discovery = 0;
+};
+
+Ports portsOf(const std::string &readyLine)
+{
+    const auto after = [&readyLine](const std::string &name) {
+        const std::size_t found = readyLine.find(", " + name + " ");
+        return found == std::string::npos
+                   ? std::uint16_t{0}
+                   : static_cast<std::uint16_t>(std::stoul(readyLine.substr(found + name.size() + 3)));
+    };
+    return {after("http"), after("https"), after("discovery")};
+}
+
 struct Failure
 {
     int status = 0;
@@ -99,20 +117,24 @@ TEST(ProgramTest, SaysWhenItIsReadyAndEndsCleanly)
 {
     for (const int signalNumber : {SIGINT, SIGTERM}) {
         const std::string readyFile = testing::TempDir() + "nembra-ready-" + std::to_string(::getpid());
-        Program program({"--devices", "3", "--http-port", "18080", "--https-port", "18443",
-                         "--discovery-port", "19806", "--https-share", "100", "--ready-file", readyFile});
-        EXPECT_EQ(program.line(), "ready: 3 devices, http 18080, https 18443, discovery 19806");
-        Wire wire(0x0A4D8002, 18080);
+        Program program({"--devices", "3", "--http-port", "0", "--https-port", "0", "--discovery-port", "0",
+                         "--https-share", "100", "--ready-file", readyFile});
+        const std::string line = program.line();
+        const Ports ports = portsOf(line);
+        EXPECT_EQ(line, "ready: 3 devices, http " + std::to_string(ports.http) + ", https " +
+                            std::to_string(ports.https) + ", discovery " + std::to_string(ports.discovery));
+        Wire wire(0x0A4D8002, ports.http);
         wire.send(requestText("GET", "/"));
-        EXPECT_EQ(wire.reply().header("Location"), "https://10.77.128.2:18443/");
-        const Listener listener(19806);
+        EXPECT_EQ(wire.reply().header("Location"),
+                  "https://10.77.128.2:" + std::to_string(ports.https) + "/");
+        const Listener listener(ports.discovery);
         listener.broadcast(discoveryRequest());
         EXPECT_EQ(listener.collect(3).size(), 3u);
         EXPECT_EQ(program.end(signalNumber), 0);
         std::ifstream ready(readyFile);
-        std::string line;
-        std::getline(ready, line);
-        EXPECT_EQ(line, "ready: 3 devices, http 18080, https 18443, discovery 19806");
+        std::string written;
+        std::getline(ready, written);
+        EXPECT_EQ(written, line);
         EXPECT_EQ(::unlink(readyFile.c_str()), 0);
     }
 }
@@ -121,13 +143,16 @@ TEST(ProgramTest, TakesAScenarioAndLetsTheCommandLineWin)
 {
     const std::string path = testing::TempDir() + "nembra-scenario-" + std::to_string(::getpid()) + ".json";
     std::ofstream(path)
-        << R"({"fleet": {"http_port": 1, "https_port": 0, "discovery_port": 0}, "devices": [{}, {}],)"
+        << R"({"fleet": {"base_address": "10.77.150.1", "http_port": 0, "https_port": 0,)"
+        << R"("discovery_port": 0}, "devices": [{}, {}],)"
         << R"("faults": [{"device": 1, "kind": "status", "status": 418, "reason": "Teapot"}]})";
-    Program program({"--http-port", "18081", "--scenario", path});
-    EXPECT_EQ(program.line().substr(0, 28), "ready: 2 devices, http 18081");
-    Wire wire(0x0A4D8002, 18081);
+    Program program({"--base-address", "10.77.160.1", "--scenario", path});
+    const std::string line = program.line();
+    EXPECT_EQ(line.substr(0, 17), "ready: 2 devices,");
+    Wire wire(0x0A4DA002, portsOf(line).http);
     wire.send(requestText("GET", "/"));
     EXPECT_EQ(wire.reply().status, 418);
+    EXPECT_EQ(Wire(0x0A4D9602, portsOf(line).http).state(), End::Refused);
     EXPECT_EQ(program.end(SIGTERM), 0);
     EXPECT_EQ(::unlink(path.c_str()), 0);
 }

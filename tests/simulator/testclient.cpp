@@ -40,6 +40,14 @@ int udpSocket(simulator::Address address, std::uint16_t port)
     return descriptor;
 }
 
+std::uint16_t boundPort(int descriptor)
+{
+    sockaddr_in local{};
+    socklen_t size = sizeof local;
+    getsockname(descriptor, reinterpret_cast<sockaddr *>(&local), &size);
+    return ntohs(local.sin_port);
+}
+
 bool equalsIgnoringCase(const std::string &a, const std::string &b)
 {
     return a.size() == b.size() && strcasecmp(a.c_str(), b.c_str()) == 0;
@@ -305,7 +313,7 @@ bool Visitor::logIn(const std::string &user, const std::string &password)
 Listener::Listener(std::uint16_t port)
     : m_receiver(udpSocket(INADDR_ANY, port))
     , m_sender(udpSocket(host, 0))
-    , m_port(port)
+    , m_port(boundPort(m_receiver))
 {
 }
 

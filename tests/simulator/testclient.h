@@ -138,11 +138,13 @@ struct Received
 class Listener
 {
 public:
+    /// Port 0 takes a free one.
     explicit Listener(std::uint16_t port);
     ~Listener();
     Listener(const Listener &) = delete;
     Listener &operator=(const Listener &) = delete;
 
+    [[nodiscard]] std::uint16_t port() const { return m_port; }
     void broadcast(const std::string &datagram, simulator::Address destination = directedBroadcast) const;
     /// The next answers (command 1, or not even that), until there are `count` or nothing came for `timeout`.
     [[nodiscard]] std::vector<Received> collect(std::size_t count,
