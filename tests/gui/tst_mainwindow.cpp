@@ -32,6 +32,7 @@ const QString mac4 = QStringLiteral("0E:5A:11:00:00:04");
 const QString mac5 = QStringLiteral("0E:5A:11:00:00:05");
 const QStringList allMacs{mac1, mac2, mac3, mac4, mac5};
 constexpr int fleetSize = 5;
+const QString allAnswered = QStringLiteral("200 OK, 200 OK, 200 OK, 200 OK, 200 OK");
 
 /// An answer to discovery that no device of the fleet gave.
 DiscoveryDevice answerOf(const QString &mac, const QString &hostname, const QString &address = {})
@@ -96,8 +97,10 @@ private slots:
 private:
     /// Starts the fleet of five devices, which the options are for all of, and opens the window.
     void begin(simulator::DeviceOptions options = {}, simulator::FleetOptions fleetOptions = {});
-    /// Waits until every device of the fleet has given its readings.
-    void waitForReadings();
+    /// The status cells of the whole fleet, in the order of the devices.
+    QString statuses() const;
+    /// How many requests are out.
+    int outstanding() const;
     void setAllPowered(bool on);
     /// Triggers a refresh and waits until the request has reached the fleet.
     void refresh();
@@ -128,11 +131,23 @@ void TestMainWindow::begin(simulator::DeviceOptions options, simulator::FleetOpt
     m_bench = std::make_unique<WindowBench>();
 }
 
-void TestMainWindow::waitForReadings()
+QString TestMainWindow::statuses() const
 {
+    QStringList statuses;
     for (const QString &mac : allMacs) {
-        QTRY_COMPARE_WITH_TIMEOUT(m_bench->cell(mac, Column::Status), QStringLiteral("200 OK"), patience);
+        statuses += m_bench->cell(mac, Column::Status);
     }
+    return statuses.join(QLatin1String(", "));
+}
+
+int TestMainWindow::outstanding() const
+{
+    int count = 0;
+    for (const QString &mac : allMacs) {
+        const DeviceItem *const row = m_bench->row(mac);
+        count += row && row->device().requestOutstanding() ? 1 : 0;
+    }
+    return count;
 }
 
 void TestMainWindow::setAllPowered(bool on)
@@ -231,7 +246,7 @@ void TestMainWindow::fillsTheListWithLiveReadings()
     simulator::DeviceOptions options;
     options.variables = {{"fw_version", "3.1.2"}};
     begin(options);
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     QCOMPARE(m_bench->list().topLevelItemCount(), fleetSize);
     QTRY_COMPARE_WITH_TIMEOUT(m_bench->statusText(), QStringLiteral("Active devices: 5/5"), patience);
     for (int i = 0; i < fleetSize; ++i) {
@@ -248,7 +263,7 @@ void TestMainWindow::keepsOneRowPerMac()
     simulator::FleetOptions fleetOptions;
     fleetOptions.answerCopies = 3;
     begin({}, fleetOptions);
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     refresh();
     // The answers to the first request and the copies of the second.
     QTRY_VERIFY_WITH_TIMEOUT(m_fleet->counters().answersSent >= 6 * fleetSize, patience);
@@ -264,7 +279,7 @@ void TestMainWindow::keepsOneRowPerMac()
 void TestMainWindow::updatesTheRowAtALaterAnswer()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     const QDateTime firstSeen = m_bench->row(mac2)->data(Column::FirstSeen, Qt::DisplayRole).toDateTime();
     m_fleet->change(1, [](simulator::DeviceOptions &options) { options.hostName = "renamed"; });
     refresh();
@@ -278,7 +293,7 @@ void TestMainWindow::updatesTheRowAtALaterAnswer()
 void TestMainWindow::addsARowForAnUnknownMac()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_bench->window().onDevice(answerOf(QStringLiteral("0E:5A:11:00:00:AA"), QStringLiteral("new")));
     QCOMPARE(m_bench->list().topLevelItemCount(), fleetSize + 1);
     QCOMPARE(m_bench->cell(QStringLiteral("0E:5A:11:00:00:AA"), Column::SystemName), QStringLiteral("new"));
@@ -291,12 +306,13 @@ void TestMainWindow::addsARowForAnUnknownMac()
 void TestMainWindow::asksOncePerRefresh()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     for (int round = 2; round <= 4; ++round) {
         refresh();
         for (int i = 0; i < fleetSize; ++i) {
             QTRY_COMPARE_WITH_TIMEOUT(m_fleet->requests(i).size(), static_cast<std::size_t>(round), patience);
         }
+        QTRY_COMPARE_WITH_TIMEOUT(outstanding(), 0, patience);
     }
     for (const simulator::HttpRecord &request : m_fleet->journal().requests) {
         QCOMPARE(request.method, std::string("POST"));
@@ -307,7 +323,7 @@ void TestMainWindow::asksOncePerRefresh()
 void TestMainWindow::asksOnlyDevicesThatAnswerDiscovery()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_fleet->change(0, [](simulator::DeviceOptions &options) { options.silent = true; });
     m_fleet->clearJournal();
     refresh();
@@ -323,7 +339,7 @@ void TestMainWindow::asksOnlyDevicesThatAnswerDiscovery()
 void TestMainWindow::refreshesByKey()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     const auto before = m_fleet->counters().discoveryRequests;
     QTest::keyClick(&m_bench->window(), Qt::Key_F5);
     QTRY_VERIFY_WITH_TIMEOUT(m_fleet->counters().discoveryRequests > before, patience);
@@ -344,7 +360,7 @@ void TestMainWindow::refreshesByItself()
 void TestMainWindow::countsOutDevicesThatFallSilent()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     QTRY_COMPARE_WITH_TIMEOUT(m_bench->statusText(), QStringLiteral("Active devices: 5/5"), patience);
     setAllPowered(false);
     m_bench->trigger("actionDiscover_devices");
@@ -364,7 +380,7 @@ void TestMainWindow::countsOutDevicesThatFallSilent()
 void TestMainWindow::countsADeviceInAgain()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     setAllPowered(false);
     m_bench->trigger("actionDiscover_devices");
     m_bench->trigger("actionDiscover_devices");
@@ -378,7 +394,7 @@ void TestMainWindow::countsADeviceInAgain()
 void TestMainWindow::allowsWhatTheSelectionAllows()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     const QAction *const remove = m_bench->action("actionRemove");
     const QAction *const web = m_bench->action("actionWeb_interface");
     QCOMPARE(remove->isEnabled(), false);
@@ -400,7 +416,7 @@ void TestMainWindow::allowsWhatTheSelectionAllows()
 void TestMainWindow::forbidsTheBrowserForSilentDevices()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_fleet->setPowered(0, false);
     m_bench->select({mac1});
     const QAction *const web = m_bench->action("actionWeb_interface");
@@ -425,7 +441,7 @@ void TestMainWindow::forbidsTheBrowserForSilentDevices()
 void TestMainWindow::removesSelectedRows()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_bench->select({mac2, mac4});
     QTest::keyClick(&m_bench->window(), Qt::Key_Delete);
     QCOMPARE(m_bench->list().topLevelItemCount(), 3);
@@ -442,7 +458,7 @@ void TestMainWindow::removesSelectedRows()
 void TestMainWindow::bringsARemovedDeviceBack()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_bench->select({mac3});
     m_bench->trigger("actionRemove");
     QVERIFY(!m_bench->row(mac3));
@@ -458,7 +474,7 @@ void TestMainWindow::bringsARemovedDeviceBack()
 void TestMainWindow::removesARowWhoseRequestIsOut()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_fleet->addFault(0, Fault::hang());
     m_fleet->clearJournal();
     refresh();
@@ -483,7 +499,7 @@ void TestMainWindow::removesARowWhoseRequestIsOut()
 void TestMainWindow::closesWhileRequestsAreOut()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_fleet->addFault(Fault::hang());
     m_fleet->clearJournal();
     refresh();
@@ -503,7 +519,7 @@ void TestMainWindow::closesWhileRequestsAreOut()
 void TestMainWindow::selectsAll()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     QTest::keyClick(&m_bench->window(), Qt::Key_A, Qt::ControlModifier);
     QCOMPARE(m_bench->selectedMacs(), allMacs);
     m_bench->select({mac2});
@@ -514,7 +530,7 @@ void TestMainWindow::selectsAll()
 void TestMainWindow::keepsTheSelectionOnAClickIntoNowhere()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     QWidget *const viewport = m_bench->list().viewport();
     QTest::mouseClick(viewport, Qt::LeftButton, {}, m_bench->middleOf(mac2, Column::SystemName));
     QCOMPARE(m_bench->selectedMacs(), QStringList{mac2});
@@ -529,7 +545,7 @@ void TestMainWindow::keepsTheSelectionOnAClickIntoNowhere()
 void TestMainWindow::sortsByName()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     const std::vector<const char *> names{"delta", "alpha", "echo", "charlie", "bravo"};
     for (int i = 0; i < fleetSize; ++i) {
         const std::string name = names.at(static_cast<std::size_t>(i));
@@ -548,7 +564,7 @@ void TestMainWindow::sortsByName()
 void TestMainWindow::keepsTheSelectionWhenSorted()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_bench->select({mac2, mac5});
     QTRY_COMPARE_WITH_TIMEOUT(m_bench->list().isSortingEnabled(), true, patience);
     QHeaderView *const header = m_bench->list().header();
@@ -568,7 +584,7 @@ void TestMainWindow::keepsTheSelectionWhenSorted()
 void TestMainWindow::sortsByUptime()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     const std::vector<const char *> days{"5", "3", "9", "1", "7"};
     for (int i = 0; i < fleetSize; ++i) {
         m_fleet->setVariable(i, "uptime_d", days.at(static_cast<std::size_t>(i)));
@@ -603,7 +619,7 @@ void TestMainWindow::offersAContextMenu()
     QFETCH(bool, selected);
     QFETCH(QString, menu);
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     if (selected) {
         m_bench->select({mac1});
     }
@@ -619,7 +635,7 @@ void TestMainWindow::opensTheWebInterfaceOnDoubleClick()
     simulator::FleetOptions fleetOptions;
     fleetOptions.httpPort = 8080;
     begin({}, fleetOptions);
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     BrowserCatcher browser;
     const BoxAnswerer boxes(QMessageBox::Yes);
     const QPoint row = m_bench->middleOf(mac3, Column::Ip);
@@ -635,7 +651,7 @@ void TestMainWindow::opensOneWebInterfaceWithoutAsking()
     simulator::DeviceOptions options;
     options.redirectToHttps = true;
     begin(options);
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     BrowserCatcher browser;
     const BoxAnswerer boxes(QMessageBox::Yes);
     m_bench->select({mac4});
@@ -659,7 +675,7 @@ void TestMainWindow::asksBeforeOpeningSeveral()
 {
     QFETCH(int, button);
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     BrowserCatcher browser;
     const BoxAnswerer boxes(button);
     m_bench->select({mac5, mac1, mac3});
@@ -684,7 +700,7 @@ void TestMainWindow::opensNothingWithoutAnAddress()
 void TestMainWindow::showsMarkupAsItIs()
 {
     begin();
-    waitForReadings();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     const char *const markup = "<b>bold</b>&amp;<img src=\"x\">";
     m_fleet->change(0, [markup](simulator::DeviceOptions &options) { options.hostName = markup; });
     refresh();
