@@ -477,6 +477,8 @@ void TestDevice::failedAnswers()
     ask();
     QCOMPARE(m_row->text(23), QStringLiteral("Read data"));
     m_row->device().addAge(3);
+    // A connection that is still open could not be refused.
+    QTRY_COMPARE_WITH_TIMEOUT(m_fleet->counters().openConnections, std::uint64_t(0), patience);
     m_fleet->addFault(0, fault);
     ask();
 
