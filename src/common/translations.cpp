@@ -55,7 +55,7 @@ void Translations::reload(QTranslator *translator, const QString &fileName) cons
     QCoreApplication::removeTranslator(translator);
     // Neither delimiters nor suffix (empty ones; null stands for the usual ones): a language code must not
     // fall back to the file of another one.
-    if (translator->load(fileName, m_directory, QStringLiteral(""), QStringLiteral(""))) {
+    if (translator->load(fileName, m_directory, QLatin1String(""), QLatin1String(""))) {
         QCoreApplication::installTranslator(translator);
     }
 }

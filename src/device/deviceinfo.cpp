@@ -21,11 +21,11 @@ struct StatusMark
 
 /// The first that is set is shown.
 constexpr std::array<StatusMark, 5> statusMarks{{
-    {0x80, " \u2716"}, // sensor failed
-    {0x01, " \u21A7"}, // below the lower limit
-    {0x02, " \u21A5"}, // above the upper limit
-    {0x04, " \u2198"}, // below the lower warning
-    {0x08, " \u2197"}, // above the upper warning
+    {0x80, " \u2716"},
+    {0x01, " \u21A7"},
+    {0x02, " \u21A5"},
+    {0x04, " \u2198"},
+    {0x08, " \u2197"},
 }};
 
 QString withDegreeSign(QString text)

@@ -25,7 +25,7 @@ struct SensorReading
 {
     /// Value, unit and status mark: "21.5 °C ↥".
     QString text;
-    /// The sensor reports a fault or a limit that is exceeded.
+    /// The device reports the sensor as not in order.
     bool alarm = false;
 };
 
