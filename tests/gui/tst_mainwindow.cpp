@@ -119,6 +119,10 @@ void TestMainWindow::cleanup()
 {
     m_bench.reset();
     m_fleet.reset();
+    // Requests that were out end with the fleet; none may outlive the test.
+    QTRY_COMPARE_WITH_TIMEOUT(
+        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
+        patience);
     m_environment.reset();
 }
 
