@@ -231,7 +231,8 @@ void MainWindow::on_actionRemove_triggered()
     }
     for (DeviceItem *const item : items) {
         m_rowCounts.remove(item);
-        delete item;
+        // Out of the list first: the selection hears of it while the row is still whole.
+        delete ui->devList->takeTopLevelItem(ui->devList->indexOfTopLevelItem(item));
     }
     updateStatusBarAndMenu();
 }
