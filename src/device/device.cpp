@@ -7,6 +7,7 @@
 #include "device/deviceitem.h"
 #include "device/idlemanagers.h"
 
+#include <QBrush>
 #include <QCoreApplication>
 #include <QDebug>
 #include <QGuiApplication>
@@ -97,12 +98,12 @@ void Device::updateFromDiscovery(const DiscoveryDevice &discoveryDevice)
     m_lastSeen = QDateTime::currentDateTimeUtc();
     if (m_firstSeen.isNull()) {
         m_firstSeen = m_lastSeen;
+        m_item->setData(Column::FirstSeen, Qt::DisplayRole, m_firstSeen.toLocalTime());
     }
     m_record = discoveryDevice;
     m_item->setText(Column::SystemName, m_record.hostname());
     m_item->setText(Column::Ip, m_record.address().toString());
     m_item->setText(Column::Mac, m_record.macText());
-    m_item->setData(Column::FirstSeen, Qt::DisplayRole, m_firstSeen.toLocalTime());
     m_item->setData(Column::LastSeen, Qt::DisplayRole, m_lastSeen.toLocalTime());
     resetDiscoveryAge();
     emit newDiscovery(m_record);
@@ -321,8 +322,9 @@ void Device::releasePendingReply()
 
 void Device::endRequest()
 {
-    // Later, since the manager is still busy delivering the end of this very reply.
-    QMetaObject::invokeMethod(this, &Device::restNetworkManager, Qt::QueuedConnection);
+    // Later, since the manager is still busy delivering the end of this very reply; and by a timer, since in
+    // a big refresh the events that threads post have no end, and other things must get their turn.
+    QTimer::singleShot(1, this, &Device::restNetworkManager);
     emit requestEnded();
 }
 
@@ -374,11 +376,16 @@ void Device::recolor()
     {
         // No colour changes the order of the rows, but the list would look whether it does, cell by cell.
         const QSignalBlocker blocker(list->model());
+        // One brush for many cells: making them costs more than setting them.
+        const QVariant discovery = QBrush(colors.discovery);
+        const QVariant data = QBrush(colors.data);
+        const QVariant web = QBrush(colors.web);
         for (int i = 0; i < list->columnCount(); ++i) {
-            const QColor &color = i <= Column::LastSeen       ? colors.discovery
-                                  : i == Column::AccessRights ? colors.web
-                                                              : colors.data;
-            m_item->setBackground(i, color);
+            const bool fromDiscovery = i <= Column::LastSeen;
+            m_item->setData(i, Qt::BackgroundRole,
+                            fromDiscovery               ? discovery
+                            : i == Column::AccessRights ? web
+                                                        : data);
         }
     }
     list->viewport()->update();

@@ -2,6 +2,8 @@
 
 #include "device/device.h"
 
+#include <QElapsedTimer>
+
 #include <algorithm>
 #include <chrono>
 #include <sys/resource.h>
@@ -15,6 +17,8 @@ constexpr int maximumPrompt = 256;
 /// A request that has been out for longer no longer counts as prompt.
 constexpr std::chrono::milliseconds promptAge = 1s;
 constexpr std::chrono::milliseconds slowCheckInterval = 250ms;
+/// Starting a request costs as much as handling ten answers to discovery; this long at a time.
+constexpr std::chrono::milliseconds sendSlice = 4ms;
 
 /// Of a network access manager with a request: two for its thread, one for the connection, one to spare.
 constexpr rlim_t descriptorsPerRequest = 4;
@@ -29,6 +33,9 @@ QueryQueue::QueryQueue(int maximumOutstanding, QObject *parent)
     : QObject(parent)
     , m_maximumOutstanding(maximumOutstanding)
 {
+    m_sendTimer.setSingleShot(true);
+    m_sendTimer.setInterval(0);
+    connect(&m_sendTimer, &QTimer::timeout, this, &QueryQueue::sendSome);
     m_slowTimer.setInterval(slowCheckInterval);
     connect(&m_slowTimer, &QTimer::timeout, this, &QueryQueue::lookAfterSlowRequests);
 }
@@ -56,23 +63,38 @@ void QueryQueue::enqueue(Device *device)
     }
     m_waiting.insert(device);
     m_queue.push_back(device);
-    sendNext();
+    scheduleSending();
 }
 
-void QueryQueue::sendNext()
+void QueryQueue::scheduleSending()
 {
-    while (!m_queue.empty() && m_prompt < maximumPrompt && m_outstanding.size() < m_maximumOutstanding) {
+    if (!m_sendTimer.isActive() && maySend()) {
+        m_sendTimer.start();
+    }
+    if (m_waiting.isEmpty()) {
+        m_slowTimer.stop();
+    } else if (!m_slowTimer.isActive()) {
+        m_slowTimer.start();
+    }
+}
+
+bool QueryQueue::maySend() const
+{
+    return !m_waiting.isEmpty() && m_prompt < maximumPrompt && m_outstanding.size() < m_maximumOutstanding;
+}
+
+void QueryQueue::sendSome()
+{
+    QElapsedTimer slice;
+    slice.start();
+    while (maySend() && !slice.hasExpired(sendSlice / 1ms)) {
         Device *const device = m_queue.front();
         m_queue.pop_front();
         if (m_waiting.remove(device)) {
             send(device);
         }
     }
-    if (m_queue.empty()) {
-        m_slowTimer.stop();
-    } else if (!m_slowTimer.isActive()) {
-        m_slowTimer.start();
-    }
+    scheduleSending();
 }
 
 void QueryQueue::send(Device *device)
@@ -94,7 +116,7 @@ void QueryQueue::requestEnded(Device *device)
         --m_prompt;
     }
     m_outstanding.erase(ended);
-    sendNext();
+    scheduleSending();
 }
 
 void QueryQueue::forget(Device *device)
@@ -121,5 +143,5 @@ void QueryQueue::lookAfterSlowRequests()
             device->updateInfo();
         }
     }
-    sendNext();
+    scheduleSending();
 }

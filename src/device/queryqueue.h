@@ -28,8 +28,8 @@ public:
 
     /// Makes a device known, once, before it is enqueued. It is forgotten when it is destroyed.
     void watch(Device *device);
-    /// Has a device ask for its readings, now or when its turn comes; a device that waits already keeps its
-    /// place.
+    /// Has a device ask for its readings, in the next turn of the event loop or when its turn comes; a device
+    /// that waits already keeps its place.
     void enqueue(Device *device);
 
     int waiting() const { return m_waiting.size(); }
@@ -38,7 +38,9 @@ public:
 private:
     enum class Pace { Prompt, Slow };
 
-    void sendNext();
+    void scheduleSending();
+    bool maySend() const;
+    void sendSome();
     void send(Device *device);
     void requestEnded(Device *device);
     void forget(Device *device);
@@ -50,5 +52,6 @@ private:
     QSet<Device *> m_waiting;
     QHash<Device *, Pace> m_outstanding;
     int m_prompt = 0;
+    QTimer m_sendTimer;
     QTimer m_slowTimer;
 };
