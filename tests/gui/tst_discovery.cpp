@@ -93,10 +93,8 @@ class Watcher final
 {
 public:
     explicit Watcher(quint16 port)
+        : m_bound(bindShared(port))
     {
-        m_socket.setOption(SOL_SOCKET, SO_REUSEADDR);
-        m_socket.setOption(IPPROTO_IP, IP_PKTINFO);
-        m_bound = m_socket.bind("0.0.0.0", port);
     }
 
     bool isBound() const { return m_bound; }
@@ -113,6 +111,12 @@ public:
     QList<QByteArray> contents() const { return m_contents; }
 
 private:
+    bool bindShared(quint16 port) const
+    {
+        m_socket.setOption(SOL_SOCKET, SO_REUSEADDR);
+        m_socket.setOption(IPPROTO_IP, IP_PKTINFO);
+        return m_socket.bind("0.0.0.0", port);
+    }
     bool receive()
     {
         std::array<char, 2048> bytes{};
@@ -147,7 +151,7 @@ private:
     }
 
     Socket m_socket;
-    bool m_bound = false;
+    bool m_bound;
     QStringList m_seen;
     QList<QByteArray> m_contents;
 };
@@ -326,29 +330,29 @@ class TestDiscovery : public QObject
 private slots:
     void initTestCase();
     void init();
-    void cleanup();
+    void cleanup() const;
 
-    void bindsNothingAtFirst();
-    void asksOnceForEachBroadcastAddress();
-    void asksOnEveryInterface();
-    void asksOnEveryAddressOfAnInterface();
-    void asksOnTheLimitedAddressWhereThereIsNoDirectedOne();
-    void asksNothingOnAnInterfaceWithoutIPv4();
-    void asksNothingOnAnInterfaceThatIsDown();
-    void asksNothingOnTheLoopbackInterface();
-    void asksNothingWithoutAnInterface();
-    void skipsOnlyTheAddressItCannotBind();
-    void asksInEitherState();
-    void leavesNoSocketBehind();
-    void logsEachBroadcast();
+    void bindsNothingAtFirst() const;
+    void asksOnceForEachBroadcastAddress() const;
+    void asksOnEveryInterface() const;
+    void asksOnEveryAddressOfAnInterface() const;
+    void asksOnTheLimitedAddressWhereThereIsNoDirectedOne() const;
+    void asksNothingOnAnInterfaceWithoutIPv4() const;
+    void asksNothingOnAnInterfaceThatIsDown() const;
+    void asksNothingOnTheLoopbackInterface() const;
+    void asksNothingWithoutAnInterface() const;
+    void skipsOnlyTheAddressItCannotBind() const;
+    void asksInEitherState() const;
+    void leavesNoSocketBehind() const;
+    void logsEachBroadcast() const;
     void broadcastsAnything_data();
-    void broadcastsAnything();
-    void sendsOrders();
-    void logsOrders();
+    void broadcastsAnything() const;
+    void sendsOrders() const;
+    void logsOrders() const;
 
     void remembersAPortForLater();
     void movesToAnotherPort();
-    void asksOnTheNewPort();
+    void asksOnTheNewPort() const;
     void bindsAnewWhenToldTwice();
     void stopsListening();
     void staysSilentWhenThePortIsTaken();
@@ -396,7 +400,7 @@ void TestDiscovery::init()
     m_records.clear();
 }
 
-void TestDiscovery::cleanup()
+void TestDiscovery::cleanup() const
 {
     QCOMPARE(socketsOn(m_port), QList<QByteArray>());
 }
@@ -417,13 +421,13 @@ QString TestDiscovery::tags() const
     return result.join(QLatin1Char(' '));
 }
 
-void TestDiscovery::bindsNothingAtFirst()
+void TestDiscovery::bindsNothingAtFirst() const
 {
     const Discovery discovery(m_port);
     QCOMPARE(socketsOn(m_port), QList<QByteArray>());
 }
 
-void TestDiscovery::asksOnceForEachBroadcastAddress()
+void TestDiscovery::asksOnceForEachBroadcastAddress() const
 {
     Watcher watcher(m_port);
     QVERIFY(watcher.isBound());
@@ -437,7 +441,7 @@ void TestDiscovery::asksOnceForEachBroadcastAddress()
     QCOMPARE(watcher.contents(), QList<QByteArray>{QByteArray(256, '0')});
 }
 
-void TestDiscovery::asksOnEveryInterface()
+void TestDiscovery::asksOnEveryInterface() const
 {
     const SecondInterface second;
     QVERIFY(second.isMade());
@@ -456,7 +460,7 @@ void TestDiscovery::asksOnEveryInterface()
     QCOMPARE(watcher.contents(), QList<QByteArray>{QByteArray(256, '0')});
 }
 
-void TestDiscovery::asksOnEveryAddressOfAnInterface()
+void TestDiscovery::asksOnEveryAddressOfAnInterface() const
 {
     const SecondInterface second;
     QVERIFY(second.isMade());
@@ -476,7 +480,7 @@ void TestDiscovery::asksOnEveryAddressOfAnInterface()
     QTRY_COMPARE(watcher.seen().join(QLatin1Char('\n')), expected.join(QLatin1Char('\n')));
 }
 
-void TestDiscovery::asksOnTheLimitedAddressWhereThereIsNoDirectedOne()
+void TestDiscovery::asksOnTheLimitedAddressWhereThereIsNoDirectedOne() const
 {
     const SecondInterface second;
     QVERIFY(second.isMade());
@@ -492,7 +496,7 @@ void TestDiscovery::asksOnTheLimitedAddressWhereThereIsNoDirectedOne()
     QCOMPARE(MessageCollector::beyondDebug(), QStringList());
 }
 
-void TestDiscovery::asksNothingOnAnInterfaceWithoutIPv4()
+void TestDiscovery::asksNothingOnAnInterfaceWithoutIPv4() const
 {
     const SecondInterface second;
     QVERIFY(second.isMade());
@@ -511,7 +515,7 @@ void TestDiscovery::asksNothingOnAnInterfaceWithoutIPv4()
     QCOMPARE(MessageCollector::messages().size(), 2);
 }
 
-void TestDiscovery::asksNothingOnAnInterfaceThatIsDown()
+void TestDiscovery::asksNothingOnAnInterfaceThatIsDown() const
 {
     const SecondInterface second;
     QVERIFY(second.isMade());
@@ -531,7 +535,7 @@ void TestDiscovery::asksNothingOnAnInterfaceThatIsDown()
     QCOMPARE(MessageCollector::messages().size(), 2);
 }
 
-void TestDiscovery::asksNothingOnTheLoopbackInterface()
+void TestDiscovery::asksNothingOnTheLoopbackInterface() const
 {
     // An address that would have a broadcast address of its own on any other interface.
     QVERIFY(runIp("address add 10.80.0.1/24 broadcast 10.80.0.255 dev lo"));
@@ -550,7 +554,7 @@ void TestDiscovery::asksNothingOnTheLoopbackInterface()
     QCOMPARE(MessageCollector::messages().size(), 2);
 }
 
-void TestDiscovery::asksNothingWithoutAnInterface()
+void TestDiscovery::asksNothingWithoutAnInterface() const
 {
     Watcher watcher(m_port);
     Discovery discovery(m_port);
@@ -569,7 +573,7 @@ void TestDiscovery::asksNothingWithoutAnInterface()
     QTRY_COMPARE(watcher.seen().size(), 2);
 }
 
-void TestDiscovery::skipsOnlyTheAddressItCannotBind()
+void TestDiscovery::skipsOnlyTheAddressItCannotBind() const
 {
     const SecondInterface second;
     QVERIFY(second.isMade());
@@ -599,7 +603,7 @@ void TestDiscovery::skipsOnlyTheAddressItCannotBind()
     QCOMPARE(MessageCollector::messages().size(), 2);
 }
 
-void TestDiscovery::asksInEitherState()
+void TestDiscovery::asksInEitherState() const
 {
     Discovery discovery(m_port);
     Watcher watcher(m_port);
@@ -613,7 +617,7 @@ void TestDiscovery::asksInEitherState()
     QTRY_COMPARE(watcher.seen().size(), 6);
 }
 
-void TestDiscovery::leavesNoSocketBehind()
+void TestDiscovery::leavesNoSocketBehind() const
 {
     Discovery discovery(m_port);
     const QList<QByteArray> before = linesOf("/proc/self/net/udp");
@@ -623,7 +627,7 @@ void TestDiscovery::leavesNoSocketBehind()
     QCOMPARE(linesOf("/proc/self/net/udp").size(), before.size());
 }
 
-void TestDiscovery::logsEachBroadcast()
+void TestDiscovery::logsEachBroadcast() const
 {
     Discovery discovery(m_port);
     const MessageCollector collector;
@@ -644,7 +648,7 @@ void TestDiscovery::broadcastsAnything_data()
     QTest::newRow("an Ethernet frame full") << QByteArray(1472, 'x');
 }
 
-void TestDiscovery::broadcastsAnything()
+void TestDiscovery::broadcastsAnything() const
 {
     QFETCH(QByteArray, datagram);
     Watcher watcher(m_port);
@@ -659,7 +663,7 @@ void TestDiscovery::broadcastsAnything()
     QCOMPARE(watcher.contents(), QList<QByteArray>{datagram.toHex()});
 }
 
-void TestDiscovery::sendsOrders()
+void TestDiscovery::sendsOrders() const
 {
     const auto record = DiscoveryDevice::fromAnswer(answer(0x01020304));
     QVERIFY(record);
@@ -676,7 +680,7 @@ void TestDiscovery::sendsOrders()
     QCOMPARE(watcher.contents(), QList<QByteArray>{order});
 }
 
-void TestDiscovery::logsOrders()
+void TestDiscovery::logsOrders() const
 {
     const auto record = DiscoveryDevice::fromAnswer(answer(0x01020304));
     QVERIFY(record);
@@ -725,7 +729,7 @@ void TestDiscovery::movesToAnotherPort()
     QTRY_COMPARE(tags(), expectedBack);
 }
 
-void TestDiscovery::asksOnTheNewPort()
+void TestDiscovery::asksOnTheNewPort() const
 {
     const quint16 other = freePort();
     Watcher before(m_port);
@@ -1048,7 +1052,7 @@ void TestDiscovery::letsAListenerSendAndAsk()
         QVERIFY(m_sender.send(answer(i), m_port));
     }
     QTRY_COMPARE(m_records.size(), std::size_t{20});
-    QTRY_COMPARE(udpCounter("InDatagrams"), before + 20 + 20 * 6);
+    QTRY_COMPARE(udpCounter("InDatagrams"), before + 140);
     QVERIFY(m_sender.send(answer(21), m_port));
     QTRY_COMPARE(m_records.size(), std::size_t{21});
 }

@@ -1,0 +1,196 @@
+#include "device/deviceitem.h"
+#include "device/idlemanagers.h"
+#include "device/queryqueue.h"
+#include "fleet.h"
+#include "testenvironment.h"
+
+#include <QDir>
+#include <QTreeWidget>
+#include <QtTest>
+
+#include <memory>
+#include <vector>
+
+using namespace std::chrono_literals;
+using simulator::Fault;
+using simulator::Fleet;
+
+namespace {
+
+constexpr int patience = 20000;
+
+int threads()
+{
+    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+}
+
+} // namespace
+
+/// Many devices that are due at the same time.
+class TestQueryQueue : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void asksEveryDeviceOnce();
+    void asksOnceHoweverOftenItIsTold();
+    void isNotHeldUpByDevicesThatHang();
+    void neverHasMoreOutThanAllowed();
+    void forgetsDevicesThatGo();
+    void leavesNoThreadToIdleDevices_data();
+    void leavesNoThreadToIdleDevices();
+
+private:
+    /// A fleet of `count` devices with a row each.
+    void start(int count, double httpsShare = 0.0);
+    void enqueueAll(QueryQueue &queue);
+    int read() const;
+
+    std::unique_ptr<TestEnvironment> m_environment;
+    std::unique_ptr<Fleet> m_fleet;
+    std::unique_ptr<QTreeWidget> m_list;
+    std::vector<DeviceItem *> m_items;
+};
+
+void TestQueryQueue::init()
+{
+    m_environment = std::make_unique<TestEnvironment>();
+    m_list = std::make_unique<QTreeWidget>();
+    m_list->setColumnCount(27);
+}
+
+void TestQueryQueue::cleanup()
+{
+    m_items.clear();
+    m_list.reset();
+    m_fleet.reset();
+    m_environment.reset();
+}
+
+void TestQueryQueue::start(int count, double httpsShare)
+{
+    simulator::FleetOptions options;
+    options.httpsSharePercent = httpsShare;
+    m_fleet = std::make_unique<Fleet>(options);
+    m_fleet->addDevices(count);
+    m_fleet->start();
+    for (int i = 0; i < count; ++i) {
+        auto *const item = new DeviceItem;
+        m_list->addTopLevelItem(item);
+        DiscoveryDevice record;
+        record.setAddress(QHostAddress(m_fleet->device(i).address));
+        item->device().updateFromDiscovery(record);
+        m_items.push_back(item);
+    }
+}
+
+void TestQueryQueue::enqueueAll(QueryQueue &queue)
+{
+    for (DeviceItem *const item : m_items) {
+        queue.watch(&item->device());
+        queue.enqueue(&item->device());
+    }
+}
+
+int TestQueryQueue::read() const
+{
+    int count = 0;
+    for (const DeviceItem *const item : m_items) {
+        count += item->text(21) == QLatin1String("200 OK") ? 1 : 0;
+    }
+    return count;
+}
+
+void TestQueryQueue::asksEveryDeviceOnce()
+{
+    start(50);
+    QueryQueue queue(2000);
+    enqueueAll(queue);
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 50, patience);
+    for (int i = 0; i < 50; ++i) {
+        QCOMPARE(m_fleet->requests(i).size(), std::size_t(1));
+    }
+    QCOMPARE(queue.waiting(), 0);
+    QCOMPARE(queue.outstanding(), 0);
+}
+
+void TestQueryQueue::asksOnceHoweverOftenItIsTold()
+{
+    start(1);
+    QueryQueue queue(2000);
+    enqueueAll(queue);
+    queue.enqueue(&m_items.front()->device());
+    queue.enqueue(&m_items.front()->device());
+    QCOMPARE(queue.waiting(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 1, patience);
+    QCOMPARE(m_fleet->requests(0).size(), std::size_t(1));
+}
+
+void TestQueryQueue::isNotHeldUpByDevicesThatHang()
+{
+    // More that hang than are asked at a time, and they come first.
+    start(400);
+    for (int i = 0; i < 300; ++i) {
+        m_fleet->addFault(i, Fault::hang());
+    }
+    QueryQueue queue(2000);
+    enqueueAll(queue);
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 100, patience);
+    QCOMPARE(queue.waiting(), 0);
+    QCOMPARE(queue.outstanding(), 300);
+}
+
+void TestQueryQueue::neverHasMoreOutThanAllowed()
+{
+    start(40);
+    m_fleet->setDelay(50ms);
+    QueryQueue queue(7);
+    enqueueAll(queue);
+    int most = 0;
+    while (read() < 40) {
+        most = qMax(most, queue.outstanding());
+        QVERIFY(QTest::qWaitFor([&, before = read()] { return read() > before; }, patience));
+    }
+    QVERIFY2(most <= 7, qPrintable(QString::number(most)));
+    QVERIFY2(most > 0, "nothing was ever out");
+}
+
+void TestQueryQueue::forgetsDevicesThatGo()
+{
+    start(20);
+    m_fleet->addFault(Fault::hang());
+    QueryQueue queue(5);
+    enqueueAll(queue);
+    QTRY_COMPARE_WITH_TIMEOUT(queue.outstanding(), 5, patience);
+    // Those that wait and those that were asked.
+    m_items.clear();
+    m_list.reset();
+    QCOMPARE(queue.outstanding(), 0);
+    QCOMPARE(queue.waiting(), 0);
+}
+
+void TestQueryQueue::leavesNoThreadToIdleDevices_data()
+{
+    QTest::addColumn<double>("httpsShare");
+    QTest::addColumn<int>("mostThreads");
+    // The test itself, the fleet, and what the toolkit keeps once: a few.
+    QTest::newRow("HTTP gives every thread back") << 0.0 << 10;
+    QTest::newRow("HTTPS keeps the most recently used") << 100.0 << 10 + IdleManagers::maximumWarm;
+}
+
+void TestQueryQueue::leavesNoThreadToIdleDevices()
+{
+    QFETCH(double, httpsShare);
+    QFETCH(int, mostThreads);
+    start(80, httpsShare);
+    QueryQueue queue(2000);
+    enqueueAll(queue);
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 80, patience);
+    QTRY_VERIFY2_WITH_TIMEOUT(threads() <= mostThreads, qPrintable(QString::number(threads())), patience);
+}
+
+NEMBRA_GUI_TEST_MAIN(TestQueryQueue)
+#include "tst_queryqueue.moc"
