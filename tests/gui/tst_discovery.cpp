@@ -190,20 +190,20 @@ class MessageCollector final
 public:
     MessageCollector()
     {
-        s_messages.clear();
+        collected().clear();
         m_usual =
             qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
-                s_messages << QString::number(type) + QLatin1Char(' ') + message;
+                collected() << QString::number(type) + QLatin1Char(' ') + message;
             });
     }
     ~MessageCollector() { qInstallMessageHandler(m_usual); }
     Q_DISABLE_COPY_MOVE(MessageCollector)
 
-    static QStringList messages() { return s_messages; }
+    static QStringList messages() { return collected(); }
     static QStringList beyondDebug()
     {
         QStringList result;
-        for (const QString &message : qAsConst(s_messages)) {
+        for (const QString &message : qAsConst(collected())) {
             if (!message.startsWith(QString::number(QtDebugMsg))) {
                 result << message;
             }
@@ -212,11 +212,14 @@ public:
     }
 
 private:
-    static QStringList s_messages;
+    static QStringList &collected()
+    {
+        static QStringList all;
+        return all;
+    }
+
     QtMessageHandler m_usual = nullptr;
 };
-
-QStringList MessageCollector::s_messages;
 
 QList<QByteArray> linesOf(const char *path)
 {
@@ -691,8 +694,8 @@ void TestDiscovery::logsOrders() const
         QStringLiteral("0102030402050e5a11001fa20a4d8001ffff00000a4d0001000000000567616d6d61") +
         QString(188, QLatin1Char('0'));
     QCOMPARE(MessageCollector::messages().size(), 3);
-    QVERIFY2(MessageCollector::messages().first().contains(order),
-             qPrintable(MessageCollector::messages().first()));
+    QVERIFY2(MessageCollector::messages().constFirst().contains(order),
+             qPrintable(MessageCollector::messages().constFirst()));
 }
 
 void TestDiscovery::remembersAPortForLater()
@@ -750,7 +753,7 @@ void TestDiscovery::bindsAnewWhenToldTwice()
     discovery.setListening(true);
     const QList<QByteArray> second = socketsOn(m_port);
     QCOMPARE(second.size(), 1);
-    QVERIFY2(first != second, first.first().constData());
+    QVERIFY2(first != second, first.constFirst().constData());
     QVERIFY(m_sender.send(answer(1), m_port));
     QTRY_COMPARE(tags(), QStringLiteral("1"));
 }

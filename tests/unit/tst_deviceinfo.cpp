@@ -11,7 +11,9 @@ using deviceinfo::parseAnswer;
 namespace {
 
 /// What a device with two sensors and a wireless interface answers.
-const QByteArray fullAnswer = R"({
+QByteArray fullAnswer()
+{
+    return R"({
 "Sensor 1": {"v": "21.5", "e": "21.53", "u": "&deg;C", "s": "0"},
 "Sensor 2": {"v": "48", "e": "48.2", "u": "%", "s": "2"},
 "Firmware Manufacturer": "Ostrel",
@@ -34,11 +36,12 @@ const QByteArray fullAnswer = R"({
 "systimestamp":"1800000000"
 }
 )";
+}
 
 QByteArray withoutLine(const char *key)
 {
     QByteArray answer;
-    const QList<QByteArray> lines = fullAnswer.split('\n');
+    const QList<QByteArray> lines = fullAnswer().split('\n');
     for (const QByteArray &line : lines) {
         if (!line.startsWith('"' + QByteArray(key) + '"')) {
             answer += line + '\n';
@@ -158,7 +161,7 @@ void TestDeviceInfo::asksWithThisTemplate()
 
 void TestDeviceInfo::readsAFullAnswer()
 {
-    const DeviceInfo info = parsed(fullAnswer);
+    const DeviceInfo info = parsed(fullAnswer());
     QCOMPARE(text(info, 5), utf8("Ostrel"));
     QCOMPARE(text(info, 6), utf8("Thermo"));
     QCOMPARE(text(info, 7), utf8("2.4.1"));
@@ -283,13 +286,13 @@ void TestDeviceInfo::refusesWhatIsNoDocument_data()
     QTest::newRow("null") << QByteArray("null");
     QTest::newRow("true") << QByteArray("true");
     QTest::newRow("a text") << QByteArray("\"text\"");
-    QTest::newRow("cut off") << fullAnswer.left(300);
-    QTest::newRow("the last brace is missing") << fullAnswer.left(fullAnswer.lastIndexOf('}'));
-    QTest::newRow("something behind the end") << fullAnswer + "{}";
-    QTest::newRow("a comma before the end") << QByteArray("{\"Version\": \"1\",}");
+    QTest::newRow("cut off") << fullAnswer().left(300);
+    QTest::newRow("the last brace is missing") << fullAnswer().left(fullAnswer().lastIndexOf('}'));
+    QTest::newRow("something behind the end") << fullAnswer() + "{}";
+    QTest::newRow("a comma before the end") << QByteArray(R"({"Version": "1",})");
     QTest::newRow("a comment") << QByteArray("{/* */}");
     QTest::newRow("single quotes") << QByteArray("{'Version': '1'}");
-    QTest::newRow("a quote that is not escaped") << QByteArray("{\"Location\": \"quote \" inside\"}");
+    QTest::newRow("a quote that is not escaped") << QByteArray(R"({"Location": "quote " inside"})");
     QTest::newRow("invalid UTF-8") << QByteArray("{\"Location\": \"\xff\xfe\"}");
     QTest::newRow("UTF-8 cut off") << QByteArray("{\"Location\": \"\xc3\"}");
     QTest::newRow("Latin-1") << QByteArray("{\"Sensor 1\": {\"u\": \"\xb0"
@@ -317,8 +320,8 @@ void TestDeviceInfo::readsADocumentThatIsNoObjectAsEmpty_data()
 {
     QTest::addColumn<QByteArray>("answer");
     QTest::newRow("an empty array") << QByteArray("[]");
-    QTest::newRow("an array") << QByteArray("[\"Version\", \"2.4.1\"]");
-    QTest::newRow("an array around the object") << '[' + fullAnswer + ']';
+    QTest::newRow("an array") << QByteArray(R"(["Version", "2.4.1"])");
+    QTest::newRow("an array around the object") << '[' + fullAnswer() + ']';
 }
 
 void TestDeviceInfo::readsADocumentThatIsNoObjectAsEmpty()
@@ -396,7 +399,7 @@ void TestDeviceInfo::readsTextsAsTheyAre_data()
     QTest::newRow("mark-up") << QByteArray("<b>x</b><img src='/dev/zero'>")
                              << "<b>x</b><img src='/dev/zero'>";
     QTest::newRow("escapes") << QByteArray(R"(a\tb\\c\"d\u00b0)") << utf8("a\tb\\c\"d°");
-    QTest::newRow("a zero") << QByteArray(R"(a\u0000b)") << QString(QLatin1String("a\0b", 3));
+    QTest::newRow("a zero") << QByteArray(R"(a\u0000b)") << QString::fromUtf8("a\0b", 3);
     QTest::newRow("outside the basic plane") << QByteArray("\xf0\x9f\x8c\xa1") << utf8("\U0001F321");
     QTest::newRow("a template that stayed unfilled") << QByteArray("{{syslocation}}") << "{{syslocation}}";
     QTest::newRow("place markers") << QByteArray("%1 %n") << "%1 %n";
@@ -411,7 +414,7 @@ void TestDeviceInfo::readsTextsAsTheyAre()
 void TestDeviceInfo::readsHugeAnswers()
 {
     const QByteArray value(900 * 1024, 'x');
-    const DeviceInfo info = parsed("{\"Location\": \"" + value + "\", \"Version\": \"2.4.1\"}");
+    const DeviceInfo info = parsed(R"({"Location": ")" + value + R"(", "Version": "2.4.1"})");
     QCOMPARE(text(info, 16).size(), 900 * 1024);
     QCOMPARE(text(info, 7), utf8("2.4.1"));
     QCOMPARE(deviceinfo::maximumAnswerSize, 1048576);

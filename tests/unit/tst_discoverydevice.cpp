@@ -211,7 +211,7 @@ void TestDiscoveryDevice::readsZeroBeyondTheEnd_data()
     QTest::newRow("up to the fixed address") << 28 << 3 << mac << address << netmask << gateway << fixed << ""
                                              << "";
     QTest::newRow("in the name") << 32 << 3 << mac << address << netmask << gateway << fixed
-                                 << QString(QLatin1String("gam\0\0", 5)) << "";
+                                 << QString::fromUtf8("gam\0\0", 5) << "";
     QTest::newRow("up to the name") << 34 << 3 << mac << address << netmask << gateway << fixed << "gamma"
                                     << "a";
     QTest::newRow("one byte short") << 127 << 3 << mac << address << netmask << gateway << fixed << "gamma"
@@ -290,11 +290,11 @@ void TestDiscoveryDevice::readsNames_data()
     QTest::newRow("counted: a name that was written in UTF-8")
         << counted << hex("03 4bc3bc") << QString::fromUtf8("KÃ¼") << QString::fromUtf8("\uFFFD");
     QTest::newRow("counted: 98 letters")
-        << counted << QByteArray("\x62") + QByteArray(98, 'n') << repeated(98, 'n') << "n";
+        << counted << hex("62") + QByteArray(98, 'n') << repeated(98, 'n') << "n";
     QTest::newRow("counted: 99 letters")
-        << counted << QByteArray("\x63") + QByteArray(99, 'n') << repeated(99, 'n') << "n";
+        << counted << hex("63") + QByteArray(99, 'n') << repeated(99, 'n') << "n";
     QTest::newRow("counted: a count of 100")
-        << counted << QByteArray("\x64") + QByteArray(99, 'n') << repeated(99, 'n') << "n";
+        << counted << hex("64") + QByteArray(99, 'n') << repeated(99, 'n') << "n";
     QTest::newRow("counted: a count of 127")
         << counted << QByteArray("\x7f") + QByteArray(99, 'n') << repeated(99, 'n') << "n";
     QTest::newRow("counted: a count of -1") << counted << QByteArray("\xff") + QByteArray(99, 'n') << ""
@@ -422,11 +422,11 @@ void TestDiscoveryDevice::writesNames_data()
     QTest::newRow("counted: a name") << 0 << "gamma" << padded("\x05gamma", 100);
     QTest::newRow("counted: no name") << 0 << "" << zeros(100);
     QTest::newRow("counted: 98 letters")
-        << 0 << repeated(98, "n") << padded("\x62" + QByteArray(98, 'n'), 100);
-    QTest::newRow("counted: 99 letters") << 0 << repeated(99, "n") << "\x63" + QByteArray(99, 'n');
-    QTest::newRow("counted: 100 letters") << 0 << repeated(100, "n") << "\x63" + QByteArray(99, 'n');
-    QTest::newRow("counted: 120 letters") << 0 << repeated(120, "n") << "\x63" + QByteArray(99, 'n');
-    QTest::newRow("counted: 70,000 letters") << 0 << repeated(70000, "n") << "\x63" + QByteArray(99, 'n');
+        << 0 << repeated(98, "n") << padded(hex("62") + QByteArray(98, 'n'), 100);
+    QTest::newRow("counted: 99 letters") << 0 << repeated(99, "n") << hex("63") + QByteArray(99, 'n');
+    QTest::newRow("counted: 100 letters") << 0 << repeated(100, "n") << hex("63") + QByteArray(99, 'n');
+    QTest::newRow("counted: 120 letters") << 0 << repeated(120, "n") << hex("63") + QByteArray(99, 'n');
+    QTest::newRow("counted: 70,000 letters") << 0 << repeated(70000, "n") << hex("63") + QByteArray(99, 'n');
     // The count is one of characters though "ü" takes two bytes.
     QTest::newRow("counted: two bytes a letter")
         << 0 << QString::fromUtf8("Kühe") << padded(hex("04 4bc3bc6865"), 100);
@@ -437,7 +437,7 @@ void TestDiscoveryDevice::writesNames_data()
     QTest::newRow("counted: a letter outside the basic plane counts two")
         << 0 << QString::fromUtf8("\U0001F321") << padded(hex("02 f09f8ca1"), 100);
     QTest::newRow("counted: a zero in the name")
-        << 0 << QString(QLatin1String("a\0b", 3)) << padded(hex("03 610062"), 100);
+        << 0 << QString::fromUtf8("a\0b", 3) << padded(hex("03 610062"), 100);
     QTest::newRow("counted: variant 15") << 15 << "gamma" << padded("\x05gamma", 100);
     QTest::newRow("counted: variant -1") << -1 << "gamma" << padded("\x05gamma", 100);
     QTest::newRow("terminated: a name") << 16 << "gamma" << padded("gamma", 100);
@@ -649,6 +649,7 @@ void TestDiscoveryDevice::copiesEveryField()
     DiscoveryDevice copy = *original;
     DiscoveryDevice changed;
     changed = copy;
+    copy.setVariant(5);
     changed.setHostname(latin1("delta"));
     changed.setMacText(latin1("02:00:00:00:00:00"));
 

@@ -2,9 +2,8 @@
 
 #include <QRegularExpression>
 #include <QTime>
+#include <QVector>
 #include <QtTest>
-
-#include <optional>
 
 namespace {
 
@@ -17,13 +16,16 @@ struct Message
     QString text;
 };
 
-std::optional<Message> s_last;
-int s_count = 0;
+/// What arrived since the test began.
+QVector<Message> &messages()
+{
+    static QVector<Message> all;
+    return all;
+}
 
 void keepMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
-    s_last = Message{type, context.category, context.file, context.line, text};
-    ++s_count;
+    messages().append({type, context.category, context.file, context.line, text});
 }
 
 } // namespace
@@ -61,8 +63,7 @@ void TestMessageLog::cleanupTestCase()
 
 void TestMessageLog::init()
 {
-    s_last.reset();
-    s_count = 0;
+    messages().clear();
 }
 
 void TestMessageLog::putsTheTimeInFront_data()
@@ -80,8 +81,8 @@ void TestMessageLog::putsTheTimeInFront()
 {
     QFETCH(QString, text);
     qDebug().noquote().nospace() << text;
-    QCOMPARE(s_count, 1);
-    const QString seen = s_last->text;
+    QCOMPARE(messages().size(), 1);
+    const QString seen = messages().constFirst().text;
     static const QRegularExpression time(QStringLiteral("^[0-2][0-9]:[0-5][0-9]:[0-5][0-9]: "));
     QVERIFY2(time.match(seen).hasMatch(), qPrintable(seen.left(100)));
     QCOMPARE(seen.mid(10), text);
@@ -92,13 +93,13 @@ void TestMessageLog::tellsTheLocalTime()
     const QTime before = QTime::currentTime();
     qDebug("now");
     const QTime after = QTime::currentTime();
-    const QTime seen = QTime::fromString(s_last->text.left(8), QStringLiteral("HH:mm:ss"));
-    QVERIFY2(seen.isValid(), qPrintable(s_last->text));
+    const QTime seen = QTime::fromString(messages().constFirst().text.left(8), QStringLiteral("HH:mm:ss"));
+    QVERIFY2(seen.isValid(), qPrintable(messages().constFirst().text));
     if (after < before) {
         return; // It is midnight, and there is nothing to compare.
     }
     QVERIFY2(seen >= QTime(before.hour(), before.minute(), before.second()) && seen <= after,
-             qPrintable(s_last->text));
+             qPrintable(messages().constFirst().text));
 }
 
 void TestMessageLog::passesTypeAndContextOn_data()
@@ -127,12 +128,12 @@ void TestMessageLog::passesTypeAndContextOn()
     default:
         logger.critical("text");
     }
-    QCOMPARE(s_count, 1);
-    QCOMPARE(int{s_last->type}, type);
-    QCOMPARE(s_last->category, QByteArray("nembra.test"));
-    QCOMPARE(s_last->file, QByteArray("device.cpp"));
-    QCOMPARE(s_last->line, 42);
-    QCOMPARE(s_last->text.mid(8), QStringLiteral(": text"));
+    QCOMPARE(messages().size(), 1);
+    QCOMPARE(int{messages().constFirst().type}, type);
+    QCOMPARE(messages().constFirst().category, QByteArray("nembra.test"));
+    QCOMPARE(messages().constFirst().file, QByteArray("device.cpp"));
+    QCOMPARE(messages().constFirst().line, 42);
+    QCOMPARE(messages().constFirst().text.mid(8), QStringLiteral(": text"));
 }
 
 QTEST_APPLESS_MAIN(TestMessageLog)

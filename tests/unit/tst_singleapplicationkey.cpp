@@ -46,7 +46,7 @@ void TestSingleApplicationKey::makesAKey_data()
     QTest::newRow("punctuation") << "a!\"#$%&'()*+,:;<=>?@[]^`{|}~b"
                                  << ""
                                  << "ab";
-    QTest::newRow("a zero") << QString(QLatin1String("a\0b", 3)) << ""
+    QTest::newRow("a zero") << QString::fromUtf8("a\0b", 3) << ""
                             << "ab";
     QTest::newRow("nothing usable") << "(!)"
                                     << "/*/"

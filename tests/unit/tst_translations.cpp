@@ -8,18 +8,22 @@
 
 namespace {
 
-QStringList s_messages;
+QStringList &messages()
+{
+    static QStringList all;
+    return all;
+}
 
 void collectMessage(QtMsgType, const QMessageLogContext &, const QString &message)
 {
-    s_messages << message;
+    messages() << message;
 }
 
 /// Whatever Qt or the program says while it lives.
 class MessageCollector final
 {
 public:
-    MessageCollector() { s_messages.clear(); }
+    MessageCollector() { messages().clear(); }
     ~MessageCollector() { qInstallMessageHandler(m_usual); }
     Q_DISABLE_COPY_MOVE(MessageCollector)
 
@@ -34,10 +38,8 @@ public:
     TranslationFile(const QString &name, const QByteArray &content)
         : m_directory(Translations().directory())
         , m_file(m_directory.filePath(name))
+        , m_written(write(content))
     {
-        m_directory.mkpath(QStringLiteral("."));
-        m_written = m_file.open(QIODevice::WriteOnly) && m_file.write(content) == content.size();
-        m_file.close();
     }
     ~TranslationFile()
     {
@@ -50,9 +52,17 @@ public:
     bool isWritten() const { return m_written; }
 
 private:
+    bool write(const QByteArray &content)
+    {
+        const bool written = m_directory.mkpath(QStringLiteral(".")) && m_file.open(QIODevice::WriteOnly) &&
+                             m_file.write(content) == content.size();
+        m_file.close();
+        return written;
+    }
+
     QDir m_directory;
     QFile m_file;
-    bool m_written = false;
+    bool m_written;
 };
 
 /// Translates "None" in "Device" to "Nichts".
@@ -213,7 +223,7 @@ void TestTranslations::staysSilentWithoutFiles()
         const MessageCollector collector;
         translations.load(language);
     }
-    QCOMPARE(s_messages, QStringList());
+    QCOMPARE(messages(), QStringList());
     QCOMPARE(ownText(), QStringLiteral("None"));
 }
 
@@ -227,7 +237,7 @@ void TestTranslations::staysSilentWithABrokenFile()
         const MessageCollector collector;
         translations.load(QStringLiteral("zz"));
     }
-    QCOMPARE(s_messages, QStringList());
+    QCOMPARE(messages(), QStringList());
     QCOMPARE(ownText(), QStringLiteral("None"));
 }
 
