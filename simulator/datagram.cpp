@@ -8,15 +8,17 @@ namespace {
 
 void appendInteger(std::string &bytes, std::uint32_t value)
 {
-    for (int shift = 24; shift >= 0; shift -= 8)
+    for (int shift = 24; shift >= 0; shift -= 8) {
         bytes += static_cast<char>(static_cast<std::uint8_t>(value >> static_cast<unsigned>(shift)));
+    }
 }
 
 std::uint32_t integerAt(std::string_view bytes, std::size_t offset)
 {
     std::uint32_t value = 0;
-    for (std::size_t i = 0; i < 4; ++i)
-        value = (value << 8u) | static_cast<std::uint8_t>(bytes[offset + i]);
+    for (std::size_t i = 0; i < 4; ++i) {
+        value = (value << 8U) | static_cast<std::uint8_t>(bytes[offset + i]);
+    }
     return value;
 }
 
@@ -29,10 +31,12 @@ std::string Datagram::encoded() const
     appendInteger(bytes, static_cast<std::uint32_t>(tag));
     bytes += static_cast<char>(command);
     bytes += static_cast<char>(variant);
-    for (const std::uint8_t byte : mac)
+    for (const std::uint8_t byte : mac) {
         bytes += static_cast<char>(byte);
-    for (const Address field : {address, netmask, gateway, staticAddress})
+    }
+    for (const Address field : {address, netmask, gateway, staticAddress}) {
         appendInteger(bytes, field);
+    }
     bytes.append(nameArea, 0, nameAreaSize);
     bytes.resize(size, '\0');
     return bytes;
@@ -40,8 +44,9 @@ std::string Datagram::encoded() const
 
 std::optional<Datagram> Datagram::decoded(std::string_view bytes)
 {
-    if (bytes.size() < size)
+    if (bytes.size() < size) {
         return std::nullopt;
+    }
     Datagram datagram;
     datagram.tag = static_cast<std::int32_t>(integerAt(bytes, 0));
     datagram.command = static_cast<std::int8_t>(bytes[4]);

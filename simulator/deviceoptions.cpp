@@ -9,9 +9,10 @@ std::string addressText(Address address)
 {
     std::string text;
     for (int shift = 24; shift >= 0; shift -= 8) {
-        text += std::to_string((address >> static_cast<unsigned>(shift)) & 0xFFu);
-        if (shift > 0)
+        text += std::to_string((address >> static_cast<unsigned>(shift)) & 0xFFU);
+        if (shift > 0) {
             text += '.';
+        }
     }
     return text;
 }
@@ -19,8 +20,9 @@ std::string addressText(Address address)
 std::optional<Address> addressFromText(std::string_view text)
 {
     in_addr parsed{};
-    if (inet_pton(AF_INET, std::string(text).c_str(), &parsed) != 1)
+    if (inet_pton(AF_INET, std::string(text).c_str(), &parsed) != 1) {
         return std::nullopt;
+    }
     return ntohl(parsed.s_addr);
 }
 
@@ -36,12 +38,15 @@ namespace {
 
 int hexDigit(char digit)
 {
-    if (digit >= '0' && digit <= '9')
+    if (digit >= '0' && digit <= '9') {
         return digit - '0';
-    if (digit >= 'a' && digit <= 'f')
+    }
+    if (digit >= 'a' && digit <= 'f') {
         return digit - 'a' + 10;
-    if (digit >= 'A' && digit <= 'F')
+    }
+    if (digit >= 'A' && digit <= 'F') {
         return digit - 'A' + 10;
+    }
     return -1;
 }
 
@@ -50,13 +55,15 @@ int hexDigit(char digit)
 std::optional<MacAddress> macFromText(std::string_view text)
 {
     MacAddress mac{};
-    if (text.size() != mac.size() * 3 - 1)
+    if (text.size() != mac.size() * 3 - 1) {
         return std::nullopt;
+    }
     for (std::size_t i = 0; i < mac.size(); ++i) {
         const int high = hexDigit(text[i * 3]);
         const int low = hexDigit(text[i * 3 + 1]);
-        if (high < 0 || low < 0 || (i > 0 && text[i * 3 - 1] != ':'))
+        if (high < 0 || low < 0 || (i > 0 && text[i * 3 - 1] != ':')) {
             return std::nullopt;
+        }
         mac[i] = static_cast<std::uint8_t>(high * 16 + low);
     }
     return mac;

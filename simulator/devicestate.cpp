@@ -57,9 +57,10 @@ std::string hexadecimal(std::uint64_t value)
 
 std::uint64_t checksum(std::string_view bytes)
 {
-    std::uint64_t sum = 0xCBF29CE484222325u;
-    for (const char byte : bytes)
-        sum = (sum ^ static_cast<std::uint8_t>(byte)) * 0x100000001B3u;
+    std::uint64_t sum = 0xCBF29CE484222325U;
+    for (const char byte : bytes) {
+        sum = (sum ^ static_cast<std::uint8_t>(byte)) * 0x100000001B3U;
+    }
     return sum;
 }
 
@@ -70,8 +71,9 @@ std::string imageVersion(const std::string &image)
     constexpr std::string_view key = "version=";
     const std::string_view head = std::string_view(image).substr(0, 1024);
     const std::size_t found = head.find(key);
-    if (found == std::string_view::npos)
+    if (found == std::string_view::npos) {
         return "0-" + hexadecimal(checksum(image)).substr(0, 8);
+    }
     const std::string_view rest = head.substr(found + key.size());
     return std::string(rest.substr(0, rest.find_first_of(std::string_view("\r\n\0 ", 4))));
 }
@@ -95,7 +97,7 @@ std::vector<Sensor> madeUpSensors(std::uint64_t bits)
 
 std::tm brokenDown(double time)
 {
-    const std::time_t seconds = static_cast<std::time_t>(std::floor(time));
+    const auto seconds = static_cast<std::time_t>(std::floor(time));
     std::tm parts{};
     gmtime_r(&seconds, &parts);
     return parts;
@@ -105,10 +107,11 @@ std::string formattedTime(const char *pattern, double time)
 {
     const std::tm parts = brokenDown(time);
     std::array<char, 32> text{};
-    if (std::string_view(pattern) == "date")
+    if (std::string_view(pattern) == "date") {
         std::strftime(text.data(), text.size(), "%d.%m.%Y", &parts);
-    else
+    } else {
         std::strftime(text.data(), text.size(), "%H:%M:%S", &parts);
+    }
     return text.data();
 }
 
@@ -151,16 +154,17 @@ void DeviceState::makeUpNetwork(const FleetOptions &fleet)
     static const std::array<std::int8_t, 8> variants{16, 16, 16, 16, 1, 2, 3, 16};
     DeviceOptions &o = m_options;
     const std::uint32_t serial = static_cast<std::uint32_t>(m_index) + 1;
-    if (!o.address)
+    if (!o.address) {
         o.address = o.staticAddress != 0 ? o.staticAddress : fleet.baseAddress + serial - 1;
+    }
     if (!o.mac) {
         const std::uint32_t offset =
-            static_cast<std::uint32_t>(mixed(m_seed, MacPurpose) & 0x7FFFFFu) + serial;
+            static_cast<std::uint32_t>(mixed(m_seed, MacPurpose) & 0x7FFFFFU) + serial;
         o.mac = MacAddress{0x0E,
                            0x5A,
                            0x11,
-                           static_cast<std::uint8_t>(offset >> 16u),
-                           static_cast<std::uint8_t>(offset >> 8u),
+                           static_cast<std::uint8_t>(offset >> 16U),
+                           static_cast<std::uint8_t>(offset >> 8U),
                            static_cast<std::uint8_t>(offset)};
     }
     if (!o.hostName) {
@@ -170,7 +174,7 @@ void DeviceState::makeUpNetwork(const FleetOptions &fleet)
     }
     o.variant = o.variant.value_or(pick(variants, random(VariantPurpose)));
     // Serial numbers, so that a tag belongs to one device only.
-    o.tag = o.tag.value_or(static_cast<std::int32_t>((mixed(m_seed, TagPurpose) & 0x3FFFFFFFu) + serial));
+    o.tag = o.tag.value_or(static_cast<std::int32_t>((mixed(m_seed, TagPurpose) & 0x3FFFFFFFU) + serial));
     o.netmask = o.netmask.value_or(fleet.netmask);
     o.gateway = o.gateway.value_or(fleet.gateway);
     o.lossPercent = o.lossPercent.value_or(fleet.lossPercent);
@@ -195,17 +199,17 @@ void DeviceState::makeUpPlace()
     if (!o.location) {
         const std::uint64_t bits = random(PlacePurpose);
         o.location =
-            "Hall " + std::to_string(1 + bits % 6) + ", rack " + std::to_string(1 + (bits >> 8u) % 24);
+            "Hall " + std::to_string(1 + bits % 6) + ", rack " + std::to_string(1 + (bits >> 8U) % 24);
     }
     o.contact = o.contact.value_or(pick(contacts, random(ContactPurpose)));
     const std::uint64_t firmware = random(FirmwarePurpose);
     o.firmwareName = o.firmwareName.value_or(pick(firmwares, firmware));
-    o.firmwareVersion = o.firmwareVersion.value_or(pick(versions, firmware >> 16u));
-    o.deviceType = o.deviceType.value_or(pick(types, firmware >> 32u));
+    o.firmwareVersion = o.firmwareVersion.value_or(pick(versions, firmware >> 16U));
+    o.deviceType = o.deviceType.value_or(pick(types, firmware >> 32U));
     o.uptime =
-        o.uptime.value_or(std::chrono::seconds(static_cast<std::int64_t>(random(UptimePurpose) % 8640000u)));
+        o.uptime.value_or(std::chrono::seconds(static_cast<std::int64_t>(random(UptimePurpose) % 8640000U)));
     if (!o.historyStart) {
-        const std::int64_t age = 86400 + static_cast<std::int64_t>(random(HistoryPurpose) % (90u * 86400u));
+        const std::int64_t age = 86400 + static_cast<std::int64_t>(random(HistoryPurpose) % 7776000U);
         o.historyStart = static_cast<std::int64_t>(clock()) - age;
     }
 }
@@ -218,17 +222,19 @@ void DeviceState::makeUpSensors()
         std::vector<Sensor> sensors = madeUpSensors(random(SensorPurpose));
         // About one device in eight has something to report.
         const std::uint64_t bits = random(StatusPurpose);
-        if (bits % 8 == 0)
-            sensors[(bits >> 8u) % sensors.size()].status = pick(statuses, bits >> 16u);
+        if (bits % 8 == 0) {
+            sensors[(bits >> 8U) % sensors.size()].status = pick(statuses, bits >> 16U);
+        }
         o.sensors = std::move(sensors);
     }
     const std::uint64_t bits = random(InterfacePurpose);
     if (!o.interfaces) {
         o.interfaces = std::vector<NetworkInterface>{{}};
-        if (bits % 3 == 0)
-            o.interfaces->push_back({"192.168." + std::to_string(40 + (bits >> 8u) % 4) + "." +
-                                         std::to_string(2 + (bits >> 16u) % 250),
-                                     (bits >> 32u) % 2 == 0 ? "nembra-plant" : "nembra-lab"});
+        if (bits % 3 == 0) {
+            o.interfaces->push_back({"192.168." + std::to_string(40 + (bits >> 8U) % 4) + "." +
+                                         std::to_string(2 + (bits >> 16U) % 250),
+                                     (bits >> 32U) % 2 == 0 ? "nembra-plant" : "nembra-lab"});
+        }
     }
     o.extendedValues = o.extendedValues.value_or(random(ExtendedPurpose) % 4 != 0);
 }
@@ -238,8 +244,9 @@ void DeviceState::setOptions(DeviceOptions options)
     DeviceOptions &o = options;
     const DeviceOptions &old = m_options;
     const auto keep = [](auto &value, const auto &before) {
-        if (!value)
+        if (!value) {
             value = before;
+        }
     };
     keep(o.address, old.address);
     keep(o.mac, old.mac);
@@ -263,8 +270,9 @@ void DeviceState::setOptions(DeviceOptions options)
     keep(o.historyStart, old.historyStart);
     keep(o.uptime, old.uptime);
     keep(o.configuration, old.configuration);
-    if (o.uptime != old.uptime)
+    if (o.uptime != old.uptime) {
         m_startedAt = std::chrono::steady_clock::now() - *o.uptime;
+    }
     m_options = std::move(options);
 }
 
@@ -293,8 +301,9 @@ DeviceInfo DeviceState::info() const
 
 void DeviceState::setPowered(bool on)
 {
-    if (on && !m_powered)
+    if (on && !m_powered) {
         endRestart();
+    }
     m_powered = on;
 }
 
@@ -304,8 +313,9 @@ void DeviceState::endRestart()
     ++m_restarts;
     m_startedAt = std::chrono::steady_clock::now();
     dropSessions();
-    if (m_pendingOrder)
+    if (m_pendingOrder) {
         applyOrder(*m_pendingOrder);
+    }
     m_pendingOrder.reset();
     if (m_nextBuffer != 0) {
         m_activeBuffer = m_nextBuffer;
@@ -327,8 +337,9 @@ void DeviceState::applyOrder(const Datagram &order)
 std::string DeviceState::answer() const
 {
     const DatagramOptions &shape = m_options.datagram;
-    if (shape.raw)
+    if (shape.raw) {
         return *shape.raw;
+    }
     Datagram datagram;
     datagram.tag = *m_options.tag;
     datagram.variant = *m_options.variant;
@@ -354,10 +365,12 @@ std::optional<std::string> DeviceState::logIn(const std::string &user, const std
 {
     const auto known = std::find_if(m_options.users.begin(), m_options.users.end(),
                                     [&](const User &candidate) { return candidate.name == user; });
-    if (known == m_options.users.end() || password.empty() || known->password != password)
+    if (known == m_options.users.end() || password.empty() || known->password != password) {
         return std::nullopt;
-    if (m_sessions.size() >= maximalSessions)
+    }
+    if (m_sessions.size() >= maximalSessions) {
         m_sessions.erase(m_sessions.begin());
+    }
     const std::string cookie = hexadecimal(mixed(random(SessionPurpose), ++m_logins));
     m_sessions[cookie] = user;
     return cookie;
@@ -366,8 +379,9 @@ std::optional<std::string> DeviceState::logIn(const std::string &user, const std
 const User *DeviceState::userOf(const std::string &cookie) const
 {
     const auto session = m_sessions.find(cookie);
-    if (session == m_sessions.end())
+    if (session == m_sessions.end()) {
         return nullptr;
+    }
     const auto user = std::find_if(m_options.users.begin(), m_options.users.end(),
                                    [&](const User &candidate) { return candidate.name == session->second; });
     return user == m_options.users.end() ? nullptr : &*user;
@@ -381,14 +395,16 @@ std::string DeviceState::configuration(Passwords passwords) const
     } else {
         document << "[system]\r\nname=" << *m_options.hostName << "\r\nlocation=" << *m_options.location
                  << "\r\ncontact=" << *m_options.contact << "\r\n[users]\r\n";
-        for (const User &user : m_options.users)
+        for (const User &user : m_options.users) {
             document << user.name << '=' << user.level << "\r\n";
+        }
         document << "[history]\r\ninterval=60\r\n";
     }
     if (passwords == Passwords::With) {
         document << passwordsHeading << "\r\n";
-        for (const User &user : m_options.users)
+        for (const User &user : m_options.users) {
             document << user.name << '=' << user.password << "\r\n";
+        }
     }
     return document.str();
 }
@@ -399,45 +415,50 @@ void DeviceState::loadConfiguration(std::string document)
     std::istringstream lines(document);
     std::string group;
     for (std::string line; std::getline(lines, line);) {
-        if (!line.empty() && line.back() == '\r')
+        if (!line.empty() && line.back() == '\r') {
             line.pop_back();
+        }
         const std::size_t equals = line.find('=');
         const std::string key = line.substr(0, equals);
         const std::string text = equals == std::string::npos ? std::string() : line.substr(equals + 1);
         if (!line.empty() && line.front() == '[') {
             group = line;
         } else if (group == "[system]") {
-            if (key == "name")
+            if (key == "name") {
                 m_options.hostName = text;
-            else if (key == "location")
+            } else if (key == "location") {
                 m_options.location = text;
-            else if (key == "contact")
+            } else if (key == "contact") {
                 m_options.contact = text;
+            }
         } else if (group == passwordsHeading) {
             for (User &user : m_options.users) {
-                if (user.name == key)
+                if (user.name == key) {
                     user.password = text;
+                }
             }
         }
     }
     // Passwords are kept with the users, so that a download without them never shows any.
     const std::size_t heading = document.find(passwordsHeading);
-    if (heading == 0 || (heading != std::string::npos && document[heading - 1] == '\n'))
+    if (heading == 0 || (heading != std::string::npos && document[heading - 1] == '\n')) {
         document.erase(heading);
+    }
     m_options.configuration = std::move(document);
 }
 
 void DeviceState::storeFirmware(int buffer, const std::string &image)
 {
-    const std::size_t slot = static_cast<std::size_t>(buffer - 1);
+    const auto slot = static_cast<std::size_t>(buffer - 1);
     m_bufferSizes[slot] = image.size();
     m_bufferVersions[slot] = imageVersion(image);
 }
 
 bool DeviceState::activateFirmware(int buffer)
 {
-    if (m_bufferSizes[static_cast<std::size_t>(buffer - 1)] == 0)
+    if (m_bufferSizes[static_cast<std::size_t>(buffer - 1)] == 0) {
         return false;
+    }
     m_nextBuffer = buffer;
     return true;
 }
@@ -455,104 +476,133 @@ std::uint64_t DeviceState::sensorSalt(int row) const
 
 int DeviceState::rowCount(std::string_view table) const
 {
-    if (table == "sensortab")
+    if (table == "sensortab") {
         return static_cast<int>(m_options.sensors->size());
-    if (table == "netiftab")
+    }
+    if (table == "netiftab") {
         return static_cast<int>(m_options.interfaces->size());
+    }
     return 0;
 }
 
 std::optional<std::string> DeviceState::value(std::string_view name, std::string_view table, int row) const
 {
     const auto fixed = m_options.variables.find(std::string(name));
-    if (fixed != m_options.variables.end())
+    if (fixed != m_options.variables.end()) {
         return fixed->second;
-    if (table == "sensortab")
+    }
+    if (table == "sensortab") {
         return sensorValue(name, row);
-    if (table == "netiftab")
+    }
+    if (table == "netiftab") {
         return interfaceValue(name, row);
-    if (std::optional<std::string> text = timeValue(name))
+    }
+    if (std::optional<std::string> text = timeValue(name)) {
         return text;
+    }
     return systemValue(name);
 }
 
 std::optional<std::string> DeviceState::sensorValue(std::string_view name, int row) const
 {
     const Sensor &sensor = (*m_options.sensors)[static_cast<std::size_t>(row)];
-    if (name == "sensortab_value")
+    if (name == "sensortab_value") {
         return sensor.value.value_or(sensorText(sensor, sensorSalt(row), clock(), sensor.decimals));
+    }
     if (name == "sensortab_value_ex" && *m_options.extendedValues) {
-        if (sensor.extendedValue)
+        if (sensor.extendedValue) {
             return sensor.extendedValue;
+        }
         return sensor.value.value_or(sensorText(sensor, sensorSalt(row), clock(), sensor.decimals + 1));
     }
-    if (name == "sensortab_unit")
+    if (name == "sensortab_unit") {
         return sensor.unit;
-    if (name == "sensortab_status")
+    }
+    if (name == "sensortab_status") {
         return sensor.status;
+    }
     return std::nullopt;
 }
 
 std::optional<std::string> DeviceState::interfaceValue(std::string_view name, int row) const
 {
     const NetworkInterface &interface = (*m_options.interfaces)[static_cast<std::size_t>(row)];
-    if (name == "netiftab_ip_addr")
+    if (name == "netiftab_ip_addr") {
         return interface.address.empty() ? addressText(address()) : interface.address;
-    if (name == "wlan_name")
+    }
+    if (name == "wlan_name") {
         return interface.wlanName;
+    }
     return std::nullopt;
 }
 
 std::optional<std::string> DeviceState::timeValue(std::string_view name) const
 {
-    if (name == "sysdate" || name == "systime")
+    if (name == "sysdate" || name == "systime") {
         return formattedTime(name == "sysdate" ? "date" : "time", clock());
-    if (name == "systimestamp")
+    }
+    if (name == "systimestamp") {
         return std::to_string(static_cast<std::int64_t>(clock()));
-    if (name == "histo_start")
+    }
+    if (name == "histo_start") {
         return std::to_string(*m_options.historyStart);
+    }
     const auto uptime =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - m_startedAt)
             .count();
-    if (name == "uptime_d")
+    if (name == "uptime_d") {
         return std::to_string(uptime / 86400);
-    if (name == "uptime_h")
+    }
+    if (name == "uptime_h") {
         return std::to_string(uptime / 3600 % 24);
-    if (name == "uptime_m")
+    }
+    if (name == "uptime_m") {
         return std::to_string(uptime / 60 % 60);
-    if (name == "uptime_s")
+    }
+    if (name == "uptime_s") {
         return std::to_string(uptime % 60);
+    }
     return std::nullopt;
 }
 
 std::optional<std::string> DeviceState::systemValue(std::string_view name) const
 {
-    if (name == "fw_manufacturer")
+    if (name == "fw_manufacturer") {
         return "ostrel GmbH";
-    if (name == "fw_name")
+    }
+    if (name == "fw_name") {
         return m_options.firmwareName;
-    if (name == "fw_version")
+    }
+    if (name == "fw_version") {
         return m_options.firmwareVersion;
-    if (name == "syslocation")
+    }
+    if (name == "syslocation") {
         return m_options.location;
-    if (name == "syscontact")
+    }
+    if (name == "syscontact") {
         return m_options.contact;
-    if (name == "netif")
+    }
+    if (name == "netif") {
         return m_options.interfaces->size() > 1 ? "WLAN" : "LAN";
-    if (name == "dev_type")
+    }
+    if (name == "dev_type") {
         return m_options.deviceType;
-    if (name == "login_user")
+    }
+    if (name == "login_user") {
         return m_viewer ? m_viewer->name : std::string();
-    if (name == "login_group")
+    }
+    if (name == "login_group") {
         return std::to_string(m_viewer ? m_viewer->level : m_options.anonymousLevel);
+    }
     if (name == "memusage") {
         const double drift = std::sin(clock() / 240.0 + static_cast<double>(m_index));
         return std::to_string(
                    static_cast<int>(40.0 + unitInterval(random(MemoryPurpose)) * 30.0 + 3.0 * drift)) +
                "%";
     }
-    if (name == "histo_usage")
+    if (name == "histo_usage") {
         return std::to_string(random(HistoryPurpose) / 7 % 100) + "%";
+    }
     return std::nullopt;
 }
 

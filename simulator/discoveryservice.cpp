@@ -45,13 +45,15 @@ void DiscoveryService::close()
 void DiscoveryService::received(const IncomingDatagram &datagram)
 {
     const std::optional<Datagram> decoded = Datagram::decoded(datagram.bytes);
-    if (decoded && decoded->command == Datagram::Answer)
+    if (decoded && decoded->command == Datagram::Answer) {
         return;
+    }
     m_core.journal.add(DatagramRecord{std::chrono::steady_clock::now(), std::chrono::system_clock::now(),
                                       datagram.sender, datagram.senderPort, datagram.destination,
                                       datagram.bytes});
-    if (!decoded)
+    if (!decoded) {
         return;
+    }
     if (decoded->command == Datagram::Request) {
         m_core.journal.count([](Counters &counters) { ++counters.discoveryRequests; });
         answerAll(datagram.sender);
@@ -79,46 +81,53 @@ void DiscoveryService::answerAll(Address asker)
     std::uint64_t lost = 0;
     for (std::size_t i = 0; i < count; ++i) {
         DeviceState &device = *m_core.devices[i];
-        if (!device.isOnline() || device.options().silent)
+        if (!device.isOnline() || device.options().silent) {
             continue;
+        }
         if (device.losesNextRequest()) {
             ++lost;
             continue;
         }
         const auto wait = Clock::duration(m_core.options.spread) * static_cast<std::int64_t>(i) /
                           static_cast<std::int64_t>(count);
-        for (int copy = 0; copy < *device.options().answerCopies; ++copy)
+        for (int copy = 0; copy < *device.options().answerCopies; ++copy) {
             sendLater(now + wait, answerOf(device, asker));
+        }
     }
-    if (lost > 0)
+    if (lost > 0) {
         m_core.journal.count([lost](Counters &counters) { counters.answersLost += lost; });
+    }
     waitForNext();
 }
 
 void DiscoveryService::sendLater(Clock::time_point when, OutgoingDatagram datagram)
 {
-    if (m_core.options.spread.count() <= 0)
+    if (m_core.options.spread.count() <= 0) {
         m_limited.send(std::move(datagram));
-    else
+    } else {
         m_later.emplace(when, std::move(datagram));
+    }
 }
 
 void DiscoveryService::waitForNext()
 {
-    if (m_later.empty())
+    if (m_later.empty()) {
         return;
+    }
     m_timer.expires_at(m_later.begin()->first);
     m_timer.async_wait([this](boost::system::error_code error) {
-        if (!error)
+        if (!error) {
             sendDue();
+        }
     });
 }
 
 void DiscoveryService::sendDue()
 {
     const auto end = m_later.upper_bound(Clock::now());
-    for (auto entry = m_later.begin(); entry != end; ++entry)
+    for (auto entry = m_later.begin(); entry != end; ++entry) {
         m_limited.send(std::move(entry->second));
+    }
     m_later.erase(m_later.begin(), end);
     waitForNext();
 }
@@ -129,12 +138,15 @@ DeviceState *DiscoveryService::addressed(const Datagram &order) const
 {
     DeviceState *byMac = nullptr;
     for (const auto &device : m_core.devices) {
-        if (*device->options().tag != order.tag)
+        if (*device->options().tag != order.tag) {
             continue;
-        if (device->address() == order.address)
+        }
+        if (device->address() == order.address) {
             return device.get();
-        if (*device->options().mac == order.mac)
+        }
+        if (*device->options().mac == order.mac) {
             byMac = device.get();
+        }
     }
     return byMac;
 }
@@ -142,8 +154,9 @@ DeviceState *DiscoveryService::addressed(const Datagram &order) const
 void DiscoveryService::configure(const Datagram &order)
 {
     DeviceState *device = addressed(order);
-    if (!device || !device->isOnline())
+    if (!device || !device->isOnline()) {
         return;
+    }
     device->applyAtRestart(order);
     m_core.restart(*device);
 }

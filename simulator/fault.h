@@ -77,7 +77,7 @@ struct Fault
     [[nodiscard]] static Fault invalidJson();
     [[nodiscard]] static Fault answerWith(std::string body,
                                           std::vector<std::pair<std::string, std::string>> headers = {});
-    [[nodiscard]] static Fault inflatingBody(std::size_t inflatedBytes = 400u << 20u);
+    [[nodiscard]] static Fault inflatingBody(std::size_t inflatedBytes = 400U << 20U);
     [[nodiscard]] static Fault endlessBody();
     [[nodiscard]] static Fault endlessHeaders();
     [[nodiscard]] static Fault tlsGarbage();

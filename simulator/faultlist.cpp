@@ -33,8 +33,9 @@ bool fitsConnection(const Fault &fault, bool https)
 
 bool fitsTarget(const Fault &fault, std::string_view target)
 {
-    if (!target.empty() && target.front() == '/')
+    if (!target.empty() && target.front() == '/') {
         target.remove_prefix(1);
+    }
     return fault.exactPath ? target == fault.path : target.substr(0, fault.path.size()) == fault.path;
 }
 
@@ -42,10 +43,11 @@ bool fitsTarget(const Fault &fault, std::string_view target)
 
 void FaultList::use(std::vector<Fault>::iterator &fault)
 {
-    if (fault->requests > 0 && --fault->requests == 0)
+    if (fault->requests > 0 && --fault->requests == 0) {
         fault = m_faults.erase(fault);
-    else
+    } else {
         ++fault;
+    }
 }
 
 bool FaultList::refusesForEver(bool https) const
@@ -59,8 +61,9 @@ std::optional<Fault> FaultList::takeForConnection(bool https)
 {
     auto fault = std::find_if(m_faults.begin(), m_faults.end(),
                               [https](const Fault &candidate) { return fitsConnection(candidate, https); });
-    if (fault == m_faults.end())
+    if (fault == m_faults.end()) {
         return std::nullopt;
+    }
     Fault taken = *fault;
     use(fault);
     return taken;

@@ -23,8 +23,9 @@ public:
 
     void add(Fault fault)
     {
-        if (fault.requests != 0)
+        if (fault.requests != 0) {
             m_faults.push_back(std::move(fault));
+        }
     }
     void clear() { m_faults.clear(); }
 

@@ -8,6 +8,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <stdexcept>
@@ -33,8 +34,9 @@ public:
     template <typename Function>
     auto run(Function function) -> decltype(function())
     {
-        if (!thread.joinable() || std::this_thread::get_id() == thread.get_id())
+        if (!thread.joinable() || std::this_thread::get_id() == thread.get_id()) {
             return function();
+        }
         std::packaged_task<decltype(function())()> task(std::move(function));
         auto result = task.get_future();
         asio::post(context, [&task] { task(); });
@@ -43,8 +45,9 @@ public:
 
     [[nodiscard]] DeviceState &device(int index) const
     {
-        if (index < 0 || static_cast<std::size_t>(index) >= core.devices.size())
+        if (index < 0 || static_cast<std::size_t>(index) >= core.devices.size()) {
             throw std::out_of_range("there is no device " + std::to_string(index));
+        }
         return *core.devices[static_cast<std::size_t>(index)];
     }
 
@@ -72,21 +75,25 @@ void Fleet::Private::update(DeviceState &device, Change change)
     change();
     if (device.address() != before) {
         const auto entry = core.byAddress.find(before);
-        if (entry != core.byAddress.end() && entry->second == device.index())
+        if (entry != core.byAddress.end() && entry->second == device.index()) {
             core.byAddress.erase(entry);
+        }
     }
     core.byAddress[device.address()] = device.index();
-    if (!isOpen)
+    if (!isOpen) {
         return;
+    }
     http.updateListeners(device);
-    if (!device.isOnline())
+    if (!device.isOnline()) {
         http.closeConnections(device);
+    }
 }
 
 void Fleet::Private::restart(DeviceState &device)
 {
-    if (!device.isOnline())
+    if (!device.isOnline()) {
         return;
+    }
     update(device, [&device] { device.beginRestart(); });
     if (!isOpen) {
         update(device, [&device] { device.endRestart(); });
@@ -95,8 +102,9 @@ void Fleet::Private::restart(DeviceState &device)
     std::unique_ptr<asio::steady_timer> &timer = restartTimers[static_cast<std::size_t>(device.index())];
     timer = std::make_unique<asio::steady_timer>(context, *device.options().restartTime);
     timer->async_wait([this, &device](boost::system::error_code error) {
-        if (!error)
+        if (!error) {
             update(device, [&device] { device.endRestart(); });
+        }
     });
 }
 
@@ -107,13 +115,20 @@ Fleet::Fleet(FleetOptions options)
 
 Fleet::~Fleet()
 {
-    stop();
+    try {
+        stop();
+    } catch (const std::exception &error) {
+        // A thread that can't be ended still uses what would be destroyed now.
+        std::fprintf(stderr, "can't stop the simulated fleet: %s\n", error.what());
+        std::abort();
+    }
 }
 
 int Fleet::addDevice(DeviceOptions options)
 {
-    if (d->isOpen)
+    if (d->isOpen) {
         throw std::logic_error("devices are added before the fleet starts");
+    }
     const int index = deviceCount();
     auto device = std::make_unique<DeviceState>(index, std::move(options), d->core.options);
     d->core.byAddress[device->address()] = index;
@@ -126,17 +141,19 @@ int Fleet::addDevices(int count, const DeviceOptions &options)
     const int first = deviceCount();
     for (int i = 0; i < count; ++i) {
         DeviceOptions own = options;
-        const std::uint32_t step = static_cast<std::uint32_t>(i);
-        if (own.address)
+        const auto step = static_cast<std::uint32_t>(i);
+        if (own.address) {
             *own.address += step;
-        if (own.staticAddress != 0)
+        }
+        if (own.staticAddress != 0) {
             own.staticAddress += step;
+        }
         if (own.mac) {
             std::uint32_t low =
-                (std::uint32_t{(*own.mac)[3]} << 16u) | (std::uint32_t{(*own.mac)[4]} << 8u) | (*own.mac)[5];
+                (std::uint32_t{(*own.mac)[3]} << 16U) | (std::uint32_t{(*own.mac)[4]} << 8U) | (*own.mac)[5];
             low += step;
-            (*own.mac)[3] = static_cast<std::uint8_t>(low >> 16u);
-            (*own.mac)[4] = static_cast<std::uint8_t>(low >> 8u);
+            (*own.mac)[3] = static_cast<std::uint8_t>(low >> 16U);
+            (*own.mac)[4] = static_cast<std::uint8_t>(low >> 8U);
             (*own.mac)[5] = static_cast<std::uint8_t>(low);
         }
         addDevice(std::move(own));
@@ -146,15 +163,18 @@ int Fleet::addDevices(int count, const DeviceOptions &options)
 
 void Fleet::start()
 {
-    if (d->isOpen)
+    if (d->isOpen) {
         return;
+    }
     const char *isPrivate = std::getenv("NEMBRA_PRIVATE_NETWORK");
-    if (!d->core.options.allowRealNetwork && std::string(isPrivate ? isPrivate : "") != "1")
+    if (!d->core.options.allowRealNetwork && std::string(isPrivate ? isPrivate : "") != "1") {
         throw std::runtime_error(
             "this isn't a private network; start with scripts/private-network, so that nothing "
             "simulated reaches real devices");
-    if (!d->core.options.journalFile.empty() && !d->core.journal.openFile(d->core.options.journalFile))
+    }
+    if (!d->core.options.journalFile.empty() && !d->core.journal.openFile(d->core.options.journalFile)) {
         throw std::runtime_error("can't write the journal " + d->core.options.journalFile);
+    }
     d->restartTimers.resize(d->core.devices.size());
     d->context.restart();
     try {
@@ -174,19 +194,23 @@ void Fleet::start()
 
 void Fleet::stop()
 {
-    if (!d->isOpen)
+    if (!d->isOpen) {
         return;
+    }
     d->run([this] {
         d->http.close();
         d->discovery.close();
-        for (const auto &sender : d->syslog)
+        for (const auto &sender : d->syslog) {
             sender->stop();
+        }
         d->isOpen = false;
-        for (auto &timer : d->restartTimers)
+        for (auto &timer : d->restartTimers) {
             timer.reset();
+        }
         for (const auto &device : d->core.devices) {
-            if (device->isRestarting())
+            if (device->isRestarting()) {
                 d->update(*device, [&] { device->endRestart(); });
+            }
         }
         d->context.stop();
     });
@@ -226,8 +250,9 @@ int Fleet::indexOf(const MacAddress &mac) const
 {
     return d->run([this, mac] {
         for (const auto &device : d->core.devices) {
-            if (*device->options().mac == mac)
+            if (*device->options().mac == mac) {
                 return device->index();
+            }
         }
         return -1;
     });
@@ -294,8 +319,9 @@ void Fleet::addFault(int index, Fault fault)
 void Fleet::addFault(const Fault &fault)
 {
     d->run([&] {
-        for (const auto &device : d->core.devices)
+        for (const auto &device : d->core.devices) {
             d->update(*device, [&] { device->faults.add(fault); });
+        }
     });
 }
 
@@ -310,18 +336,21 @@ void Fleet::clearFaults(int index)
 void Fleet::clearFaults()
 {
     d->run([this] {
-        for (const auto &device : d->core.devices)
+        for (const auto &device : d->core.devices) {
             d->update(*device, [&] { device->faults.clear(); });
+        }
     });
 }
 
 void Fleet::sendSyslog(SyslogOptions options)
 {
     d->run([&] {
-        if (!d->isOpen)
+        if (!d->isOpen) {
             throw std::logic_error("syslog lines are sent while the fleet runs");
-        if (options.rate <= 0)
+        }
+        if (options.rate <= 0) {
             throw std::invalid_argument("the rate of syslog lines must be above 0");
+        }
         d->syslog.push_back(std::make_unique<SyslogSender>(d->context, d->core, std::move(options)));
         d->syslog.back()->start();
     });

@@ -41,7 +41,7 @@ struct FleetOptions
     /// one.
     int listenerPerDeviceLimit = 256;
     std::size_t journalLimit = 200000;
-    std::size_t journalBodyLimit = 64u << 10u;
+    std::size_t journalBodyLimit = 64U << 10U;
     /// Appends every record as a line of JSON when not empty.
     std::string journalFile;
     /// Without it a fleet starts only in the private network made by scripts/private-network.

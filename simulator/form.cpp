@@ -9,8 +9,9 @@ int hexDigit(char digit)
     constexpr std::string_view lower = "0123456789abcdef";
     constexpr std::string_view upper = "0123456789ABCDEF";
     std::size_t value = lower.find(digit);
-    if (value == std::string_view::npos)
+    if (value == std::string_view::npos) {
         value = upper.find(digit);
+    }
     return value == std::string_view::npos ? -1 : static_cast<int>(value);
 }
 
@@ -20,8 +21,9 @@ void forEachPart(std::string_view text, char separator, Function function)
     while (!text.empty()) {
         const std::size_t end = text.find(separator);
         function(text.substr(0, end));
-        if (end == std::string_view::npos)
+        if (end == std::string_view::npos) {
             return;
+        }
         text.remove_prefix(end + 1);
     }
 }
@@ -31,14 +33,17 @@ std::optional<std::string> parameter(std::string_view line, std::string_view nam
 {
     std::optional<std::string> found;
     forEachPart(line, ';', [&](std::string_view part) {
-        while (!part.empty() && (part.front() == ' ' || part.front() == '\t'))
+        while (!part.empty() && (part.front() == ' ' || part.front() == '\t')) {
             part.remove_prefix(1);
+        }
         const std::size_t equals = part.find('=');
-        if (equals == std::string_view::npos || part.substr(0, equals) != name)
+        if (equals == std::string_view::npos || part.substr(0, equals) != name) {
             return;
+        }
         std::string_view value = part.substr(equals + 1);
-        if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
+        if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
             value = value.substr(1, value.size() - 2);
+        }
         found = std::string(value);
     });
     return found;
@@ -48,16 +53,19 @@ std::optional<std::string> partName(std::string_view headers)
 {
     std::optional<std::string> name;
     forEachPart(headers, '\n', [&](std::string_view line) {
-        if (!line.empty() && line.back() == '\r')
+        if (!line.empty() && line.back() == '\r') {
             line.remove_suffix(1);
+        }
         constexpr std::string_view wanted = "content-disposition:";
-        if (line.size() < wanted.size())
+        if (line.size() < wanted.size()) {
             return;
+        }
         for (std::size_t i = 0; i < wanted.size(); ++i) {
             const char lower =
                 line[i] >= 'A' && line[i] <= 'Z' ? static_cast<char>(line[i] - 'A' + 'a') : line[i];
-            if (lower != wanted[i])
+            if (lower != wanted[i]) {
                 return;
+            }
         }
         name = parameter(line.substr(wanted.size()), "name");
     });
@@ -98,22 +106,26 @@ FieldMap formFields(std::string_view text)
 std::optional<FieldMap> multipartFields(std::string_view contentType, std::string_view body)
 {
     const std::optional<std::string> boundary = parameter(contentType, "boundary");
-    if (contentType.substr(0, 19) != "multipart/form-data" || !boundary || boundary->empty())
+    if (contentType.substr(0, 19) != "multipart/form-data" || !boundary || boundary->empty()) {
         return std::nullopt;
+    }
     const std::string delimiter = "--" + *boundary;
     FieldMap fields;
     std::size_t position = body.find(delimiter);
     while (position != std::string_view::npos) {
         position += delimiter.size();
-        if (body.substr(position, 2) == "--")
+        if (body.substr(position, 2) == "--") {
             return fields;
+        }
         const std::size_t headersEnd = body.find("\r\n\r\n", position);
-        if (headersEnd == std::string_view::npos)
+        if (headersEnd == std::string_view::npos) {
             return std::nullopt;
+        }
         const std::size_t end = body.find("\r\n" + delimiter, headersEnd + 2);
         const std::optional<std::string> name = partName(body.substr(position, headersEnd - position));
-        if (end == std::string_view::npos || !name)
+        if (end == std::string_view::npos || !name) {
             return std::nullopt;
+        }
         // An empty part may share its line end with the blank line above it.
         const std::size_t begin = headersEnd + 4;
         fields[*name] = end > begin ? std::string(body.substr(begin, end - begin)) : std::string();

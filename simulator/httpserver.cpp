@@ -65,8 +65,9 @@ private:
 
     void accepted(boost::system::error_code error, tcp::socket socket)
     {
-        if (!m_acceptor.is_open())
+        if (!m_acceptor.is_open()) {
             return;
+        }
         if (!error) {
             m_handler(std::move(socket));
             accept();
@@ -75,8 +76,9 @@ private:
         // Out of descriptors, most likely: go on when some connections have ended.
         m_pause.expires_after(pauseWithoutDescriptors);
         m_pause.async_wait([self = shared_from_this()](boost::system::error_code waitError) {
-            if (!waitError && self->m_acceptor.is_open())
+            if (!waitError && self->m_acceptor.is_open()) {
                 self->accept();
+            }
         });
     }
 
@@ -197,8 +199,9 @@ HttpServer::~HttpServer() = default;
 
 void HttpServer::open()
 {
-    for (const auto &device : d->core.devices)
+    for (const auto &device : d->core.devices) {
         static_cast<void>(d->tls.forMode(device->options().tls));
+    }
     d->hasListenerPerDevice =
         static_cast<int>(d->core.devices.size()) <= d->core.options.listenerPerDeviceLimit;
     if (!d->hasListenerPerDevice) {
@@ -206,14 +209,16 @@ void HttpServer::open()
         return;
     }
     d->openPerDevice();
-    for (const auto &device : d->core.devices)
+    for (const auto &device : d->core.devices) {
         updateListeners(*device);
+    }
 }
 
 void HttpServer::updateListeners(const DeviceState &device)
 {
-    if (!d->hasListenerPerDevice)
+    if (!d->hasListenerPerDevice) {
         return;
+    }
     Private::Pair &pair = d->ownListeners[device.index()];
     const bool hasMoved = pair.address != device.address();
     const bool http = device.isOnline() && !device.faults.refusesForEver(false);
@@ -237,13 +242,15 @@ void HttpServer::close()
 {
     for (auto &[index, pair] : d->ownListeners) {
         for (const auto &listener : {pair.http, pair.https}) {
-            if (listener)
+            if (listener) {
                 listener->close();
+            }
         }
     }
     for (const auto &listener : {d->commonListeners.http, d->commonListeners.https}) {
-        if (listener)
+        if (listener) {
             listener->close();
+        }
     }
     d->ownListeners.clear();
     d->commonListeners = {};

@@ -21,8 +21,8 @@ using boost::system::error_code;
 
 namespace {
 
-constexpr std::uint64_t bodyLimit = 1024u << 20u;
-constexpr std::uint32_t headerLimit = 64u << 10u;
+constexpr std::uint64_t bodyLimit = 1024U << 20U;
+constexpr std::uint32_t headerLimit = 64U << 10U;
 constexpr std::chrono::seconds farewellTime{2};
 
 using TlsStream = asio::ssl::stream<tcp::socket>;
@@ -61,13 +61,14 @@ public:
         m_setup.connections.add(this->shared_from_this(), m_setup.device);
         error_code ignored;
         socket().set_option(tcp::no_delay(true), ignored);
-        if (m_setup.connectionFault)
+        if (m_setup.connectionFault) {
             misbehaveBeforeHandshake();
-        else if constexpr (std::is_same_v<Stream, TlsStream>)
+        } else if constexpr (std::is_same_v<Stream, TlsStream>) {
             m_stream.async_handshake(asio::ssl::stream_base::server,
                                      onSuccess([](auto &self) { self.readHeader(); }));
-        else
+        } else {
             readHeader();
+        }
     }
 
     void abort() override
@@ -81,10 +82,11 @@ public:
 private:
     tcp::socket &socket()
     {
-        if constexpr (std::is_same_v<Stream, TlsStream>)
+        if constexpr (std::is_same_v<Stream, TlsStream>) {
             return m_stream.next_layer();
-        else
+        } else {
             return m_stream;
+        }
     }
 
     /// A completion handler that keeps the session alive and goes on with `next` unless something failed.
@@ -92,10 +94,11 @@ private:
     auto onSuccess(Next next)
     {
         return [self = this->shared_from_this(), next](error_code error, auto &&...) {
-            if (!error && !self->m_isAborted)
+            if (!error && !self->m_isAborted) {
                 next(*self);
-            else
+            } else {
                 self->abort();
+            }
         };
     }
 
@@ -141,16 +144,18 @@ private:
         m_request.https = m_setup.https;
         m_request.method = text(message.method_string());
         m_request.target = text(message.target());
-        for (const auto &field : message)
+        for (const auto &field : message) {
             m_request.headers.emplace_back(text(field.name_string()), text(field.value()));
+        }
         m_request.body = std::move(message.body());
         m_keepsAlive = message.keep_alive() && m_setup.device.options().keepAlive;
         m_isHttp11 = message.version() >= 11;
         record();
         FaultList::Decision decision = m_setup.device.faults.takeForRequest(m_setup.https, m_request.target);
         m_fault = std::move(decision.fault);
-        if (decision.forgetsSessions)
+        if (decision.forgetsSessions) {
             m_setup.device.dropSessions();
+        }
         after(m_setup.core.options.delay + decision.delay, [](auto &self) { self.answer(); });
     }
 
@@ -194,8 +199,9 @@ private:
             return;
         }
         std::optional<Response> response;
-        if (!m_fault || !replacesAnswer(*m_fault))
+        if (!m_fault || !replacesAnswer(*m_fault)) {
             response = answerTo(m_request, m_setup.device, m_setup.core.httpsPort);
+        }
         m_restarts = response && response->restarts;
         const OutgoingOptions options{m_keepsAlive && !m_restarts, m_isHttp11};
         m_outgoing = m_fault ? Outgoing::faulty(*m_fault, std::move(response), options)
@@ -264,8 +270,9 @@ private:
     {
         m_timer.expires_after(farewellTime);
         m_timer.async_wait([self = this->shared_from_this()](error_code error) {
-            if (!error)
+            if (!error) {
                 self->abort();
+            }
         });
     }
 
@@ -291,12 +298,14 @@ void ConnectionRegistry::closeAll(const DeviceState *device)
     std::vector<std::shared_ptr<Connection>> concerned;
     for (const auto &[pointer, entry] : m_connections) {
         if (!device || entry.device == device) {
-            if (std::shared_ptr<Connection> connection = entry.connection.lock())
+            if (std::shared_ptr<Connection> connection = entry.connection.lock()) {
                 concerned.push_back(std::move(connection));
+            }
         }
     }
-    for (const auto &connection : concerned)
+    for (const auto &connection : concerned) {
         connection->abort();
+    }
 }
 
 void startSession(tcp::socket socket, SessionSetup setup)

@@ -9,15 +9,16 @@ namespace simulator {
 
 namespace {
 
-constexpr std::size_t blockSize = 1u << 20u;
+constexpr std::size_t blockSize = 1U << 20U;
 
 /// One MiB of blanks as deflate blocks that end on a byte and refer to nothing before them, so that they can
 /// be repeated: inflating costs the receiver a thousand times what making costs here.
 std::string repeatableBlock()
 {
     z_stream stream{};
-    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 9, Z_DEFAULT_STRATEGY) != Z_OK)
+    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 9, Z_DEFAULT_STRATEGY) != Z_OK) {
         throw std::runtime_error("zlib can't be started");
+    }
     std::vector<Bytef> blanks(blockSize, Bytef{' '});
     std::vector<Bytef> packed(blockSize / 8);
     stream.next_in = blanks.data();
@@ -32,8 +33,9 @@ std::string repeatableBlock()
 
 void appendLittleEndian(std::string &bytes, std::uint32_t value)
 {
-    for (unsigned shift = 0; shift < 32; shift += 8)
+    for (unsigned shift = 0; shift < 32; shift += 8) {
         bytes += static_cast<char>(static_cast<std::uint8_t>(value >> shift));
+    }
 }
 
 } // namespace

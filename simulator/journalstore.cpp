@@ -30,10 +30,12 @@ std::string base64(std::string_view bytes)
     std::string text;
     for (std::size_t i = 0; i < bytes.size(); i += 3) {
         std::uint32_t group = 0;
-        for (std::size_t k = 0; k < 3; ++k)
-            group = (group << 8u) | (i + k < bytes.size() ? static_cast<std::uint8_t>(bytes[i + k]) : 0u);
-        for (std::size_t k = 0; k < 4; ++k)
-            text += i + k > bytes.size() ? '=' : alphabet[(group >> (18u - 6u * k)) & 0x3Fu];
+        for (std::size_t k = 0; k < 3; ++k) {
+            group = (group << 8U) | (i + k < bytes.size() ? static_cast<std::uint8_t>(bytes[i + k]) : 0U);
+        }
+        for (std::size_t k = 0; k < 4; ++k) {
+            text += i + k > bytes.size() ? '=' : alphabet[(group >> (18U - 6U * k)) & 0x3FU];
+        }
     }
     return text;
 }
@@ -61,8 +63,9 @@ double monotonicSeconds(std::chrono::steady_clock::time_point time)
 std::string lineOf(const HttpRecord &record)
 {
     Json headers = Json::array();
-    for (const auto &[name, value] : record.headers)
+    for (const auto &[name, value] : record.headers) {
         headers.push_back({Json::parse(readable(name)), Json::parse(readable(value))});
+    }
     Json line{{"kind", "http"},
               {"time", isoTime(record.wallTime)},
               {"monotonic", monotonicSeconds(record.time)},
@@ -73,10 +76,11 @@ std::string lineOf(const HttpRecord &record)
               {"target", Json::parse(readable(record.target))},
               {"headers", headers},
               {"body_size", record.bodySize}};
-    if (isUtf8(record.body))
+    if (isUtf8(record.body)) {
         line["body"] = record.body;
-    else
+    } else {
         line["body_base64"] = base64(record.body);
+    }
     return line.dump();
 }
 
@@ -114,8 +118,9 @@ JournalStore::JournalStore(std::size_t limit, std::size_t bodyLimit)
 bool JournalStore::openFile(const std::string &path)
 {
     const std::lock_guard lock(m_mutex);
-    if (m_file.is_open())
+    if (m_file.is_open()) {
         return true;
+    }
     m_file.open(path, std::ios::app | std::ios::binary);
     return m_file.is_open();
 }
@@ -134,11 +139,13 @@ void JournalStore::add(HttpRecord record, std::string_view body)
         const std::lock_guard lock(m_mutex);
         ++m_counters.httpRequests;
         ++m_counters.requestsByPath[pathOf(record.target)];
-        if (m_file.is_open())
+        if (m_file.is_open()) {
             writeLine(lineOf(record));
+        }
         m_requests.push_back(std::move(record));
-        if (m_requests.size() > m_limit)
+        if (m_requests.size() > m_limit) {
             m_requests.pop_front();
+        }
     }
     m_changed.notify_all();
 }
@@ -146,11 +153,13 @@ void JournalStore::add(HttpRecord record, std::string_view body)
 void JournalStore::add(DatagramRecord record)
 {
     const std::lock_guard lock(m_mutex);
-    if (m_file.is_open())
+    if (m_file.is_open()) {
         writeLine(lineOf(record));
+    }
     m_datagrams.push_back(std::move(record));
-    if (m_datagrams.size() > m_limit)
+    if (m_datagrams.size() > m_limit) {
         m_datagrams.pop_front();
+    }
 }
 
 void JournalStore::count(const std::function<void(Counters &)> &change)
@@ -173,8 +182,9 @@ std::vector<HttpRecord> JournalStore::requests(int device, const std::string &pa
     const std::lock_guard lock(m_mutex);
     std::vector<HttpRecord> found;
     for (const HttpRecord &record : m_requests) {
-        if (record.device == device && record.target.compare(1, path.size(), path) == 0)
+        if (record.device == device && record.target.compare(1, path.size(), path) == 0) {
             found.push_back(record);
+        }
     }
     return found;
 }

@@ -34,15 +34,17 @@ public:
     std::enable_if_t<std::is_integral_v<Integer> && !std::is_same_v<Integer, bool>> read(const char *key,
                                                                                          Integer &target)
     {
-        if (const Json *value = find(key))
+        if (const Json *value = find(key)) {
             target = static_cast<Integer>(integer(*value, placeOf(key), std::numeric_limits<Integer>::min(),
                                                   std::numeric_limits<Integer>::max()));
+        }
     }
     template <typename Value>
     void read(const char *key, std::optional<Value> &target)
     {
-        if (!find(key))
+        if (!find(key)) {
             return;
+        }
         Value value{};
         read(key, value);
         target = std::move(value);

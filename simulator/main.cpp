@@ -66,17 +66,19 @@ double number(const std::string &option, const std::string &text, double smalles
 {
     char *end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || !(value >= smallest && value <= biggest))
+    if (text.empty() || *end != '\0' || !(value >= smallest && value <= biggest)) {
         throw UsageError("--" + option + ": '" + text + "' isn't a number in its range");
+    }
     return value;
 }
 
 std::uint64_t whole(const std::string &option, const std::string &text, std::uint64_t biggest)
 {
     if (text.empty() || text.size() > 19 || text.find_first_not_of("0123456789") != std::string::npos ||
-        std::stoull(text) > biggest)
+        std::stoull(text) > biggest) {
         throw UsageError("--" + option + ": '" + text + "' isn't a whole number from 0 to " +
                          std::to_string(biggest));
+    }
     return std::stoull(text);
 }
 
@@ -95,11 +97,13 @@ SyslogOptions syslogReceiver(const std::string &text)
     SyslogOptions options;
     const std::size_t colon = text.find(':');
     const std::optional<Address> address = addressFromText(text.substr(0, colon));
-    if (!address)
+    if (!address) {
         throw UsageError("--syslog: '" + text + "' must be an IPv4 address and a port, like 10.77.0.1:514");
+    }
     options.address = *address;
-    if (colon != std::string::npos)
+    if (colon != std::string::npos) {
         options.port = port("syslog", text.substr(colon + 1));
+    }
     return options;
 }
 
@@ -112,8 +116,9 @@ void setFleetOption(Options &options, const std::string &name, const std::string
         fleet.seed = whole(name, text, std::numeric_limits<std::uint64_t>::max());
     } else if (name == "base-address") {
         const std::optional<Address> address = addressFromText(text);
-        if (!address)
+        if (!address) {
             throw UsageError("--base-address: '" + text + "' isn't an IPv4 address");
+        }
         fleet.baseAddress = *address;
     } else if (name == "https-share") {
         fleet.httpsSharePercent = number(name, text, 0, 100);
@@ -129,26 +134,27 @@ void setFleetOption(Options &options, const std::string &name, const std::string
 void setBehaviour(Options &options, const std::string &name, const std::string &text)
 {
     FleetOptions &fleet = options.scenario.fleet;
-    if (name == "delay")
+    if (name == "delay") {
         fleet.delay = milliseconds(name, text);
-    else if (name == "spread")
+    } else if (name == "spread") {
         fleet.spread = milliseconds(name, text);
-    else if (name == "loss")
+    } else if (name == "loss") {
         fleet.lossPercent = number(name, text, 0, 100);
-    else if (name == "duplicates")
+    } else if (name == "duplicates") {
         fleet.answerCopies = 1 + static_cast<int>(whole(name, text, 1000));
-    else if (name == "broadcast-answers")
+    } else if (name == "broadcast-answers") {
         fleet.broadcastAnswers = true;
-    else if (name == "syslog")
+    } else if (name == "syslog") {
         options.syslog = syslogReceiver(text);
-    else if (name == "syslog-rate")
+    } else if (name == "syslog-rate") {
         options.syslogRate = number(name, text, 0.001, 1e6);
-    else if (name == "journal")
+    } else if (name == "journal") {
         fleet.journalFile = text;
-    else if (name == "ready-file")
+    } else if (name == "ready-file") {
         options.readyFile = text;
-    else if (name == "lan")
+    } else if (name == "lan") {
         fleet.allowRealNetwork = true;
+    }
 }
 
 const std::array<option, 20> longOptions{{
@@ -181,20 +187,24 @@ std::optional<Options> parsedOptions(int argumentCount, char **arguments)
     int index = 0;
     for (int code = 0;
          (code = getopt_long(argumentCount, arguments, "", longOptions.data(), &index)) != -1;) {
-        if (code != 0)
+        if (code != 0) {
             throw UsageError("see nembra-simulator --help");
+        }
         given.emplace_back(longOptions[static_cast<std::size_t>(index)].name, optarg ? optarg : "");
     }
-    if (optind < argumentCount)
+    if (optind < argumentCount) {
         throw UsageError(std::string("'") + arguments[optind] +
                          "' isn't an option; see nembra-simulator --help");
+    }
     Options options;
     options.scenario.madeUpDevices = 20;
     for (const auto &[name, text] : given) {
-        if (name == "help")
+        if (name == "help") {
             return std::nullopt;
-        if (name == "scenario")
+        }
+        if (name == "scenario") {
             options.scenario = Scenario::fromFile(text);
+        }
     }
     // What the command line says wins over the file, wherever it stands.
     for (const auto &[name, text] : given) {
@@ -208,8 +218,9 @@ std::optional<Options> parsedOptions(int argumentCount, char **arguments)
 void raiseDescriptorLimit()
 {
     rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
         return;
+    }
     limit.rlim_cur = limit.rlim_max;
     static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));
 }
@@ -231,16 +242,18 @@ int run(Options options)
         options.syslog->rate = options.syslogRate;
         fleet.sendSyslog(*options.syslog);
     }
-    for (const SyslogOptions &stream : options.scenario.syslog)
+    for (const SyslogOptions &stream : options.scenario.syslog) {
         fleet.sendSyslog(stream);
+    }
 
     const std::string ready = "ready: " + std::to_string(fleet.deviceCount()) + " devices, http " +
                               std::to_string(fleet.httpPort()) + ", https " +
                               std::to_string(fleet.httpsPort()) + ", discovery " +
                               std::to_string(fleet.discoveryPort());
     std::cout << ready << std::endl;
-    if (!options.readyFile.empty() && !(std::ofstream(options.readyFile) << ready << '\n'))
+    if (!options.readyFile.empty() && !(std::ofstream(options.readyFile) << ready << '\n')) {
         throw std::runtime_error("can't write " + options.readyFile);
+    }
 
     int signalNumber = 0;
     sigwait(&endSignals, &signalNumber);

@@ -14,17 +14,19 @@ constexpr std::size_t endlessPieceSize = 65536;
 std::string chunk(const std::string &piece)
 {
     std::string size;
-    for (std::size_t rest = piece.size(); rest > 0 || size.empty(); rest /= 16)
+    for (std::size_t rest = piece.size(); rest > 0 || size.empty(); rest /= 16) {
         size.insert(size.begin(), "0123456789abcdef"[rest % 16]);
-    return size + "\r\n" + piece + "\r\n";
+    }
+    return size.append("\r\n").append(piece).append("\r\n");
 }
 
 std::string head(const Response &response, const HeaderList &framing)
 {
     std::string text = "HTTP/1.1 " + std::to_string(response.status) + " " + response.reason + "\r\n";
     for (const HeaderList *headers : {&response.headers, &framing}) {
-        for (const auto &[name, value] : *headers)
-            text += name + ": " + value + "\r\n";
+        for (const auto &[name, value] : *headers) {
+            text.append(name).append(": ").append(value).append("\r\n");
+        }
     }
     return text + "\r\n";
 }
@@ -38,11 +40,12 @@ Response replacement(const Fault &fault)
     case Fault::Kind::Status:
         response.status = fault.statusCode;
         response.reason = fault.reason;
-        if (!fault.location.empty())
+        if (!fault.location.empty()) {
             response.headers.emplace_back("Location", fault.location);
+        }
         break;
     case Fault::Kind::InvalidJson:
-        response.body = "{\"Sensor 1\": {\"v\": \"21.5\", ";
+        response.body = R"({"Sensor 1": {"v": "21.5", )";
         break;
     case Fault::Kind::InflatingBody:
         response.headers.emplace_back("Content-Encoding", "gzip");
@@ -78,8 +81,9 @@ bool replacesAnswer(const Fault &fault)
 std::string garbageBytes()
 {
     std::string bytes;
-    for (std::uint64_t i = 0; i < 64; ++i)
-        bytes += static_cast<char>(static_cast<std::uint8_t>(mixed(i, 77) | 0x80u));
+    for (std::uint64_t i = 0; i < 64; ++i) {
+        bytes += static_cast<char>(static_cast<std::uint8_t>(mixed(i, 77) | 0x80U));
+    }
     return bytes + "\r\n\r\n";
 }
 
@@ -98,10 +102,11 @@ Outgoing Outgoing::proper(Response response, OutgoingOptions options)
     const bool isStream = static_cast<bool>(response.source);
     outgoing.m_isChunked = isStream && options.isHttp11;
     const bool endsConnection = !options.keepsAlive || (isStream && !outgoing.m_isChunked);
-    if (outgoing.m_isChunked)
+    if (outgoing.m_isChunked) {
         framing.emplace_back("Transfer-Encoding", "chunked");
-    else if (!isStream)
+    } else if (!isStream) {
         framing.emplace_back("Content-Length", std::to_string(response.body.size()));
+    }
     framing.emplace_back("Connection", endsConnection ? "close" : "keep-alive");
     outgoing.m_end = endsConnection ? End::Goodbye : End::NextRequest;
     outgoing.m_bytes = head(response, framing) + response.body;
@@ -118,8 +123,9 @@ Outgoing Outgoing::faulty(const Fault &fault, std::optional<Response> response, 
         Outgoing outgoing = plain("HTTP/1.1 200 OK\r\n");
         outgoing.m_source = [number = 0](std::string &piece) mutable {
             piece.clear();
-            while (piece.size() < endlessPieceSize)
+            while (piece.size() < endlessPieceSize) {
                 piece += "X-Header-" + std::to_string(number++) + ": " + std::string(100, 'x') + "\r\n";
+            }
             return true;
         };
         return outgoing;
@@ -133,8 +139,9 @@ Outgoing Outgoing::faulty(const Fault &fault, std::optional<Response> response, 
     case Fault::Kind::Cut: {
         Response whole = response ? *std::move(response) : Response();
         std::string piece;
-        for (int i = 0; i < 4 && whole.source && whole.source(piece); ++i)
+        for (int i = 0; i < 4 && whole.source && whole.source(piece); ++i) {
             whole.body += piece;
+        }
         whole.source = nullptr;
         const std::size_t missing = whole.body.size() - whole.body.size() / 2;
         Outgoing outgoing = proper(std::move(whole), options);
@@ -156,24 +163,27 @@ std::string_view Outgoing::current() const
 void Outgoing::advance()
 {
     m_offset += current().size();
-    if (m_offset == m_bytes.size())
+    if (m_offset == m_bytes.size()) {
         refill();
+    }
 }
 
 void Outgoing::refill()
 {
     m_bytes.clear();
     m_offset = 0;
-    if (!m_source)
+    if (!m_source) {
         return;
+    }
     std::string piece;
     if (m_source(piece)) {
         m_bytes = m_isChunked ? chunk(piece) : std::move(piece);
         return;
     }
     m_source = nullptr;
-    if (m_isChunked)
+    if (m_isChunked) {
         m_bytes = chunk({});
+    }
 }
 
 } // namespace simulator

@@ -15,14 +15,17 @@ template <typename Function>
 void forEach(JsonReader &reader, const char *key, Function function)
 {
     const Json *list = reader.find(key);
-    if (!list)
+    if (!list) {
         return;
+    }
     const std::string place = reader.placeOf(key);
-    if (!list->is_array())
+    if (!list->is_array()) {
         throw ScenarioError(place + ": must be a list");
+    }
     std::size_t number = 0;
-    for (const Json &item : *list)
+    for (const Json &item : *list) {
         function(item, place + "[" + std::to_string(number++) + "]");
+    }
 }
 
 FleetOptions fleetOptions(const Json &object, const std::string &place, int &madeUpDevices)
@@ -30,9 +33,10 @@ FleetOptions fleetOptions(const Json &object, const std::string &place, int &mad
     FleetOptions options;
     JsonReader reader(object, place);
     reader.read("devices", madeUpDevices);
-    if (madeUpDevices < 0 || madeUpDevices > maximalCount)
+    if (madeUpDevices < 0 || madeUpDevices > maximalCount) {
         throw ScenarioError(reader.placeOf("devices") + ": must be from 0 to " +
                             std::to_string(maximalCount));
+    }
     reader.read("seed", options.seed);
     reader.readAddress("base_address", options.baseAddress);
     reader.read("http_port", options.httpPort);
@@ -98,8 +102,9 @@ DatagramOptions datagramOptions(const Json &object, const std::string &place)
     DatagramOptions result;
     JsonReader reader(object, place);
     reader.read("length", result.length);
-    if (result.length.value_or(0) > 60000)
+    if (result.length.value_or(0) > 60000) {
         throw ScenarioError(reader.placeOf("length") + ": must be at most 60000");
+    }
     reader.read("name_length", result.nameLength);
     reader.read("raw", result.raw);
     reader.read("extra_text", result.extraText);
@@ -120,8 +125,9 @@ void readIdentity(JsonReader &reader, DeviceOptions &options)
     reader.read("loss_percent", options.lossPercent);
     reader.read("answer_copies", options.answerCopies);
     reader.read("silent", options.silent);
-    if (const Json *shape = reader.find("datagram"))
+    if (const Json *shape = reader.find("datagram")) {
         options.datagram = datagramOptions(*shape, reader.placeOf("datagram"));
+    }
 }
 
 void readWeb(JsonReader &reader, DeviceOptions &options)
@@ -133,21 +139,24 @@ void readWeb(JsonReader &reader, DeviceOptions &options)
     reader.read("restart_ms", options.restartTime);
     reader.read("anonymous_level", options.anonymousLevel);
     reader.read("information_needs_login", options.informationNeedsLogin);
-    if (reader.find("users"))
+    if (reader.find("users")) {
         options.users.clear();
+    }
     forEach(reader, "users",
             [&](const Json &item, const std::string &place) { options.users.push_back(user(item, place)); });
 }
 
 void readData(JsonReader &reader, DeviceOptions &options)
 {
-    if (reader.find("sensors"))
+    if (reader.find("sensors")) {
         options.sensors.emplace();
+    }
     forEach(reader, "sensors", [&](const Json &item, const std::string &place) {
         options.sensors->push_back(sensor(item, place));
     });
-    if (reader.find("interfaces"))
+    if (reader.find("interfaces")) {
         options.interfaces.emplace();
+    }
     forEach(reader, "interfaces", [&](const Json &item, const std::string &place) {
         options.interfaces->push_back(networkInterface(item, place));
     });
@@ -162,13 +171,16 @@ void readData(JsonReader &reader, DeviceOptions &options)
     reader.read("clock_offset_s", options.clockOffset);
     reader.read("configuration", options.configuration);
     const Json *variables = reader.find("variables");
-    if (!variables)
+    if (!variables) {
         return;
-    if (!variables->is_object())
+    }
+    if (!variables->is_object()) {
         throw ScenarioError(reader.placeOf("variables") + ": must be an object");
-    for (const auto &item : variables->items())
+    }
+    for (const auto &item : variables->items()) {
         options.variables[item.key()] =
             JsonReader::bytes(item.value(), reader.placeOf("variables") + "." + item.key());
+    }
 }
 
 void readDevice(JsonReader &reader, DeviceOptions &options)
@@ -188,10 +200,10 @@ std::string numberedName(std::string name, int number)
 
 void addMac(MacAddress &mac, int step)
 {
-    std::uint32_t low = (std::uint32_t{mac[3]} << 16u) | (std::uint32_t{mac[4]} << 8u) | mac[5];
+    std::uint32_t low = (std::uint32_t{mac[3]} << 16U) | (std::uint32_t{mac[4]} << 8U) | mac[5];
     low += static_cast<std::uint32_t>(step);
-    mac[3] = static_cast<std::uint8_t>(low >> 16u);
-    mac[4] = static_cast<std::uint8_t>(low >> 8u);
+    mac[3] = static_cast<std::uint8_t>(low >> 16U);
+    mac[4] = static_cast<std::uint8_t>(low >> 8U);
     mac[5] = static_cast<std::uint8_t>(low);
 }
 
@@ -200,21 +212,26 @@ void addGroup(const Json &object, const std::string &place, Scenario &scenario)
     JsonReader reader(object, place);
     int count = 1;
     reader.read("count", count);
-    if (count < 0 || count > maximalCount)
+    if (count < 0 || count > maximalCount) {
         throw ScenarioError(reader.placeOf("count") + ": must be from 0 to " + std::to_string(maximalCount));
+    }
     DeviceOptions common = scenario.defaults;
     readDevice(reader, common);
     reader.refuseUnknownKeys();
     for (int i = 0; i < count; ++i) {
         DeviceOptions options = common;
-        if (options.hostName)
+        if (options.hostName) {
             options.hostName = numberedName(*options.hostName, i + 1);
-        if (options.address)
+        }
+        if (options.address) {
             *options.address += static_cast<Address>(i);
-        if (options.staticAddress != 0)
+        }
+        if (options.staticAddress != 0) {
             options.staticAddress += static_cast<Address>(i);
-        if (options.mac)
+        }
+        if (options.mac) {
             addMac(*options.mac, i);
+        }
         scenario.devices.push_back(std::move(options));
     }
 }
@@ -248,8 +265,9 @@ Fault::Kind faultKind(const std::string &name, const std::string &place)
 {
     std::string known;
     for (const FaultName &entry : faultNames) {
-        if (name == entry.name)
+        if (name == entry.name) {
             return entry.kind;
+        }
         known += std::string(known.empty() ? "" : ", ") + entry.name;
     }
     throw ScenarioError(place + ": must be one of " + known);
@@ -257,12 +275,15 @@ Fault::Kind faultKind(const std::string &name, const std::string &place)
 
 Fault::Scheme faultScheme(const std::string &name, const std::string &place)
 {
-    if (name == "any")
+    if (name == "any") {
         return Fault::Scheme::Any;
-    if (name == "http")
+    }
+    if (name == "http") {
         return Fault::Scheme::Http;
-    if (name == "https")
+    }
+    if (name == "https") {
         return Fault::Scheme::Https;
+    }
     throw ScenarioError(place + ": must be any, http or https");
 }
 
@@ -271,8 +292,9 @@ std::pair<int, Fault> fault(const Json &object, const std::string &place, int de
     JsonReader reader(object, place);
     int device = -1;
     reader.read("device", device);
-    if (device < -1 || device >= deviceCount)
+    if (device < -1 || device >= deviceCount) {
         throw ScenarioError(reader.placeOf("device") + ": there is no device " + std::to_string(device));
+    }
     Fault result;
     std::string kind;
     std::string scheme = "any";
@@ -285,7 +307,7 @@ std::pair<int, Fault> fault(const Json &object, const std::string &place, int de
     reader.read("requests", result.requests);
     reader.read("ms", result.delay);
     // What a gzip bomb should inflate to, and the size of a drop.
-    result.bytes = result.kind == Fault::Kind::InflatingBody ? 400u << 20u : 1u;
+    result.bytes = result.kind == Fault::Kind::InflatingBody ? 400U << 20U : 1U;
     reader.read("bytes", result.bytes);
     reader.read("status", result.statusCode);
     reader.read("reason", result.reason);
@@ -293,11 +315,13 @@ std::pair<int, Fault> fault(const Json &object, const std::string &place, int de
     reader.read("body", result.body);
     const Json *headers = reader.find("headers");
     if (headers) {
-        if (!headers->is_object())
+        if (!headers->is_object()) {
             throw ScenarioError(reader.placeOf("headers") + ": must be an object");
-        for (const auto &item : headers->items())
+        }
+        for (const auto &item : headers->items()) {
             result.headers.emplace_back(item.key(),
                                         JsonReader::bytes(item.value(), reader.placeOf("headers")));
+        }
     }
     reader.refuseUnknownKeys();
     return {device, std::move(result)};
@@ -310,8 +334,9 @@ SyslogOptions syslogOptions(const Json &object, const std::string &place)
     reader.readAddress("address", options.address);
     reader.read("port", options.port);
     reader.read("rate", options.rate);
-    if (options.rate <= 0)
+    if (options.rate <= 0) {
         throw ScenarioError(reader.placeOf("rate") + ": must be above 0");
+    }
     reader.read("count", options.count);
     forEach(reader, "lines", [&](const Json &item, const std::string &itemPlace) {
         options.lines.push_back(JsonReader::bytes(item, itemPlace));
@@ -336,8 +361,9 @@ Scenario Scenario::fromJson(std::string_view text)
     const Json root = parsed(text);
     Scenario scenario;
     JsonReader reader(root, "scenario");
-    if (const Json *fleet = reader.find("fleet"))
+    if (const Json *fleet = reader.find("fleet")) {
         scenario.fleet = fleetOptions(*fleet, reader.placeOf("fleet"), scenario.madeUpDevices);
+    }
     if (const Json *defaults = reader.find("defaults")) {
         JsonReader defaultsReader(*defaults, reader.placeOf("defaults"));
         readDevice(defaultsReader, scenario.defaults);
@@ -366,8 +392,9 @@ Scenario Scenario::fromJson(std::string_view text)
 Scenario Scenario::fromFile(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary);
-    if (!file)
+    if (!file) {
         throw ScenarioError("can't read the scenario " + path);
+    }
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     return fromJson(text);
 }
@@ -375,13 +402,15 @@ Scenario Scenario::fromFile(const std::string &path)
 void Scenario::addTo(Fleet &fleetToFill) const
 {
     fleetToFill.addDevices(madeUpDevices, defaults);
-    for (const DeviceOptions &options : devices)
+    for (const DeviceOptions &options : devices) {
         fleetToFill.addDevice(options);
+    }
     for (const auto &[device, fault] : faults) {
-        if (device < 0)
+        if (device < 0) {
             fleetToFill.addFault(fault);
-        else
+        } else {
             fleetToFill.addFault(device, fault);
+        }
     }
 }
 

@@ -56,8 +56,9 @@ void SyslogSender::tick()
 {
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - m_startedAt;
     std::uint64_t due = static_cast<std::uint64_t>(elapsed.count() * m_options.rate) + 1;
-    if (m_options.count > 0)
+    if (m_options.count > 0) {
         due = std::min(due, m_options.count);
+    }
     due = std::min(due, m_sent + maximalBurst);
     for (std::size_t tried = 0; m_sent < due && tried < m_core.devices.size();) {
         const DeviceState &device = *m_core.devices[m_nextDevice++ % m_core.devices.size()];
@@ -69,27 +70,30 @@ void SyslogSender::tick()
         m_socket.send({device.address(), m_options.address, m_options.port, line(device)});
         ++m_sent;
     }
-    if (m_options.count > 0 && m_sent >= m_options.count)
+    if (m_options.count > 0 && m_sent >= m_options.count) {
         return;
+    }
     const double pause = std::clamp(1.0 / m_options.rate, 0.001, 1.0);
     m_timer.expires_after(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
         std::chrono::duration<double>(pause)));
     m_timer.async_wait([this](boost::system::error_code error) {
-        if (!error)
+        if (!error) {
             tick();
+        }
     });
 }
 
 std::string SyslogSender::line(const DeviceState &device) const
 {
-    if (!m_options.lines.empty())
+    if (!m_options.lines.empty()) {
         return m_options.lines[m_sent % m_options.lines.size()];
+    }
     static const std::array<const char *, 6> events{"sensor 1 within limits", "history block written",
                                                     "http: request served",   "ntp: clock adjusted by 3 ms",
                                                     "sensor 2 above limit",   "net: link up, 100 Mbit/s"};
     const std::uint64_t bits = mixed(m_core.options.seed, static_cast<std::uint64_t>(device.index()), m_sent);
     return "<" + std::to_string(16 * 8 + 4 + bits % 3) + ">" + stamp() + " " + *device.options().hostName +
-           " nembra: " + events[(bits >> 8u) % events.size()];
+           " nembra: " + events[(bits >> 8U) % events.size()];
 }
 
 } // namespace simulator

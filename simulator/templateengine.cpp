@@ -25,8 +25,9 @@ std::string_view trimmed(std::string_view text)
 {
     constexpr std::string_view blanks = " \t\r\n";
     const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos)
+    if (first == std::string_view::npos) {
         return {};
+    }
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
@@ -51,14 +52,16 @@ public:
     {
         while (!isExhausted()) {
             const std::size_t begin = find(text, "{", from);
-            if (begin == std::string_view::npos || begin + 1 >= text.size())
+            if (begin == std::string_view::npos || begin + 1 >= text.size()) {
                 return std::nullopt;
+            }
             const bool isVariable = text[begin + 1] == '{';
             if (isVariable || text[begin + 1] == '%') {
                 const std::size_t close = find(text, isVariable ? "}}" : "%}", begin + 2);
-                if (close != std::string_view::npos)
+                if (close != std::string_view::npos) {
                     return Mark{begin, close + 2, trimmed(text.substr(begin + 2, close - begin - 2)),
                                 isVariable};
+                }
             }
             from = begin + 1;
         }
@@ -71,10 +74,12 @@ public:
     {
         int open = 1;
         while (const std::optional<Mark> mark = nextMark(text, from)) {
-            if (!mark->isVariable && beginsWith(mark->content, opening))
+            if (!mark->isVariable && beginsWith(mark->content, opening)) {
                 ++open;
-            if (!mark->isVariable && mark->content == closing && --open == 0)
+            }
+            if (!mark->isVariable && mark->content == closing && --open == 0) {
                 return mark;
+            }
             from = mark->end;
         }
         return std::nullopt;
@@ -108,8 +113,9 @@ public:
         while (!isFull()) {
             const std::optional<Mark> mark = m_scanner.nextMark(text, position);
             append(text.substr(position, mark ? mark->begin - position : std::string_view::npos));
-            if (!mark)
+            if (!mark) {
                 return;
+            }
             position = mark->isVariable ? variable(*mark) : block(text, *mark);
         }
     }
@@ -135,10 +141,11 @@ private:
         const bool isLoop = beginsWith(mark.content, "for ");
         const bool isCondition = beginsWith(mark.content, "if ");
         std::optional<Mark> end;
-        if (isLoop)
+        if (isLoop) {
             end = m_scanner.blockEnd(text, mark.end, "for ", "endfor");
-        else if (isCondition)
+        } else if (isCondition) {
             end = m_scanner.blockEnd(text, mark.end, "if ", "endif");
+        }
         if (!end) {
             append(text.substr(mark.begin, mark.end - mark.begin));
             return mark.end;
@@ -146,10 +153,11 @@ private:
         if (m_depth < m_limits.depth) {
             ++m_depth;
             const std::string_view body = text.substr(mark.end, end->begin - mark.end);
-            if (isLoop)
+            if (isLoop) {
                 loop(trimmed(mark.content.substr(4)), body);
-            else if (holds(mark.content.substr(3)))
+            } else if (holds(mark.content.substr(3))) {
                 fill(body);
+            }
             --m_depth;
         }
         return end->end;
@@ -167,7 +175,7 @@ private:
 
     [[nodiscard]] bool holds(std::string_view condition) const
     {
-        const std::size_t position = condition.find("=");
+        const std::size_t position = condition.find('=');
         if (position == std::string_view::npos || position == 0) {
             const std::string value = operand(trimmed(condition));
             return !value.empty() && value != "0";
@@ -182,18 +190,22 @@ private:
 
     [[nodiscard]] std::string operand(std::string_view text) const
     {
-        if (text.size() >= 2 && (text.front() == '"' || text.front() == '\'') && text.back() == text.front())
+        if (text.size() >= 2 && (text.front() == '"' || text.front() == '\'') &&
+            text.back() == text.front()) {
             return std::string(text.substr(1, text.size() - 2));
+        }
         return valueOf(text);
     }
 
     [[nodiscard]] std::string valueOf(std::string_view name) const
     {
-        if (name == "loop.index" && !m_loops.empty())
+        if (name == "loop.index" && !m_loops.empty()) {
             return std::to_string(m_loops.back().row + 1);
+        }
         for (auto loop = m_loops.rbegin(); loop != m_loops.rend(); ++loop) {
-            if (std::optional<std::string> value = m_values.value(name, loop->table, loop->row))
+            if (std::optional<std::string> value = m_values.value(name, loop->table, loop->row)) {
                 return *std::move(value);
+            }
         }
         return m_values.value(name, {}, 0).value_or(std::string(name));
     }

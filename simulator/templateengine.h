@@ -28,9 +28,9 @@ struct TemplateLimits
     /// Deeper blocks render as nothing.
     int depth = 16;
     /// Filling stops when so many bytes of the template were read; what a loop repeats counts each time.
-    std::size_t work = 32u << 20u;
+    std::size_t work = 32U << 20U;
     /// The result is cut at so many bytes.
-    std::size_t output = 4u << 20u;
+    std::size_t output = 4U << 20U;
 };
 
 /// Fills a template: {{variable}}, {%for table%}...{%endfor%}, {%if a == b%} or != ...{%endif%},

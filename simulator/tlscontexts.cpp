@@ -16,8 +16,9 @@ using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
 
 void require(bool condition)
 {
-    if (!condition)
+    if (!condition) {
         throw std::runtime_error("OpenSSL can't make the devices' certificate");
+    }
 }
 
 Key newKey(TlsMode mode)
@@ -62,10 +63,12 @@ void allowWeakness(SSL_CTX *context, TlsMode mode)
     require(SSL_CTX_set_cipher_list(context, "ALL:@SECLEVEL=0") == 1);
     int oldest = TLS1_VERSION;
     int newest = TLS1_2_VERSION;
-    if (mode == TlsMode::Tls10Only)
+    if (mode == TlsMode::Tls10Only) {
         newest = TLS1_VERSION;
-    if (mode == TlsMode::Tls11Only)
+    }
+    if (mode == TlsMode::Tls11Only) {
         oldest = newest = TLS1_1_VERSION;
+    }
     require(SSL_CTX_set_min_proto_version(context, oldest) == 1);
     require(SSL_CTX_set_max_proto_version(context, newest) == 1);
 }
@@ -75,12 +78,14 @@ void allowWeakness(SSL_CTX *context, TlsMode mode)
 boost::asio::ssl::context &TlsContexts::forMode(TlsMode mode)
 {
     std::unique_ptr<boost::asio::ssl::context> &context = m_contexts[mode];
-    if (context)
+    if (context) {
         return *context;
+    }
     auto made = std::make_unique<boost::asio::ssl::context>(boost::asio::ssl::context::tls_server);
     SSL_CTX *handle = made->native_handle();
-    if (mode != TlsMode::Modern)
+    if (mode != TlsMode::Modern) {
         allowWeakness(handle, mode);
+    }
     const Key key = newKey(mode);
     require(key != nullptr);
     const Certificate certificate = selfSigned(key.get());

@@ -50,8 +50,9 @@ struct Envelope
         header.msg_namelen = sizeof receiver;
         header.msg_iov = &content;
         header.msg_iovlen = 1;
-        if (datagram.source == 0)
+        if (datagram.source == 0) {
             return;
+        }
         header.msg_control = control.data();
         header.msg_controllen = control.size();
         cmsghdr *message = CMSG_FIRSTHDR(&header);
@@ -87,8 +88,9 @@ UdpSocket::UdpSocket(boost::asio::io_context &context)
 void UdpSocket::open(Address address, std::uint16_t port)
 {
     const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (descriptor < 0)
+    if (descriptor < 0) {
         throw std::runtime_error(std::string("can't open a UDP socket: ") + std::strerror(errno));
+    }
     m_descriptor.assign(descriptor);
     switchOn(descriptor, SOL_SOCKET, SO_REUSEADDR);
     switchOn(descriptor, SOL_SOCKET, SO_BROADCAST);
@@ -96,12 +98,14 @@ void UdpSocket::open(Address address, std::uint16_t port)
     // A device may be sent to an address that this computer doesn't have; its answers still come from there.
     switchOn(descriptor, IPPROTO_IP, IP_FREEBIND);
     switchOn(descriptor, IPPROTO_IP, IP_TRANSPARENT);
-    for (const int option : {SO_RCVBUF, SO_SNDBUF})
+    for (const int option : {SO_RCVBUF, SO_SNDBUF}) {
         static_cast<void>(setsockopt(descriptor, SOL_SOCKET, option, &bufferSize, sizeof bufferSize));
+    }
     const sockaddr_in local = socketAddress(address, port);
-    if (::bind(descriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0)
+    if (::bind(descriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0) {
         throw std::runtime_error("can't receive on " + addressText(address) + ", UDP port " +
                                  std::to_string(port) + ": " + std::strerror(errno));
+    }
 }
 
 std::uint16_t UdpSocket::port() const
@@ -109,8 +113,9 @@ std::uint16_t UdpSocket::port() const
     sockaddr_in local{};
     socklen_t size = sizeof local;
     auto *descriptor = const_cast<boost::asio::posix::stream_descriptor *>(&m_descriptor);
-    if (getsockname(descriptor->native_handle(), reinterpret_cast<sockaddr *>(&local), &size) != 0)
+    if (getsockname(descriptor->native_handle(), reinterpret_cast<sockaddr *>(&local), &size) != 0) {
         return 0;
+    }
     return ntohs(local.sin_port);
 }
 
@@ -131,8 +136,9 @@ void UdpSocket::waitForDatagrams()
 {
     m_descriptor.async_wait(boost::asio::posix::stream_descriptor::wait_read,
                             [this](boost::system::error_code error) {
-                                if (error)
+                                if (error) {
                                     return;
+                                }
                                 drain();
                                 waitForDatagrams();
                             });
@@ -153,8 +159,9 @@ void UdpSocket::drain()
         header.msg_control = control.data();
         header.msg_controllen = control.size();
         const ssize_t size = recvmsg(m_descriptor.native_handle(), &header, MSG_DONTWAIT);
-        if (size < 0)
+        if (size < 0) {
             return;
+        }
         m_receiver({ntohl(sender.sin_addr.s_addr), ntohs(sender.sin_port), destinationOf(header),
                     std::string(buffer.data(), static_cast<std::size_t>(size))});
     }
@@ -163,8 +170,9 @@ void UdpSocket::drain()
 void UdpSocket::send(OutgoingDatagram datagram)
 {
     m_queue.push_back(std::move(datagram));
-    if (!m_isFlushing)
+    if (!m_isFlushing) {
         flushSoon();
+    }
 }
 
 void UdpSocket::flushSoon()
@@ -192,8 +200,9 @@ void UdpSocket::waitForRoom()
 {
     m_descriptor.async_wait(boost::asio::posix::stream_descriptor::wait_write,
                             [this](boost::system::error_code error) {
-                                if (!error)
+                                if (!error) {
                                     flush();
+                                }
                             });
 }
 
@@ -203,16 +212,19 @@ std::size_t UdpSocket::sendBatch()
     std::array<Envelope, batchSize> envelopes;
     std::array<mmsghdr, batchSize> headers{};
     const std::size_t count = std::min(batchSize, m_queue.size());
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         envelopes[i].fill(m_queue[i], headers[i].msg_hdr);
+    }
     const int sent =
         sendmmsg(m_descriptor.native_handle(), headers.data(), static_cast<unsigned>(count), MSG_DONTWAIT);
-    if (sent < 0 && (errno == EAGAIN || errno == ENOBUFS || errno == EINTR))
+    if (sent < 0 && (errno == EAGAIN || errno == ENOBUFS || errno == EINTR)) {
         return 0;
+    }
     // An error is that of the first one: the others still have their chance.
     const std::size_t done = sent > 0 ? static_cast<std::size_t>(sent) : 1;
-    if (m_report)
+    if (m_report) {
         m_report(sent > 0 ? done : 0, sent > 0 ? 0 : 1);
+    }
     m_queue.erase(m_queue.begin(), m_queue.begin() + static_cast<std::ptrdiff_t>(done));
     return done;
 }

@@ -55,8 +55,9 @@ Response formAnswer(const FieldMap &fields)
 
 Response information(const Visit &visit)
 {
-    if (visit.device.options().informationNeedsLogin && !visit.user)
+    if (visit.device.options().informationNeedsLogin && !visit.user) {
         return statusAnswer(403);
+    }
     visit.device.setViewer(visit.user);
     Response response;
     response.headers = {{"Content-Type", "text/plain"}};
@@ -68,11 +69,13 @@ Response information(const Visit &visit)
 Response login(const Visit &visit)
 {
     FieldMap fields = formFields(visit.request.body);
-    if (fields["redir"].empty())
+    if (fields["redir"].empty()) {
         fields["redir"] = "/";
+    }
     Response response = formAnswer(fields);
-    if (const auto cookie = visit.device.logIn(fields["login_user"], fields["login_password"]))
+    if (const auto cookie = visit.device.logIn(fields["login_user"], fields["login_password"])) {
         response.headers.emplace_back("Set-Cookie", "sid=" + *cookie + "; path=/");
+    }
     return response;
 }
 
@@ -80,8 +83,9 @@ Response configurationDownload(const Visit &visit, const FieldMap &parameters)
 {
     const auto wanted = parameters.find("incl_passwords");
     const bool withPasswords = wanted != parameters.end() && wanted->second == "on";
-    if (visit.level < (withPasswords ? 3 : 2))
+    if (visit.level < (withPasswords ? 3 : 2)) {
         return statusAnswer(403);
+    }
     Response response;
     response.headers = {{"Content-Type", "text/plain"}};
     response.body = visit.device.configuration(withPasswords ? DeviceState::Passwords::With
@@ -92,13 +96,15 @@ Response configurationDownload(const Visit &visit, const FieldMap &parameters)
 std::optional<std::int64_t> number(const FieldMap &parameters, const std::string &name)
 {
     const auto field = parameters.find(name);
-    if (field == parameters.end())
+    if (field == parameters.end()) {
         return std::nullopt;
+    }
     std::int64_t value = 0;
     const char *end = field->second.data() + field->second.size();
     const auto [rest, error] = std::from_chars(field->second.data(), end, value);
-    if (error != std::errc() || rest != end)
+    if (error != std::errc() || rest != end) {
         return std::nullopt;
+    }
     return value;
 }
 
@@ -111,11 +117,13 @@ BodySource historyRows(const DeviceState &device, std::int64_t time, std::int64_
         std::uint64_t salt;
     };
     std::vector<Column> columns;
-    for (const Sensor &sensor : *device.options().sensors)
+    for (const Sensor &sensor : *device.options().sensors) {
         columns.push_back({sensor, device.sensorSalt(static_cast<int>(columns.size()))});
+    }
     std::string heading = "Time";
-    for (std::size_t i = 0; i < columns.size(); ++i)
+    for (std::size_t i = 0; i < columns.size(); ++i) {
         heading += ";Sensor " + std::to_string(i + 1);
+    }
     heading += "\r\n";
     return [columns = std::move(columns), heading = std::move(heading), time, end,
             step](std::string &piece) mutable {
@@ -123,9 +131,10 @@ BodySource historyRows(const DeviceState &device, std::int64_t time, std::int64_
         heading.clear();
         while (time < end && piece.size() < pieceSize) {
             piece += std::to_string(time);
-            for (const Column &column : columns)
+            for (const Column &column : columns) {
                 piece += ';' + sensorText(column.sensor, column.salt, static_cast<double>(time),
                                           column.sensor.decimals);
+            }
             piece += "\r\n";
             time = step > end - time ? end : time + step;
         }
@@ -135,17 +144,19 @@ BodySource historyRows(const DeviceState &device, std::int64_t time, std::int64_
 
 Response history(const Visit &visit, const FieldMap &parameters)
 {
-    if (visit.level < 1)
+    if (visit.level < 1) {
         return statusAnswer(403);
+    }
     const auto start = number(parameters, "start");
     const auto end = number(parameters, "end");
     const auto step = number(parameters, "step");
-    if (!start || !end || !step || *step < 1)
+    if (!start || !end || !step || *step < 1) {
         return statusAnswer(400);
+    }
     // Nothing was recorded before the history begins, nothing is known of the future. The rows stay on the
     // grid that the start lays down.
     const std::int64_t historyStart = *visit.device.options().historyStart;
-    const std::int64_t now = static_cast<std::int64_t>(std::floor(visit.device.clock()));
+    const auto now = static_cast<std::int64_t>(std::floor(visit.device.clock()));
     std::int64_t first = *start;
     if (first < historyStart) {
         // Unsigned, since the distance of two signed times need not fit.
@@ -165,18 +176,21 @@ Response history(const Visit &visit, const FieldMap &parameters)
 Response document(const Visit &visit)
 {
     const FieldMap parameters = formFields(visit.query);
-    if (parameters.count("tpl/j/config.tpl") > 0)
+    if (parameters.count("tpl/j/config.tpl") > 0) {
         return configurationDownload(visit, parameters);
-    if (parameters.count("tpl/j/csv.tpl") > 0)
+    }
+    if (parameters.count("tpl/j/csv.tpl") > 0) {
         return history(visit, parameters);
+    }
     return statusAnswer(404);
 }
 
 Response configurationUpload(const Visit &visit)
 {
     const auto fields = multipartFields(visit.request.header("Content-Type"), visit.request.body);
-    if (!fields || fields->count("image") == 0)
+    if (!fields || fields->count("image") == 0) {
         return statusAnswer(400);
+    }
     visit.device.loadConfiguration(fields->at("image"));
     return formAnswer(*fields);
 }
@@ -185,16 +199,18 @@ Response configurationUpload(const Visit &visit)
 int bufferOf(const FieldMap &fields)
 {
     const auto field = fields.find("buffer");
-    if (field == fields.end())
+    if (field == fields.end()) {
         return 0;
+    }
     return field->second == "1" ? 1 : field->second == "2" ? 2 : 0;
 }
 
 Response firmwareUpload(const Visit &visit)
 {
     const auto fields = multipartFields(visit.request.header("Content-Type"), visit.request.body);
-    if (!fields || bufferOf(*fields) == 0 || fields->count("image") == 0 || fields->at("image").empty())
+    if (!fields || bufferOf(*fields) == 0 || fields->count("image") == 0 || fields->at("image").empty()) {
         return statusAnswer(400);
+    }
     visit.device.storeFirmware(bufferOf(*fields), fields->at("image"));
     return formAnswer(*fields);
 }
@@ -203,8 +219,9 @@ Response firmwareActivation(const Visit &visit)
 {
     const FieldMap fields = formFields(visit.request.body);
     const int buffer = bufferOf(fields);
-    if (buffer == 0 || !visit.device.activateFirmware(buffer))
+    if (buffer == 0 || !visit.device.activateFirmware(buffer)) {
         return statusAnswer(400);
+    }
     Response response = formAnswer(fields);
     response.restarts = true;
     return response;
@@ -299,15 +316,18 @@ Response answerTo(const Request &request, DeviceState &device, std::uint16_t htt
     const std::string_view path = target.substr(0, question);
     const auto endpoint = std::find_if(endpoints.begin(), endpoints.end(),
                                        [path](const Endpoint &candidate) { return candidate.path == path; });
-    if (endpoint == endpoints.end())
+    if (endpoint == endpoints.end()) {
         return statusAnswer(404);
-    if (endpoint->method != request.method)
+    }
+    if (endpoint->method != request.method) {
         return statusAnswer(405);
+    }
     const std::string cookie = cookieValue(request.header("Cookie"), "sid").value_or(std::string());
     const User *user = device.userOf(cookie);
     const int level = user ? user->level : device.options().anonymousLevel;
-    if (level < endpoint->level)
+    if (level < endpoint->level) {
         return statusAnswer(403);
+    }
     const std::string_view query =
         question == std::string_view::npos ? std::string_view() : target.substr(question + 1);
     return endpoint->answer({request, device, user, level, query});

@@ -43,7 +43,7 @@ TEST(Datagram, ReadsBackWhatWasWritten)
     EXPECT_EQ(addressText(decoded->netmask), "255.255.0.0");
     EXPECT_EQ(addressText(decoded->gateway), "10.77.0.254");
     EXPECT_EQ(addressText(decoded->staticAddress), "192.168.1.5");
-    EXPECT_EQ(decoded->nameArea.size(), 100u);
+    EXPECT_EQ(decoded->nameArea.size(), 100U);
 }
 
 TEST(Datagram, NegativeTagKeepsItsBits)
@@ -85,7 +85,7 @@ TEST(NameArea, LongNamesAreCutAtTheArea)
 
 TEST(Texts, AddressesAndMacsAreReadStrictly)
 {
-    EXPECT_EQ(addressFromText("10.77.128.1"), 0x0A4D8001u);
+    EXPECT_EQ(addressFromText("10.77.128.1"), 0x0A4D8001U);
     EXPECT_FALSE(addressFromText("10.77.128"));
     EXPECT_FALSE(addressFromText("10.77.128.256"));
     EXPECT_EQ(macFromText("0e:5A:11:00:1f:a2"), (MacAddress{0x0E, 0x5A, 0x11, 0x00, 0x1F, 0xA2}));

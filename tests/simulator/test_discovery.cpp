@@ -41,21 +41,21 @@ TEST(Discovery, EachDeviceAnswersFromItsOwnAddress)
     const Listener listener(fleet.discoveryPort());
     listener.broadcast(discoveryRequest());
     const std::vector<Received> answers = listener.collect(3);
-    ASSERT_EQ(answers.size(), 3u);
+    ASSERT_EQ(answers.size(), 3U);
     for (int i = 0; i < 3; ++i) {
         const DeviceInfo device = fleet.device(i);
         const Received &answer = answers[static_cast<std::size_t>(i)];
         EXPECT_EQ(addressText(answer.sender), addressText(device.address));
         const auto datagram = Datagram::decoded(answer.bytes);
         ASSERT_TRUE(datagram);
-        EXPECT_EQ(answer.bytes.size(), 128u);
+        EXPECT_EQ(answer.bytes.size(), 128U);
         EXPECT_EQ(datagram->command, 1);
         EXPECT_EQ(datagram->tag, device.tag);
         EXPECT_EQ(datagram->mac, device.mac);
         EXPECT_EQ(datagram->address, device.address);
         EXPECT_EQ(addressText(datagram->netmask), "255.255.0.0");
         EXPECT_EQ(addressText(datagram->gateway), "10.77.0.254");
-        EXPECT_EQ(datagram->staticAddress, 0u);
+        EXPECT_EQ(datagram->staticAddress, 0U);
     }
 }
 
@@ -67,7 +67,7 @@ TEST(Discovery, EveryCopyOfARequestIsAnsweredAndRecordedWithItsDestination)
     const Listener listener(fleet.discoveryPort());
     listener.broadcast(discoveryRequest(), limitedBroadcast);
     listener.broadcast(discoveryRequest(), directedBroadcast);
-    EXPECT_EQ(listener.collect(4).size(), 4u);
+    EXPECT_EQ(listener.collect(4).size(), 4U);
     std::set<std::string> destinations;
     for (const DatagramRecord &record : fleet.journal().datagrams) {
         EXPECT_EQ(record.bytes, discoveryRequest());
@@ -75,9 +75,9 @@ TEST(Discovery, EveryCopyOfARequestIsAnsweredAndRecordedWithItsDestination)
         destinations.insert(addressText(record.destination));
     }
     EXPECT_EQ(destinations, (std::set<std::string>{"10.77.255.255", "255.255.255.255"}));
-    EXPECT_EQ(fleet.counters().discoveryRequests, 2u);
+    EXPECT_EQ(fleet.counters().discoveryRequests, 2U);
     ASSERT_TRUE(sendsAll(fleet, 4));
-    EXPECT_EQ(fleet.counters().answersSent, 4u);
+    EXPECT_EQ(fleet.counters().answersSent, 4U);
 }
 
 TEST(Discovery, BroadcastAnswersReachEverybodyOnThePort)
@@ -90,10 +90,10 @@ TEST(Discovery, BroadcastAnswersReachEverybodyOnThePort)
     const Listener asking(fleet.discoveryPort());
     const Listener other(fleet.discoveryPort());
     asking.broadcast(discoveryRequest());
-    EXPECT_EQ(asking.collect(5).size(), 5u);
-    EXPECT_EQ(other.collect(5).size(), 5u);
+    EXPECT_EQ(asking.collect(5).size(), 5U);
+    EXPECT_EQ(other.collect(5).size(), 5U);
     // The fleet hears its own answers too; they are neither requests nor worth a line in the journal.
-    EXPECT_EQ(fleet.journal().datagrams.size(), 1u);
+    EXPECT_EQ(fleet.journal().datagrams.size(), 1U);
 }
 
 TEST(Discovery, DuplicatesAreSentAsOftenAsToldAndNotMore)
@@ -109,11 +109,12 @@ TEST(Discovery, DuplicatesAreSentAsOftenAsToldAndNotMore)
     const Listener listener(fleet.discoveryPort());
     listener.broadcast(discoveryRequest());
     int first = 0;
-    for (const Received &answer : listener.collect(4))
+    for (const Received &answer : listener.collect(4)) {
         first += answer.sender == fleet.device(0).address ? 1 : 0;
+    }
     EXPECT_EQ(first, 3);
     ASSERT_TRUE(sendsAll(fleet, 4));
-    EXPECT_EQ(fleet.counters().answersSent, 4u);
+    EXPECT_EQ(fleet.counters().answersSent, 4U);
 }
 
 TEST(Discovery, LossFollowsFromTheSeed)
@@ -130,15 +131,16 @@ TEST(Discovery, LossFollowsFromTheSeed)
         EXPECT_TRUE(
             fleet.waitFor([](const Counters &c) { return c.answersSent + c.answersLost >= 200; }, patience));
         const Counters counters = fleet.counters();
-        EXPECT_EQ(counters.answersSent + counters.answersLost, 200u);
+        EXPECT_EQ(counters.answersSent + counters.answersLost, 200U);
         std::set<Address> senders;
-        for (const Received &answer : listener.collect(static_cast<std::size_t>(counters.answersSent)))
+        for (const Received &answer : listener.collect(static_cast<std::size_t>(counters.answersSent))) {
             senders.insert(answer.sender);
+        }
         return senders;
     };
     const std::set<Address> once = answering(5);
-    EXPECT_GT(once.size(), 110u);
-    EXPECT_LT(once.size(), 170u);
+    EXPECT_GT(once.size(), 110U);
+    EXPECT_LT(once.size(), 170U);
     EXPECT_EQ(answering(5), once);
     EXPECT_NE(answering(6), once);
 }
@@ -153,7 +155,7 @@ TEST(Discovery, SpreadAnswersTakeTheirTimeAndAllCome)
     const Listener listener(fleet.discoveryPort());
     const auto begin = std::chrono::steady_clock::now();
     listener.broadcast(discoveryRequest());
-    EXPECT_EQ(listener.collect(40).size(), 40u);
+    EXPECT_EQ(listener.collect(40).size(), 40U);
     // The last device answers after 39/40 of the time.
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 390ms);
 }
@@ -175,16 +177,17 @@ TEST(Discovery, MisshapenAnswersLeaveAsConfigured)
     latin1.variant = std::int8_t{16};
     latin1.hostName = "Pr\xFC"
                       "f";
-    for (const DeviceOptions &options : {shortOne, longOne, raw, lying, latin1})
+    for (const DeviceOptions &options : {shortOne, longOne, raw, lying, latin1}) {
         fleet.addDevice(options);
+    }
     fleet.start();
     const Listener listener(fleet.discoveryPort());
     listener.broadcast(discoveryRequest());
     const std::vector<Received> answers = listener.collect(5);
-    ASSERT_EQ(answers.size(), 5u);
-    EXPECT_EQ(answers[0].bytes.size(), 5u);
+    ASSERT_EQ(answers.size(), 5U);
+    EXPECT_EQ(answers[0].bytes.size(), 5U);
     EXPECT_EQ(answers[0].bytes[4], '\x01');
-    EXPECT_EQ(answers[1].bytes.size(), 200u);
+    EXPECT_EQ(answers[1].bytes.size(), 200U);
     EXPECT_EQ(answers[1].bytes[199], '\xA5');
     EXPECT_EQ(answers[2].bytes, std::string("\x00\x01garbage", 9));
     EXPECT_EQ(answers[3].bytes.substr(28, 7), std::string("\x80gamma\0", 7));
@@ -205,11 +208,11 @@ TEST(Discovery, WhatIsNoRequestIsRecordedButNotAnswered)
     unknown[4] = 7;
     listener.broadcast(unknown);
     listener.broadcast(discoveryRequest());
-    EXPECT_EQ(listener.collect(1).size() > 0, true);
+    EXPECT_EQ(listener.collect(1).size(), 1U);
     ASSERT_TRUE(sendsAll(fleet, 1));
-    EXPECT_EQ(fleet.counters().discoveryRequests, 1u);
-    EXPECT_EQ(fleet.counters().answersSent, 1u);
-    EXPECT_EQ(fleet.journal().datagrams.size(), 4u);
+    EXPECT_EQ(fleet.counters().discoveryRequests, 1U);
+    EXPECT_EQ(fleet.counters().answersSent, 1U);
+    EXPECT_EQ(fleet.journal().datagrams.size(), 4U);
 }
 
 TEST(Discovery, SilentDeviceServesItsWebInterfaceOnly)
@@ -223,12 +226,12 @@ TEST(Discovery, SilentDeviceServesItsWebInterfaceOnly)
     const Listener listener(fleet.discoveryPort());
     listener.broadcast(discoveryRequest());
     const std::vector<Received> answers = listener.collect(1);
-    ASSERT_EQ(answers.size(), 1u);
+    ASSERT_EQ(answers.size(), 1U);
     EXPECT_EQ(answers[0].sender, fleet.device(1).address);
     EXPECT_EQ(Visitor(fleet, 0).get("/").status, 200);
     fleet.announce(0);
     const std::vector<Received> announced = listener.collect(1);
-    ASSERT_EQ(announced.size(), 1u);
+    ASSERT_EQ(announced.size(), 1U);
     EXPECT_EQ(announced[0].sender, fleet.device(0).address);
 }
 
@@ -250,8 +253,9 @@ TEST(Configuration, OrderMovesTheDeviceAfterASilentRestart)
     ASSERT_TRUE(fleet.device(1).restarting);
     EXPECT_EQ(fleet.device(1).address, before.address) << "new values count only after the restart";
     listener.broadcast(discoveryRequest());
-    for (const Received &answer : listener.collect(2))
+    for (const Received &answer : listener.collect(2)) {
         EXPECT_NE(answer.sender, before.address);
+    }
     EXPECT_EQ(Visitor(fleet, 1).get("/").end, End::Refused);
 
     ASSERT_TRUE(eventually([&] { return !fleet.device(1).restarting; }));
@@ -267,9 +271,10 @@ TEST(Configuration, OrderMovesTheDeviceAfterASilentRestart)
     EXPECT_EQ(Wire(before.address, fleet.httpPort()).state(), End::Refused);
     listener.broadcast(discoveryRequest());
     std::set<Address> senders;
-    for (const Received &answer : listener.collect(3))
+    for (const Received &answer : listener.collect(3)) {
         senders.insert(answer.sender);
-    EXPECT_EQ(senders.count(newAddress), 1u);
+    }
+    EXPECT_EQ(senders.count(newAddress), 1U);
 }
 
 TEST(Configuration, StaticAddressZeroGoesBackToDhcp)
@@ -283,12 +288,12 @@ TEST(Configuration, StaticAddressZeroGoesBackToDhcp)
     const Listener listener(fleet.discoveryPort());
     listener.broadcast(configurationOrder(before, before.mac, 0x0A4D9005, 0xFFFFFF00, 0));
     ASSERT_TRUE(eventually([&] { return fleet.device(0).restarts == 1; }));
-    ASSERT_EQ(fleet.device(0).address, 0x0A4D9005u);
+    ASSERT_EQ(fleet.device(0).address, 0x0A4D9005U);
     listener.broadcast(configurationOrder(fleet.device(0), before.mac, 0, 0, 0));
     ASSERT_TRUE(eventually([&] { return fleet.device(0).restarts == 2; }));
     const DeviceInfo after = fleet.device(0);
     EXPECT_EQ(after.address, before.address);
-    EXPECT_EQ(after.staticAddress, 0u);
+    EXPECT_EQ(after.staticAddress, 0U);
     EXPECT_EQ(after.netmask, before.netmask);
     EXPECT_EQ(after.gateway, before.gateway);
 }
@@ -323,7 +328,7 @@ TEST(Configuration, DevicesOfOneTagAreToldApartByTheirAddress)
     const Listener listener(fleet.discoveryPort());
     listener.broadcast(configurationOrder(second, fleet.device(2).mac, 0x0A4D9005, 0xFFFF0000, 0));
     ASSERT_TRUE(eventually([&] { return fleet.device(1).restarts == 1; }));
-    EXPECT_EQ(fleet.device(1).address, 0x0A4D9005u);
+    EXPECT_EQ(fleet.device(1).address, 0x0A4D9005U);
     EXPECT_EQ(fleet.device(2).restarts, 0);
 }
 
@@ -335,7 +340,7 @@ TEST(Fleet, ComesUpAgainAfterAStop)
         fleet.start();
         const Listener listener(fleet.discoveryPort());
         listener.broadcast(discoveryRequest());
-        EXPECT_EQ(listener.collect(1).size(), 1u);
+        EXPECT_EQ(listener.collect(1).size(), 1U);
         EXPECT_EQ(Visitor(fleet, 0).get("/").status, 200);
         fleet.stop();
     }

@@ -32,10 +32,11 @@ protected:
 std::int64_t inflatedSize(const std::string &bytes)
 {
     z_stream stream{};
-    if (inflateInit2(&stream, MAX_WBITS + 16) != Z_OK)
+    if (inflateInit2(&stream, MAX_WBITS + 16) != Z_OK) {
         return -1;
+    }
     std::string input = bytes;
-    std::vector<Bytef> output(1u << 20u);
+    std::vector<Bytef> output(1U << 20U);
     stream.next_in = reinterpret_cast<Bytef *>(input.data());
     stream.avail_in = static_cast<uInt>(input.size());
     std::int64_t size = 0;
@@ -94,7 +95,7 @@ TEST_F(Faults, HangingRequestIsReadAndNeverAnswered)
     const Reply reply = get("/", 200ms);
     EXPECT_EQ(reply.end, End::Timeout);
     EXPECT_EQ(reply.raw, "");
-    EXPECT_EQ(fleet.requests(0).size(), 1u);
+    EXPECT_EQ(fleet.requests(0).size(), 1U);
     EXPECT_TRUE(fleet.waitFor([](const Counters &c) { return c.openConnections == 0; }, patience))
         << "it notices when the client goes";
 }
@@ -116,10 +117,11 @@ TEST_F(Faults, DrippingAnswerComesInSmallPieces)
     const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
     const auto begin = std::chrono::steady_clock::now();
     wire->send(requestText("POST", "/admin/proctpl.cgi", {"text", std::string(300, 'x')}));
-    EXPECT_LE(wire->receive().size(), 10u);
+    EXPECT_LE(wire->receive().size(), 10U);
     std::string rest;
-    for (std::string piece = wire->receive(); !piece.empty(); piece = wire->receive())
+    for (std::string piece = wire->receive(); !piece.empty(); piece = wire->receive()) {
         rest += piece;
+    }
     EXPECT_EQ(wire->state(), End::Closed);
     EXPECT_EQ(rest.substr(rest.size() - 304), "\r\n\r\n" + std::string(300, 'x'));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 150ms);
@@ -177,7 +179,7 @@ TEST_F(Faults, GarbageIsNotHttp)
     fleet.addFault(0, Fault::garbage());
     const Reply reply = get();
     EXPECT_EQ(reply.status, 0);
-    EXPECT_GT(reply.raw.size(), 32u);
+    EXPECT_GT(reply.raw.size(), 32U);
     EXPECT_EQ(reply.end, End::Closed);
 }
 
@@ -200,7 +202,7 @@ TEST_F(Faults, InflatingBodyIsSmallOnTheWire)
     const Reply reply = get();
     EXPECT_TRUE(reply.isComplete);
     EXPECT_EQ(reply.header("Content-Encoding"), "gzip");
-    EXPECT_LT(reply.body.size(), 600000u);
+    EXPECT_LT(reply.body.size(), 600000U);
     EXPECT_EQ(inflatedSize(reply.body), 400 << 20);
 }
 
@@ -210,10 +212,10 @@ TEST_F(Faults, EndlessBodyGoesOn)
     fleet.addFault(0, Fault::endlessBody());
     const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
     wire->send(requestText("GET", "/"));
-    const Reply reply = wire->reply(20u << 20u);
+    const Reply reply = wire->reply(20U << 20U);
     EXPECT_EQ(reply.end, End::Limit);
     EXPECT_EQ(reply.header("Transfer-Encoding"), "chunked");
-    EXPECT_GT(reply.body.size(), 19u << 20u);
+    EXPECT_GT(reply.body.size(), 19U << 20U);
 }
 
 TEST_F(Faults, EndlessHeadersNeverComeToABody)
@@ -222,7 +224,7 @@ TEST_F(Faults, EndlessHeadersNeverComeToABody)
     fleet.addFault(0, Fault::endlessHeaders());
     const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
     wire->send(requestText("GET", "/"));
-    const Reply reply = wire->reply(5u << 20u);
+    const Reply reply = wire->reply(5U << 20U);
     EXPECT_EQ(reply.end, End::Limit);
     EXPECT_EQ(reply.raw.substr(0, 17), "HTTP/1.1 200 OK\r\n");
     EXPECT_EQ(reply.raw.find("\r\n\r\n"), std::string::npos);
@@ -269,8 +271,9 @@ TEST_F(Faults, WholeFleetCanBeHitAtOnce)
 {
     start(3);
     fleet.addFault(Fault::status(503, "Busy"));
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(Visitor(fleet, i).get("/").status, 503);
+    }
     fleet.clearFaults();
     EXPECT_EQ(Visitor(fleet, 2).get("/").status, 200);
 }

@@ -22,8 +22,9 @@ std::vector<std::string> linesOf(const std::string &path)
 {
     std::ifstream file(path);
     std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);)
+    for (std::string line; std::getline(file, line);) {
         lines.push_back(line);
+    }
     return lines;
 }
 
@@ -41,7 +42,7 @@ TEST(JournalTest, KeepsRequestsAsTheyCame)
                body);
     EXPECT_EQ(wire->reply().body, body);
     const Journal journal = fleet.journal();
-    ASSERT_EQ(journal.requests.size(), 1u);
+    ASSERT_EQ(journal.requests.size(), 1U);
     const HttpRecord &record = journal.requests[0];
     EXPECT_EQ(record.device, 1);
     EXPECT_EQ(record.mac, fleet.device(1).mac);
@@ -53,10 +54,10 @@ TEST(JournalTest, KeepsRequestsAsTheyCame)
         {"Host", "h"}, {"X-second", "2"}, {"CONTENT-TYPE", "text"}, {"Content-Length", "3"}};
     EXPECT_EQ(record.headers, headers);
     EXPECT_EQ(record.header("content-type"), "text");
-    EXPECT_EQ(fleet.requests(1, "admin/").size(), 1u);
-    EXPECT_EQ(fleet.requests(1, "login").size(), 0u);
-    EXPECT_EQ(fleet.requests(0).size(), 0u);
-    EXPECT_EQ(fleet.counters().requestsByPath.at("admin/proctpl.cgi"), 1u);
+    EXPECT_EQ(fleet.requests(1, "admin/").size(), 1U);
+    EXPECT_EQ(fleet.requests(1, "login").size(), 0U);
+    EXPECT_EQ(fleet.requests(0).size(), 0U);
+    EXPECT_EQ(fleet.counters().requestsByPath.at("admin/proctpl.cgi"), 1U);
 }
 
 TEST(JournalTest, IsBoundedButCountsOn)
@@ -67,17 +68,18 @@ TEST(JournalTest, IsBoundedButCountsOn)
     Fleet fleet(options);
     fleet.addDevice();
     fleet.start();
-    for (int i = 0; i < 5; ++i)
+    for (int i = 0; i < 5; ++i) {
         static_cast<void>(
             Visitor(fleet, 0).post("/admin/proctpl.cgi", {"text", std::to_string(i) + "abcdef"}));
+    }
     const Journal journal = fleet.journal();
-    ASSERT_EQ(journal.requests.size(), 3u);
+    ASSERT_EQ(journal.requests.size(), 3U);
     EXPECT_EQ(journal.requests[0].body, "2abc");
-    EXPECT_EQ(journal.requests[0].bodySize, 7u);
-    EXPECT_EQ(fleet.counters().httpRequests, 5u);
+    EXPECT_EQ(journal.requests[0].bodySize, 7U);
+    EXPECT_EQ(fleet.counters().httpRequests, 5U);
     fleet.clearJournal();
-    EXPECT_EQ(fleet.journal().requests.size(), 0u);
-    EXPECT_EQ(fleet.counters().httpRequests, 0u);
+    EXPECT_EQ(fleet.journal().requests.size(), 0U);
+    EXPECT_EQ(fleet.counters().httpRequests, 0U);
 }
 
 TEST(JournalTest, FileHasALinePerRecord)
@@ -93,10 +95,10 @@ TEST(JournalTest, FileHasALinePerRecord)
             Visitor(fleet, 0).post("/admin/proctpl.cgi", {"text", std::string("\0\xFF\x01", 3)}));
         const Listener listener(fleet.discoveryPort());
         listener.broadcast(discoveryRequest());
-        EXPECT_EQ(listener.collect(1).size(), 1u);
+        EXPECT_EQ(listener.collect(1).size(), 1U);
     }
     const std::vector<std::string> lines = linesOf(options.journalFile);
-    ASSERT_EQ(lines.size(), 3u);
+    ASSERT_EQ(lines.size(), 3U);
     EXPECT_NE(lines[0].find("\"kind\":\"http\""), std::string::npos) << lines[0];
     EXPECT_NE(lines[0].find("\"target\":\"/admin/proctpl.cgi\""), std::string::npos) << lines[0];
     EXPECT_NE(lines[0].find("\"body\":\"plain \\\"text\\\"\""), std::string::npos) << lines[0];
@@ -130,16 +132,17 @@ TEST(Syslog, SendsItsLinesAtTheirRateAndNoMore)
     const std::vector<Received> lines = receiver.collect(21);
     // The first line leaves at once, the last one 20 lines later.
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 190ms);
-    ASSERT_EQ(lines.size(), 21u);
+    ASSERT_EQ(lines.size(), 21U);
     EXPECT_EQ(lines[0].bytes, "<134>first");
     EXPECT_EQ(lines[1].bytes, "<135>second");
     EXPECT_EQ(lines[20].bytes, "<134>first");
     std::set<Address> senders;
-    for (const Received &line : lines)
+    for (const Received &line : lines) {
         senders.insert(line.sender);
+    }
     EXPECT_EQ(senders, (std::set<Address>{fleet.device(0).address, fleet.device(1).address}));
     ASSERT_TRUE(fleet.waitFor([](const Counters &c) { return c.syslogLines >= 21; }, patience));
-    EXPECT_EQ(fleet.counters().syslogLines, 21u);
+    EXPECT_EQ(fleet.counters().syslogLines, 21U);
 }
 
 TEST(Syslog, MadeUpLinesNameTheirDevice)

@@ -19,8 +19,9 @@ public:
     explicit Program(std::vector<std::string> arguments)
     {
         std::array<int, 2> output{};
-        if (::pipe(output.data()) != 0)
+        if (::pipe(output.data()) != 0) {
             throw std::runtime_error("pipe");
+        }
         m_process = ::fork();
         if (m_process == 0) {
             ::dup2(output[1], STDOUT_FILENO);
@@ -29,8 +30,9 @@ public:
             ::close(output[1]);
             std::string name = SIMULATOR_PROGRAM;
             std::vector<char *> pointers{name.data()};
-            for (std::string &argument : arguments)
+            for (std::string &argument : arguments) {
                 pointers.push_back(argument.data());
+            }
             pointers.push_back(nullptr);
             ::execv(name.c_str(), pointers.data());
             ::_exit(127);
@@ -41,8 +43,9 @@ public:
 
     ~Program()
     {
-        if (m_process > 0)
+        if (m_process > 0) {
             static_cast<void>(end(SIGKILL));
+        }
         ::close(m_output);
     }
     Program(const Program &) = delete;
@@ -51,24 +54,27 @@ public:
     [[nodiscard]] std::string line() const
     {
         std::string text;
-        for (char byte = 0; ::read(m_output, &byte, 1) == 1 && byte != '\n';)
+        for (char byte = 0; ::read(m_output, &byte, 1) == 1 && byte != '\n';) {
             text += byte;
+        }
         return text;
     }
 
     [[nodiscard]] std::string everything() const
     {
         std::string text;
-        for (char byte = 0; ::read(m_output, &byte, 1) == 1;)
+        for (char byte = 0; ::read(m_output, &byte, 1) == 1;) {
             text += byte;
+        }
         return text;
     }
 
     /// Its exit status; -1 when a signal ended it.
     [[nodiscard]] int end(int signalNumber)
     {
-        if (signalNumber != 0)
+        if (signalNumber != 0) {
             ::kill(m_process, signalNumber);
+        }
         int status = 0;
         ::waitpid(m_process, &status, 0);
         m_process = -1;
@@ -129,7 +135,7 @@ TEST(ProgramTest, SaysWhenItIsReadyAndEndsCleanly)
                   "https://10.77.128.2:" + std::to_string(ports.https) + "/");
         const Listener listener(ports.discovery);
         listener.broadcast(discoveryRequest());
-        EXPECT_EQ(listener.collect(3).size(), 3u);
+        EXPECT_EQ(listener.collect(3).size(), 3U);
         EXPECT_EQ(program.end(signalNumber), 0);
         std::ifstream ready(readyFile);
         std::string written;
@@ -164,8 +170,9 @@ TEST(ProgramTest, HelpNamesEveryOption)
     for (const char *option :
          {"--devices", "--base-address", "--http-port", "--https-port", "--discovery-port", "--seed",
           "--scenario", "--delay", "--spread", "--loss", "--duplicates", "--https-share", "--journal",
-          "--syslog", "--syslog-rate", "--broadcast-answers", "--ready-file", "--lan"})
+          "--syslog", "--syslog-rate", "--broadcast-answers", "--ready-file", "--lan"}) {
         EXPECT_NE(help.text.find(std::string(option) + " "), std::string::npos) << option;
+    }
 }
 
 TEST(ProgramTest, MistakesAreNamed)

@@ -18,19 +18,23 @@ using Clock = std::chrono::steady_clock;
 /// lost.
 std::optional<Clock::duration> roundOf(const Fleet &fleet, const Listener &listener, int copies)
 {
-    const std::size_t expected = static_cast<std::size_t>(fleet.deviceCount() * copies);
+    const std::size_t expected =
+        static_cast<std::size_t>(fleet.deviceCount()) * static_cast<std::size_t>(copies);
     const auto begin = Clock::now();
-    for (int i = 0; i < copies; ++i)
+    for (int i = 0; i < copies; ++i) {
         listener.broadcast(discoveryRequest(), i % 2 == 0 ? limitedBroadcast : directedBroadcast);
+    }
     const std::vector<Received> answers = listener.collect(expected, 3s);
     const auto duration = Clock::now() - begin;
     std::set<Address> senders;
-    for (const Received &answer : answers)
+    for (const Received &answer : answers) {
         senders.insert(answer.sender);
+    }
     std::cout << answers.size() << " answers of " << senders.size() << " devices in "
               << std::chrono::duration_cast<std::chrono::milliseconds>(duration).count() << " ms\n";
-    if (answers.size() != expected || senders.size() != static_cast<std::size_t>(fleet.deviceCount()))
+    if (answers.size() != expected || senders.size() != static_cast<std::size_t>(fleet.deviceCount())) {
         return std::nullopt;
+    }
     return duration;
 }
 
@@ -52,7 +56,7 @@ TEST(Scale, TenThousandDevicesAnswerWithinAFifthOfASecond)
     if (!isSlowBuild) {
         EXPECT_LT(best, 200ms);
     }
-    EXPECT_EQ(fleet.counters().sendErrors, 0u);
+    EXPECT_EQ(fleet.counters().sendErrors, 0U);
 }
 
 TEST(Scale, BothCopiesOfARequestAreAnsweredByAllOfThem)
@@ -85,10 +89,11 @@ TEST(Scale, TwoThousandOpenConnectionsGetTheirDelayedAnswers)
                                                 "{{netiftab_ip_addr}}{%endif%}{%endfor%}"}));
     }
     ASSERT_TRUE(fleet.waitFor([](const Counters &c) { return c.httpRequests >= 2000; }, patience));
-    EXPECT_EQ(fleet.counters().openConnections, 2000u) << "all of them are open at once";
-    for (int i = 0; i < count; ++i)
+    EXPECT_EQ(fleet.counters().openConnections, 2000U) << "all of them are open at once";
+    for (int i = 0; i < count; ++i) {
         EXPECT_EQ(wires[static_cast<std::size_t>(i)]->reply().body,
                   addressText(fleet.device(i % 1000).address));
+    }
     std::cout << count << " delayed answers in "
               << std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count()
               << " ms\n";
@@ -109,7 +114,7 @@ TEST(Scale, StopEndsOpenConnectionsAtOnce)
     }
     ASSERT_TRUE(fleet.waitFor([](const Counters &c) { return c.httpRequests == 10; }, patience));
     fleet.stop();
-    EXPECT_EQ(fleet.counters().openConnections, 0u);
+    EXPECT_EQ(fleet.counters().openConnections, 0U);
     for (const auto &wire : wires) {
         EXPECT_EQ(wire->receive(), "");
         EXPECT_NE(wire->state(), End::Timeout);

@@ -102,12 +102,12 @@ TEST(Scenario, DescribesFleetGroupsDevicesAndFaults)
         "faults": [{"kind": "status", "status": 503, "reason": "Busy", "path": "login.cgi", "requests": 2, "device": 4},
                    {"kind": "inflating-body"}],
         "syslog": [{"address": "10.77.0.1", "port": 5514, "rate": 20, "count": 3, "lines": ["a", "b"]}]})");
-    EXPECT_EQ(scenario.fleet.seed, 9u);
+    EXPECT_EQ(scenario.fleet.seed, 9U);
     EXPECT_EQ(scenario.fleet.httpPort, 8080);
     EXPECT_EQ(scenario.fleet.delay.count(), 50);
     EXPECT_EQ(scenario.fleet.lossPercent, 12.5);
     EXPECT_EQ(scenario.madeUpDevices, 2);
-    ASSERT_EQ(scenario.devices.size(), 3u);
+    ASSERT_EQ(scenario.devices.size(), 3U);
     EXPECT_EQ(scenario.devices[1].hostName, "rack-0002");
     EXPECT_EQ(addressText(*scenario.devices[1].address), "10.77.130.2");
     EXPECT_EQ(macText(*scenario.devices[1].mac), "0E:5A:11:00:01:00");
@@ -117,18 +117,18 @@ TEST(Scenario, DescribesFleetGroupsDevicesAndFaults)
                              "fstand");
     EXPECT_EQ(*last.variant, -1);
     EXPECT_EQ(last.tls, TlsMode::Tls10Only);
-    EXPECT_EQ(*last.datagram.length, 20u);
+    EXPECT_EQ(*last.datagram.length, 20U);
     EXPECT_EQ(last.variables.at("dev_type"), std::string("\0\xFF", 2));
-    ASSERT_EQ(last.sensors->size(), 1u);
+    ASSERT_EQ(last.sensors->size(), 1U);
     EXPECT_EQ((*last.sensors)[0].status, "129");
     EXPECT_EQ(last.users.at(0).name, "u");
-    ASSERT_EQ(scenario.faults.size(), 2u);
+    ASSERT_EQ(scenario.faults.size(), 2U);
     EXPECT_EQ(scenario.faults[0].first, 4);
     EXPECT_EQ(scenario.faults[0].second.statusCode, 503);
     EXPECT_EQ(scenario.faults[0].second.requests, 2);
     EXPECT_EQ(scenario.faults[1].first, -1);
-    EXPECT_EQ(scenario.faults[1].second.bytes, 400u << 20u);
-    EXPECT_EQ(scenario.syslog.at(0).lines.size(), 2u);
+    EXPECT_EQ(scenario.faults[1].second.bytes, 400U << 20U);
+    EXPECT_EQ(scenario.syslog.at(0).lines.size(), 2U);
 }
 
 TEST(Scenario, FillsAFleetInTheDocumentedOrder)
@@ -151,8 +151,9 @@ TEST(Seed, MakesTheSameFleetAgain)
     Fleet same(options);
     options.seed = 8;
     Fleet other(options);
-    for (Fleet *fleet : {&one, &same, &other})
+    for (Fleet *fleet : {&one, &same, &other}) {
         fleet->addDevices(50);
+    }
     int differences = 0;
     for (int i = 0; i < 50; ++i) {
         EXPECT_EQ(one.device(i).hostName, same.device(i).hostName);

@@ -17,12 +17,15 @@ public:
     [[nodiscard]] std::optional<std::string> value(std::string_view name, std::string_view table,
                                                    int row) const override
     {
-        if (name == "title")
+        if (name == "title") {
             return "T";
-        if (table == "sensortab" && name == "v")
+        }
+        if (table == "sensortab" && name == "v") {
             return "s" + std::to_string(row);
-        if (table == "netiftab" && name == "ip")
+        }
+        if (table == "netiftab" && name == "ip") {
             return "n" + std::to_string(row);
+        }
         return std::nullopt;
     }
 };
@@ -99,8 +102,9 @@ TEST(TemplateLimitsTest, WorkIsBoundedWhateverIsPosted)
 {
     const auto repeated = [](const std::string &piece) {
         std::string text;
-        for (int i = 0; i < 100000; ++i)
+        for (int i = 0; i < 100000; ++i) {
             text += piece;
+        }
         return text;
     };
     const std::size_t limit = TemplateLimits().output;

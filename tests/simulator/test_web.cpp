@@ -73,8 +73,9 @@ TEST_F(Web, EveryVariableOfTheProgramIsKnown)
     for (const char *name :
          {"fw_manufacturer", "fw_name", "fw_version", "sysdate", "systime", "syslocation", "syscontact",
           "netif", "login_user", "memusage", "histo_usage", "uptime_d", "uptime_h", "uptime_m", "uptime_s",
-          "dev_type", "login_group", "histo_start", "systimestamp"})
+          "dev_type", "login_group", "histo_start", "systimestamp"}) {
         EXPECT_NE(filled(0, std::string("{{") + name + "}}"), name);
+    }
 }
 
 TEST_F(Web, VariablesCanHoldAnyBytes)
@@ -161,11 +162,13 @@ TEST_F(Web, LevelsOpenTheirDoorsAndNoOthers)
         Visitor visitor(fleet, 0);
         ASSERT_TRUE(visitor.logIn(user, user));
         EXPECT_EQ(visitor.post(information, text("{{login_group}}")).body, std::to_string(level));
-        for (const auto &[target, needed] : gets)
+        for (const auto &[target, needed] : gets) {
             EXPECT_EQ(visitor.get(target).status, level >= needed ? 200 : 403) << user << " " << target;
+        }
         // The forms are empty: who is let in learns that.
-        for (const std::string &target : posts)
+        for (const std::string &target : posts) {
             EXPECT_EQ(visitor.post(target, form("")).status, level >= 3 ? 400 : 403) << user << " " << target;
+        }
         EXPECT_EQ(visitor.post("/admin/postform.cgi", form("config_upgrading=&redir=%2F")).status,
                   level >= 3 ? 303 : 403);
     }
@@ -226,7 +229,7 @@ TEST_F(Web, FirmwareIsBufferedActivatedAndRunsAfterTheRestart)
     Visitor admin(fleet, 0);
     ASSERT_TRUE(admin.logIn("admin", "admin"));
     EXPECT_EQ(admin.post("/admin/upgrade.cgi", form("buffer=2")).status, 400) << "the buffer is still empty";
-    const std::string image = "name=nembra-node\nversion=4.0.7\n" + std::string(3u << 20u, '\xEE');
+    const std::string image = "name=nembra-node\nversion=4.0.7\n" + std::string(3U << 20U, '\xEE');
     EXPECT_EQ(admin.post("/admin/upload.cgi", multipart({{"buffer", "2"}, {"image", image}})).status, 200);
     EXPECT_EQ(admin.post("/admin/upload.cgi", multipart({{"buffer", "3"}, {"image", image}})).status, 400);
     EXPECT_EQ(admin.post("/admin/upload.cgi", multipart({{"buffer", "1"}})).status, 400);
@@ -368,7 +371,7 @@ TEST_F(Web, ConnectionServesManyRequestsOrEndsAsTold)
         wire->send(requestText("POST", information, text("{{login_group}}")));
         EXPECT_EQ(wire->reply().body, "1");
     }
-    EXPECT_EQ(fleet.counters().connections, 1u);
+    EXPECT_EQ(fleet.counters().connections, 1U);
     const std::unique_ptr<Wire> once = Visitor(fleet, 1).connect();
     once->send(requestText("GET", "/"));
     EXPECT_EQ(once->reply().header("Connection"), "close");

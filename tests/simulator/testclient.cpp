@@ -35,8 +35,9 @@ int udpSocket(simulator::Address address, std::uint16_t port)
     setsockopt(descriptor, SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
     setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
     const sockaddr_in local = socketAddress(address, port);
-    if (::bind(descriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0)
+    if (::bind(descriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0) {
         throw std::runtime_error(std::string("bind: ") + std::strerror(errno));
+    }
     return descriptor;
 }
 
@@ -60,15 +61,18 @@ bool unchunk(const std::string &framed, std::string &body)
     std::size_t position = 0;
     while (true) {
         const std::size_t lineEnd = framed.find("\r\n", position);
-        if (lineEnd == std::string::npos)
+        if (lineEnd == std::string::npos) {
             return false;
+        }
         const std::size_t size = std::stoul(framed.substr(position, lineEnd - position), nullptr, 16);
-        if (size == 0)
+        if (size == 0) {
             return framed.compare(lineEnd, 4, "\r\n\r\n") == 0;
+        }
         body += framed.substr(lineEnd + 2, size);
         position = lineEnd + 2 + size + 2;
-        if (position > framed.size())
+        if (position > framed.size()) {
             return false;
+        }
     }
 }
 
@@ -76,8 +80,9 @@ bool unchunk(const std::string &framed, std::string &body)
 bool parse(Reply &reply)
 {
     const std::size_t headerEnd = reply.raw.find("\r\n\r\n");
-    if (headerEnd == std::string::npos || reply.raw.compare(0, 9, "HTTP/1.1 ") != 0)
+    if (headerEnd == std::string::npos || reply.raw.compare(0, 9, "HTTP/1.1 ") != 0) {
         return false;
+    }
     reply.headers.clear();
     std::size_t position = reply.raw.find("\r\n");
     reply.status = std::stoi(reply.raw.substr(9, 3));
@@ -103,8 +108,9 @@ bool parse(Reply &reply)
 bool mayBeComplete(const Reply &reply)
 {
     const std::string length = reply.header("Content-Length");
-    if (!length.empty())
+    if (!length.empty()) {
         return reply.raw.size() >= reply.raw.find("\r\n\r\n") + 4 + std::stoul(length);
+    }
     constexpr std::string_view lastChunk = "0\r\n\r\n";
     return reply.raw.size() > lastChunk.size() &&
            reply.raw.compare(reply.raw.size() - lastChunk.size(), lastChunk.size(), lastChunk) == 0;
@@ -122,8 +128,9 @@ std::ostream &operator<<(std::ostream &stream, End end)
 std::string Reply::header(const std::string &name) const
 {
     for (const auto &[key, value] : headers) {
-        if (equalsIgnoringCase(key, name))
+        if (equalsIgnoringCase(key, name)) {
             return value;
+        }
     }
     return {};
 }
@@ -136,8 +143,8 @@ std::string Reply::sid() const
 
 Wire::Wire(simulator::Address address, std::uint16_t port, Security security,
            std::chrono::milliseconds timeout)
+    : m_descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
-    m_descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval limit{timeout.count() / 1000, timeout.count() % 1000 * 1000};
     setsockopt(m_descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     setsockopt(m_descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
@@ -146,8 +153,9 @@ Wire::Wire(simulator::Address address, std::uint16_t port, Security security,
         m_end = errno == ECONNREFUSED ? End::Refused : errno == ECONNRESET ? End::Reset : End::Timeout;
         return;
     }
-    if (security.isOn)
+    if (security.isOn) {
         handshake(security);
+    }
 }
 
 Wire::~Wire()
@@ -169,8 +177,9 @@ void Wire::handshake(const Security &security)
     ERR_clear_error();
     errno = 0;
     const int result = SSL_connect(m_tls);
-    if (result == 1)
+    if (result == 1) {
         return;
+    }
     const int error = SSL_get_error(m_tls, result);
     const bool isLate = error == SSL_ERROR_WANT_READ || (error == SSL_ERROR_SYSCALL && errno == EAGAIN);
     m_end = isLate ? End::Timeout : End::TlsFailure;
@@ -183,18 +192,20 @@ void Wire::send(const std::string &bytes)
         const std::size_t rest = bytes.size() - sent;
         const ssize_t step = m_tls ? SSL_write(m_tls, bytes.data() + sent, static_cast<int>(rest))
                                    : ::send(m_descriptor, bytes.data() + sent, rest, MSG_NOSIGNAL);
-        if (step <= 0)
+        if (step <= 0) {
             m_end = End::Reset;
-        else
+        } else {
             sent += static_cast<std::size_t>(step);
+        }
     }
 }
 
 std::string Wire::receive()
 {
     std::string bytes(65536, '\0');
-    if (m_end != End::Open)
+    if (m_end != End::Open) {
         return {};
+    }
     errno = 0;
     const ssize_t size = m_tls ? SSL_read(m_tls, bytes.data(), static_cast<int>(bytes.size()))
                                : ::recv(m_descriptor, bytes.data(), bytes.size(), 0);
@@ -202,12 +213,13 @@ std::string Wire::receive()
         bytes.resize(static_cast<std::size_t>(size));
         return bytes;
     }
-    if (errno == EAGAIN)
+    if (errno == EAGAIN) {
         m_end = End::Timeout;
-    else if (errno == ECONNRESET)
+    } else if (errno == ECONNRESET) {
         m_end = End::Reset;
-    else
+    } else {
         m_end = End::Closed;
+    }
     return {};
 }
 
@@ -217,8 +229,9 @@ Reply Wire::reply(std::size_t limit)
     while (m_end == End::Open && !reply.isComplete && reply.raw.size() < limit) {
         reply.raw += receive();
         // A long body isn't taken apart for each of its pieces, only when it may have come to its end.
-        if (reply.status == 0 || mayBeComplete(reply))
+        if (reply.status == 0 || mayBeComplete(reply)) {
             parse(reply);
+        }
     }
     reply.end = reply.raw.size() >= limit ? End::Limit : m_end;
     parse(reply);
@@ -242,8 +255,9 @@ std::string requestText(const std::string &method, const std::string &target, co
                         const std::string &sid, const std::string &extraHeaders)
 {
     std::string text = method + " " + target + " HTTP/1.1\r\nHost: device\r\n" + extraHeaders;
-    if (!sid.empty())
+    if (!sid.empty()) {
         text += "Cookie: sid=" + sid + "\r\n";
+    }
     if (method == "POST") {
         text += "Content-Type: " + post.contentType + "\r\n";
         text += "Content-Length: " + std::to_string(post.body.size()) + "\r\n";
@@ -328,8 +342,9 @@ void Listener::broadcast(const std::string &datagram, simulator::Address destina
     const sockaddr_in remote = socketAddress(destination, m_port);
     const ssize_t sent = ::sendto(m_sender, datagram.data(), datagram.size(), 0,
                                   reinterpret_cast<const sockaddr *>(&remote), sizeof remote);
-    if (sent != static_cast<ssize_t>(datagram.size()))
+    if (sent != static_cast<ssize_t>(datagram.size())) {
         throw std::runtime_error(std::string("sendto: ") + std::strerror(errno));
+    }
 }
 
 std::vector<Received> Listener::collect(std::size_t count, std::chrono::milliseconds timeout) const
@@ -345,9 +360,10 @@ std::vector<Received> Listener::collect(std::size_t count, std::chrono::millisec
                                           reinterpret_cast<sockaddr *>(&sender), &size);
         const bool isOurs =
             length > 4 && (buffer[4] == 0 || buffer[4] == 2) && ntohl(sender.sin_addr.s_addr) == host;
-        if (length >= 0 && !isOurs)
+        if (length >= 0 && !isOurs) {
             answers.push_back(
                 {ntohl(sender.sin_addr.s_addr), {buffer.data(), static_cast<std::size_t>(length)}});
+        }
     }
     return answers;
 }
@@ -361,8 +377,9 @@ bool eventually(const std::function<bool()> &condition)
 {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
             return false;
+        }
         ::poll(nullptr, 0, 2);
     }
     return true;

@@ -78,7 +78,7 @@ public:
     /// What comes next, at most 64 KiB; empty at the end, which state() then tells.
     [[nodiscard]] std::string receive();
     /// A whole answer; of an endless one `limit` bytes.
-    [[nodiscard]] Reply reply(std::size_t limit = 64u << 20u);
+    [[nodiscard]] Reply reply(std::size_t limit = 64U << 20U);
     [[nodiscard]] int keyBits() const;
     [[nodiscard]] std::string tlsVersion() const;
 
