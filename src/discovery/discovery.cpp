@@ -33,14 +33,19 @@ Discovery::Discovery(quint16 port, QObject *parent)
     m_sendSocket.setProxy(QNetworkProxy::NoProxy);
     m_receiveSocket.setProxy(QNetworkProxy::NoProxy);
     m_continue.setSingleShot(true);
-    connect(&m_receiveSocket, &QUdpSocket::readyRead, this, &Discovery::processPendingDatagrams);
+    // Only read at once, and evaluated from the timer: a socket whose signal is still being handled announces
+    // nothing further, so whoever runs an event loop in answer to device() would make it deaf for ever.
+    connect(&m_receiveSocket, &QUdpSocket::readyRead, this, [this] {
+        drainSocket();
+        continueSoon();
+    });
     connect(&m_continue, &QTimer::timeout, this, &Discovery::processPendingDatagrams);
 }
 
 void Discovery::setListening(bool on)
 {
     if (m_listening) {
-        m_receiveSocket.close();
+        closeReceiver();
     }
     m_listening = on;
     if (m_listening) {
@@ -52,9 +57,18 @@ void Discovery::setPort(quint16 port)
 {
     m_port = port;
     if (m_listening) {
-        m_receiveSocket.close();
+        closeReceiver();
         bindReceiver();
     }
+}
+
+void Discovery::closeReceiver()
+{
+    m_receiveSocket.close();
+    // What was read but not announced goes like what was not read.
+    m_inbox.clear();
+    m_evaluated = 0;
+    m_continue.stop();
 }
 
 void Discovery::bindReceiver()
@@ -148,6 +162,13 @@ void Discovery::evaluateSome()
         m_inbox.clear();
         m_evaluated = 0;
     } else {
+        continueSoon();
+    }
+}
+
+void Discovery::continueSoon()
+{
+    if (!m_continue.isActive()) {
         m_continue.start(0);
     }
 }

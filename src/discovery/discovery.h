@@ -47,8 +47,10 @@ public slots:
 
 private:
     void bindReceiver();
+    void closeReceiver();
     void drainSocket();
     void evaluateSome();
+    void continueSoon();
     void sendVia(const QHostAddress &localAddress, const QHostAddress &directedBroadcast,
                  const QByteArray &datagram);
 
