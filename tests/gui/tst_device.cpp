@@ -464,7 +464,7 @@ void TestDevice::failedAnswers_data()
     QTest::newRow("no JSON") << Fault::invalidJson() << "200 OK" << 0 << 0 << 0 << rights;
     QTest::newRow("empty body") << Fault::answerWith("") << "200 OK" << 0 << 0 << 0 << rights;
     QTest::newRow("body of more than 1 MiB")
-        << Fault::answerWith("{\"dev_type\": \"" + std::string((1u << 20u), 'x') + "\"}")
+        << Fault::answerWith(R"({"dev_type": ")" + std::string((1U << 20U), 'x') + "\"}")
         << "200 Operation canceled" << 1 << 3 << 3 << rights;
 }
 
@@ -895,7 +895,7 @@ void TestDevice::givesUpTooMuch_data()
     QTest::addColumn<Fault>("fault");
     QTest::newRow("endless body") << Fault::endlessBody();
     QTest::newRow("unasked compression of 400 MiB") << Fault::inflatingBody();
-    QTest::newRow("body of 8 MiB") << Fault::answerWith(std::string(8u << 20u, ' '));
+    QTest::newRow("body of 8 MiB") << Fault::answerWith(std::string(8U << 20U, ' '));
 }
 
 void TestDevice::givesUpTooMuch()
@@ -910,7 +910,7 @@ void TestDevice::givesUpTooMuch()
     QTRY_COMPARE_WITH_TIMEOUT(m_row->newDataCount(), 2, longPatience);
     QCOMPARE(m_row->text(21), QStringLiteral("200 Operation canceled"));
     const qint64 growth = residentMemory() - before;
-    QVERIFY2(growth < 100 * 1024, qPrintable(QString::number(growth) + QLatin1String(" KiB")));
+    QVERIFY2(growth < 100LL * 1024, qPrintable(QString::number(growth) + QLatin1String(" KiB")));
 
     m_fleet->clearFaults();
     m_row->device().updateInfo();
@@ -962,7 +962,7 @@ void TestDevice::leavesItsRequestBehind()
 
     m_row->remove();
     QCOMPARE(orphanedManagers().size(), 1);
-    const QPointer<QNetworkAccessManager> manager = orphanedManagers().first();
+    const QPointer<QNetworkAccessManager> manager = orphanedManagers().constFirst();
     // The device hangs up.
     m_fleet->stop();
     QTRY_VERIFY_WITH_TIMEOUT(manager.isNull(), patience);

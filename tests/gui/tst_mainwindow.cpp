@@ -254,7 +254,7 @@ void TestMainWindow::fillsTheListWithLiveReadings()
     QCOMPARE(m_bench->list().topLevelItemCount(), fleetSize);
     QTRY_COMPARE_WITH_TIMEOUT(m_bench->statusText(), QStringLiteral("Active devices: 5/5"), patience);
     for (int i = 0; i < fleetSize; ++i) {
-        const QString mac = allMacs.at(i);
+        const QString &mac = allMacs.at(i);
         QCOMPARE(m_bench->cell(mac, 0), QString::fromStdString(m_fleet->device(i).hostName));
         QCOMPARE(m_bench->cell(mac, 1), QStringLiteral("10.77.128.%1").arg(i + 1));
         QCOMPARE(m_bench->cell(mac, 7), QStringLiteral("3.1.2"));
@@ -270,7 +270,7 @@ void TestMainWindow::keepsOneRowPerMac()
     QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     refresh();
     // The answers to the first request and the copies of the second.
-    QTRY_VERIFY_WITH_TIMEOUT(m_fleet->counters().answersSent >= 6 * fleetSize, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(m_fleet->counters().answersSent >= 6UL * fleetSize, patience);
     for (int i = 0; i < fleetSize; ++i) {
         QTRY_COMPARE_WITH_TIMEOUT(m_fleet->requests(i).size(), std::size_t(2), patience);
     }

@@ -442,7 +442,7 @@ void TestMainWindowView::fillsItsToolBars()
     QCOMPARE(find<QMenu>("menuLanguage")->title(), QStringLiteral("&Language"));
     QCOMPARE(find<QMenu>("menuLanguage")->statusTip(), QStringLiteral("Change the language of Nembra Hub"));
 
-    QToolBar *const bar = find<QToolBar>("mainToolBar");
+    auto *const bar = find<QToolBar>("mainToolBar");
     QCOMPARE(bar->windowTitle(), QStringLiteral("ToolBar"));
     QCOMPARE(bar->toolTip(), QStringLiteral("You can hide this toolbar in the view menu"));
     QCOMPARE(m_bench->window().toolBarArea(bar), Qt::LeftToolBarArea);
@@ -452,7 +452,7 @@ void TestMainWindowView::fillsItsToolBars()
     QCOMPARE(entriesOf(*bar), QStringLiteral("actionDiscover_devices actionAuto actionSave_list actionRemove "
                                              "actionWeb_interface actionConfigureDevice"));
 
-    QToolBar *const filterBar = find<QToolBar>("filterToolBar");
+    auto *const filterBar = find<QToolBar>("filterToolBar");
     QCOMPARE(filterBar->windowTitle(), QStringLiteral("Filter"));
     QCOMPARE(m_bench->window().toolBarArea(filterBar), Qt::TopToolBarArea);
     QCOMPARE(filterBar->iconSize(), QSize(16, 16));
@@ -479,9 +479,9 @@ void TestMainWindowView::tellsAboutItself()
     const BoxAnswerer boxes(QMessageBox::Ok);
     QTest::keyClick(&m_bench->window(), Qt::Key_F1, Qt::AltModifier);
     QCOMPARE(boxes.texts().size(), 1);
-    QVERIFY2(boxes.titles().first().startsWith(QLatin1String("About Nembra Hub")),
+    QVERIFY2(boxes.titles().constFirst().startsWith(QLatin1String("About Nembra Hub")),
              qPrintable(boxes.titles().first()));
-    const QString text = boxes.texts().first();
+    const QString text = boxes.texts().constFirst();
     QVERIFY2(text.startsWith(QLatin1String("Nembra Hub Version 3.0.0<br><br>")), qPrintable(text));
     for (const char *const sentence :
          {"<br><br>This software is licensed to you without charge. ostrel GmbH retains ownership of all "
@@ -499,7 +499,7 @@ void TestMainWindowView::tellsAboutQt()
     const BoxAnswerer boxes(QMessageBox::Ok);
     QTimer::singleShot(0, this, [this] { m_bench->trigger("actionAbout_QT"); });
     QTRY_COMPARE_WITH_TIMEOUT(boxes.titles().size(), 1, patience);
-    QVERIFY2(boxes.titles().first().startsWith(QLatin1String("About Qt")),
+    QVERIFY2(boxes.titles().constFirst().startsWith(QLatin1String("About Qt")),
              qPrintable(boxes.titles().first()));
 }
 

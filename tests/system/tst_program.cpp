@@ -161,13 +161,13 @@ void TestProgram::writeSettings(const QByteArray &text)
 #define START_AND_FIND(process, window)                                                                      \
     start(process);                                                                                          \
     QByteArray window;                                                                                       \
-    QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(process)).isEmpty(), startTimeout)
+    QTRY_VERIFY_WITH_TIMEOUT(!((window) = visibleWindowOf(process)).isEmpty(), startTimeout)
 
 #define QUIT(process, window)                                                                                \
     press(window, {QStringLiteral("ctrl+q")});                                                               \
-    QVERIFY(process.waitForFinished(exitTimeout));                                                           \
-    QCOMPARE(process.exitStatus(), QProcess::NormalExit);                                                    \
-    QCOMPARE(process.exitCode(), 0)
+    QVERIFY((process).waitForFinished(exitTimeout));                                                         \
+    QCOMPARE((process).exitStatus(), QProcess::NormalExit);                                                  \
+    QCOMPARE((process).exitCode(), 0)
 
 void TestProgram::listsEveryDevice()
 {
