@@ -500,7 +500,7 @@ void TestMainWindowView::tellsAboutQt()
     QTimer::singleShot(0, this, [this] { m_bench->trigger("actionAbout_QT"); });
     QTRY_COMPARE_WITH_TIMEOUT(boxes.titles().size(), 1, patience);
     QVERIFY2(boxes.titles().constFirst().startsWith(QLatin1String("About Qt")),
-             qPrintable(boxes.titles().first()));
+             qPrintable(boxes.titles().constFirst()));
 }
 
 void TestMainWindowView::namesItsColumns()
