@@ -480,7 +480,7 @@ void TestMainWindowView::tellsAboutItself()
     QTest::keyClick(&m_bench->window(), Qt::Key_F1, Qt::AltModifier);
     QCOMPARE(boxes.texts().size(), 1);
     QVERIFY2(boxes.titles().constFirst().startsWith(QLatin1String("About Nembra Hub")),
-             qPrintable(boxes.titles().first()));
+             qPrintable(boxes.titles().constFirst()));
     const QString text = boxes.texts().constFirst();
     QVERIFY2(text.startsWith(QLatin1String("Nembra Hub Version 3.0.0<br><br>")), qPrintable(text));
     for (const char *const sentence :
