@@ -129,6 +129,17 @@
     </message>
 </context>
 <context>
+    <name>FileSelectorWidget</name>
+    <message>
+        <source>Form</source>
+        <translation>Formular</translation>
+    </message>
+    <message>
+        <source>Search</source>
+        <translation>Suchen</translation>
+    </message>
+</context>
+<context>
     <name>MainWindow</name>
     <message>
         <source>Nembra Hub</source>
@@ -525,6 +536,57 @@
     <message>
         <source>Restore the default configuration of Nembra Hub?</source>
         <translation>Die Standardeinstellungen von Nembra Hub wiederherstellen?</translation>
+    </message>
+    <message>
+        <source>Error opening file </source>
+        <translation>Fehler beim Öffnen der Datei </translation>
+    </message>
+    <message>
+        <source> for writing</source>
+        <translation> zum Schreiben</translation>
+    </message>
+    <message>
+        <source>Error writing file </source>
+        <translation>Fehler beim Schreiben der Datei </translation>
+    </message>
+</context>
+<context>
+    <name>SettingsDialog</name>
+    <message>
+        <source>Scan options</source>
+        <translation>Suchoptionen</translation>
+    </message>
+    <message>
+        <source>Scan UDP port</source>
+        <translation>UDP-Port für die Suche</translation>
+    </message>
+    <message>
+        <source>HTTP port</source>
+        <translation>HTTP-Port</translation>
+    </message>
+    <message>
+        <source>HTTPS port</source>
+        <translation>HTTPS-Port</translation>
+    </message>
+    <message>
+        <source>Auto update</source>
+        <translation>Automatisch aktualisieren</translation>
+    </message>
+    <message>
+        <source>Auto update interval in seconds</source>
+        <translation>Aktualisierungsintervall in Sekunden</translation>
+    </message>
+    <message>
+        <source>Prefer extended resolution</source>
+        <translation>Erweiterte Auflösung bevorzugen</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
     </message>
 </context>
 <context>

@@ -129,6 +129,17 @@
     </message>
 </context>
 <context>
+    <name>FileSelectorWidget</name>
+    <message>
+        <source>Form</source>
+        <translation>Form</translation>
+    </message>
+    <message>
+        <source>Search</source>
+        <translation>Search</translation>
+    </message>
+</context>
+<context>
     <name>MainWindow</name>
     <message>
         <source>Nembra Hub</source>
@@ -525,6 +536,57 @@
     <message>
         <source>Restore the default configuration of Nembra Hub?</source>
         <translation>Restore the default configuration of Nembra Hub?</translation>
+    </message>
+    <message>
+        <source>Error opening file </source>
+        <translation>Error opening file </translation>
+    </message>
+    <message>
+        <source> for writing</source>
+        <translation> for writing</translation>
+    </message>
+    <message>
+        <source>Error writing file </source>
+        <translation>Error writing file </translation>
+    </message>
+</context>
+<context>
+    <name>SettingsDialog</name>
+    <message>
+        <source>Scan options</source>
+        <translation>Scan options</translation>
+    </message>
+    <message>
+        <source>Scan UDP port</source>
+        <translation>Scan UDP port</translation>
+    </message>
+    <message>
+        <source>HTTP port</source>
+        <translation>HTTP port</translation>
+    </message>
+    <message>
+        <source>HTTPS port</source>
+        <translation>HTTPS port</translation>
+    </message>
+    <message>
+        <source>Auto update</source>
+        <translation>Auto update</translation>
+    </message>
+    <message>
+        <source>Auto update interval in seconds</source>
+        <translation>Auto update interval in seconds</translation>
+    </message>
+    <message>
+        <source>Prefer extended resolution</source>
+        <translation>Prefer extended resolution</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
     </message>
 </context>
 <context>

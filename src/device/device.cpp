@@ -12,6 +12,7 @@
 #include <QDebug>
 #include <QGuiApplication>
 #include <QHeaderView>
+#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
 #include <QNetworkProxy>
@@ -27,6 +28,14 @@ namespace {
 constexpr int httpOk = 200;
 constexpr int httpSeeOther = 303;
 constexpr int httpForbidden = 403;
+
+/// Of a device that was read from the device list file: no longer recent, not yet lost.
+constexpr int storedAge = 2;
+
+const QLatin1String hostnameKey("hostname");
+const QLatin1String macKey("mac");
+const QLatin1String firstSeenKey("first_seen");
+const QLatin1String lastSeenKey("last_seen");
 
 const QLatin1String httpsScheme("https://");
 const QLatin1String httpScheme("http://");
@@ -107,6 +116,30 @@ void Device::updateFromDiscovery(const DiscoveryDevice &discoveryDevice)
     m_item->setData(Column::LastSeen, Qt::DisplayRole, m_lastSeen.toLocalTime());
     resetDiscoveryAge();
     emit newDiscovery(m_record);
+}
+
+void Device::writeJson(QJsonObject &object) const
+{
+    object.insert(hostnameKey, m_record.hostname());
+    object.insert(macKey, m_record.macText());
+    object.insert(firstSeenKey, m_firstSeen.toString(Qt::ISODate));
+    object.insert(lastSeenKey, m_lastSeen.toString(Qt::ISODate));
+}
+
+void Device::readJson(const QJsonObject &object)
+{
+    m_record.setHostname(object.value(hostnameKey).toString());
+    m_record.setMacText(object.value(macKey).toString());
+    m_firstSeen = QDateTime::fromString(object.value(firstSeenKey).toString(), Qt::ISODate);
+    m_lastSeen = QDateTime::fromString(object.value(lastSeenKey).toString(), Qt::ISODate);
+    m_discoveryAge = storedAge;
+    m_dataAge = storedAge;
+    m_webAge = storedAge;
+    recolor();
+    m_item->setText(Column::SystemName, m_record.hostname());
+    m_item->setText(Column::Mac, m_record.macText());
+    m_item->setData(Column::FirstSeen, Qt::DisplayRole, m_firstSeen.toLocalTime());
+    m_item->setData(Column::LastSeen, Qt::DisplayRole, m_lastSeen.toLocalTime());
 }
 
 void Device::updateInfo()

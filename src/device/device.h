@@ -12,6 +12,7 @@
 #include <QRegExp>
 
 class DeviceItem;
+class QJsonObject;
 class QNetworkAccessManager;
 
 namespace deviceinfo {
@@ -37,6 +38,11 @@ public:
 
     /// Takes over what the device said in discovery.
     void updateFromDiscovery(const DiscoveryDevice &discoveryDevice);
+    /// Sets what outlives the program: host name, MAC, and the times of the first and the last answer.
+    void writeJson(QJsonObject &object) const;
+    /// Takes over what writeJson() set; a value that is missing or of another type counts as empty. The
+    /// device counts as stale, and has no address, until it answers.
+    void readJson(const QJsonObject &object);
     /// Asks the device for its readings. While a request is out nothing is sent; one that has been out for
     /// too long is given up, and the next call asks again.
     void updateInfo();

@@ -4,6 +4,7 @@
 
 #include "common/settings.h"
 #include "device/deviceitem.h"
+#include "device/devicelistfile.h"
 #include "device/queryqueue.h"
 #include "discovery/discovery.h"
 #include "widgets/plainmessagebox.h"
@@ -13,10 +14,13 @@
 #include <QDebug>
 #include <QDesktopServices>
 #include <QItemSelection>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QLabel>
 #include <QSet>
 #include <QUrl>
 
+#include <algorithm>
 #include <iterator>
 
 namespace {
@@ -97,6 +101,37 @@ void MainWindow::lateInit()
     loadDevices();
     m_discovery->setListening(true);
     refreshDevices();
+}
+
+void MainWindow::loadDevices()
+{
+    const QJsonArray devices = devicelistfile::read(m_deviceListPath);
+    const int count = std::min(devices.size(), maximumDevices);
+    for (int i = 0; i < count; ++i) {
+        const QJsonObject device = devices.at(i).toObject();
+        findOrCreateItem(device.value(QLatin1String("mac")).toString())->device().readJson(device);
+    }
+}
+
+void MainWindow::on_actionSave_list_triggered()
+{
+    QJsonArray devices;
+    for (int row = 0; row < ui->devList->topLevelItemCount(); ++row) {
+        QJsonObject device;
+        itemAt(row)->device().writeJson(device);
+        devices.append(device);
+    }
+    switch (devicelistfile::write(m_deviceListPath, devices)) {
+    case devicelistfile::Outcome::Saved:
+        qDebug() << "saved" << m_deviceListPath;
+        break;
+    case devicelistfile::Outcome::NotOpened:
+        PlainMessageBox::critical(this, tr("Error opening file ") + m_deviceListPath + tr(" for writing"));
+        break;
+    case devicelistfile::Outcome::NotWritten:
+        PlainMessageBox::critical(this, tr("Error writing file ") + m_deviceListPath);
+        break;
+    }
 }
 
 void MainWindow::on_actionDiscover_devices_triggered()

@@ -9,10 +9,9 @@
 void MainWindow::enableOperations(const SelectionRules &rules)
 {
     Q_UNUSED(rules)
-    for (QAction *const action :
-         {ui->actionSave_Configs, ui->actionSave_with_passwords, ui->actionDownload_CSV,
-          ui->actionUpload_config, ui->actionUpdate_Firmware, ui->actionSet_Login, ui->actionConfigureDevice,
-          ui->actionSyslog, ui->actionSave_list, ui->actionProgram_options}) {
+    for (QAction *const action : {ui->actionSave_Configs, ui->actionSave_with_passwords,
+                                  ui->actionDownload_CSV, ui->actionUpload_config, ui->actionUpdate_Firmware,
+                                  ui->actionSet_Login, ui->actionConfigureDevice, ui->actionSyslog}) {
         action->setEnabled(false);
     }
 }

@@ -3,7 +3,9 @@
 #include "ui_mainwindow.h"
 
 #include "common/settings.h"
+#include "device/deviceitem.h"
 #include "discovery/discovery.h"
+#include "mainwindow/settingsdialog.h"
 
 #include <algorithm>
 #include <limits>
@@ -47,6 +49,17 @@ void MainWindow::runAutoUpdate(bool on)
     }
 }
 
-void MainWindow::on_actionProgram_options_triggered() {}
-void MainWindow::on_actionSave_list_triggered() {}
-void MainWindow::loadDevices() {}
+void MainWindow::on_actionProgram_options_triggered()
+{
+    // The dialog shows what is stored; let that be what the tool bar shows.
+    settings::setValue(settings::scanAutoUpdate, ui->actionAuto->isChecked());
+    SettingsDialog dialog;
+    if (dialog.exec() != QDialog::Accepted) {
+        return;
+    }
+    applySettings();
+    refreshDevices();
+    for (DeviceItem *const item : qAsConst(m_deviceItems)) {
+        item->device().abortQuery();
+    }
+}
