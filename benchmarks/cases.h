@@ -17,5 +17,12 @@ void refreshTime(FleetWindow::View view);
 void idle(FleetWindow::View view);
 /// What it holds after many refreshes.
 void endurance(FleetWindow::View view);
+/// What a user waits for in a long list: filtering, sorting, resizing columns.
+void listWork(FleetWindow::View view);
+/// From the start of the program to a painted list of known devices.
+void startTime(FleetWindow::View view);
+/// What startTime() measures, in a process of its own: shows the list in a file, or an empty window if there
+/// is no file, and ends.
+void runUntilPainted(const QString &deviceList);
 
 } // namespace cases

@@ -71,10 +71,13 @@ void FleetWindow::refreshWholly(int devices)
         },
         refreshTimeout);
     if (!done) {
-        report::giveUp(QStringLiteral("a refresh of %1 devices ended with %2 rows, %3 of them with readings")
+        report::giveUp(QStringLiteral("a refresh of %1 devices ended with %2 rows, %3 of them with readings; "
+                                      "%4 queries are out, %5 wait")
                            .arg(devices)
                            .arg(rowCount())
-                           .arg(freshRows()));
+                           .arg(freshRows())
+                           .arg(m_queue->outstanding())
+                           .arg(m_queue->waiting()));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "app/application.h"
 #include "app/descriptorlimit.h"
 #include "app/messagelog.h"
+#include "app/timezone.h"
 #include "cases.h"
 #include "common/settings.h"
 #include "common/tlsdefaults.h"
@@ -30,6 +31,8 @@ const std::map<QString, std::function<void(View)>> &knownCases()
         {QStringLiteral("refresh-time"), cases::refreshTime},
         {QStringLiteral("idle"), cases::idle},
         {QStringLiteral("endurance"), cases::endurance},
+        {QStringLiteral("list-work"), cases::listWork},
+        {QStringLiteral("start-time"), cases::startTime},
     };
     return known;
 }
@@ -53,6 +56,7 @@ int main(int argc, char *argv[])
     // What the program does at its start.
     installMessageLog();
     raiseDescriptorLimit();
+    pinTimeZone();
     Timespan::registerMetaType();
     QApplication application(argc, argv);
     startup::setIdentity();
@@ -62,17 +66,25 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     const QCommandLineOption everything(QStringLiteral("everything"),
                                         QStringLiteral("All columns in a big window."));
-    parser.addOption(everything);
+    const QCommandLineOption untilPainted(QStringLiteral("until-painted"),
+                                          QStringLiteral("Shows a list of devices and ends."),
+                                          QStringLiteral("file"));
+    parser.addOptions({everything, untilPainted});
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("case"), caseNames());
     parser.process(application);
+    const QTemporaryDir directory;
+    settings::open(directory.filePath(QStringLiteral("settings.ini")));
+    if (parser.isSet(untilPainted)) {
+        cases::runUntilPainted(parser.value(untilPainted));
+        return EXIT_SUCCESS;
+    }
+
     const auto wanted = knownCases().find(parser.positionalArguments().value(0));
     if (wanted == knownCases().end()) {
         report::giveUp(QStringLiteral("the case is one of: ") + caseNames());
     }
 
-    const QTemporaryDir directory;
-    settings::open(directory.filePath(QStringLiteral("settings.ini")));
     wanted->second(parser.isSet(everything) ? View::Everything : View::Default);
     return report::allReached() ? EXIT_SUCCESS : 2;
 }
