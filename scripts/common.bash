@@ -37,6 +37,49 @@ configure_and_build() {
         fail "the build failed; mend what the compiler says above."
 }
 
+# ---- For the scripts that show the program; each sets the directory of its logs. -----------------------------
+
+run_dir=build
+
+# wait_for SECONDS WHAT COMMAND...: until COMMAND succeeds.
+wait_for() {
+    local deadline=$((SECONDS + $1)) what=$2
+    shift 2
+    until "$@"; do
+        [[ $SECONDS -lt $deadline ]] || fail "$what did not happen in time; see the logs in ${run_dir#"$PWD/"}."
+        sleep 0.1
+    done
+}
+
+fleet_is_ready() { grep -q '^ready:' "$run_dir/simulator.log"; }
+display_has_a_number() { [[ -s $run_dir/display ]]; }
+window_manager_runs() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; }
+
+# start_fleet SCENARIO: with its requests in $run_dir/journal.jsonl.
+start_fleet() {
+    build/release/bin/nembra-simulator --scenario "$1" --journal "$run_dir/journal.jsonl" \
+        >"$run_dir/simulator.log" 2>&1 &
+    wait_for 60 "the start of the simulated fleet" fleet_is_ready
+}
+
+# start_display SIZE DPI: a virtual one with a window manager.
+start_display() {
+    rm -f "$run_dir/display"
+    Xvfb -displayfd 3 -screen 0 "$1x24" -dpi "$2" -nolisten tcp 3>"$run_dir/display" >"$run_dir/display.log" 2>&1 &
+    display_process=$!
+    wait_for 30 "the start of the virtual display" display_has_a_number
+    DISPLAY=:$(<"$run_dir/display")
+    export DISPLAY
+    openbox >"$run_dir/window-manager.log" 2>&1 &
+    wait_for 30 "the start of the window manager" window_manager_runs
+}
+
+# The window manager ends with it.
+stop_display() {
+    kill "$display_process"
+    wait "$display_process" || true
+}
+
 mkdir -p build
 # A place for compiled objects that survives a clean checkout, and no more of it than a few builds need.
 export CCACHE_MAXSIZE=${CCACHE_MAXSIZE:-3G}
