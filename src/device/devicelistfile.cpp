@@ -35,10 +35,16 @@ Outcome write(const QString &path, const QJsonArray &devices)
         qDebug() << "Can't open" << path << file.errorString();
         return Outcome::NotOpened;
     }
-    // A write that fails, or stops short, makes commit() fail.
-    file.write(QJsonDocument(QJsonObject{{devicesKey, devices}}).toJson());
-    if (!file.commit()) {
+    const QByteArray content = QJsonDocument(QJsonObject{{devicesKey, devices}}).toJson();
+    // commit() doesn't notice that the disk took only a part, or that its own flushing failed, and would put
+    // what there is in the place of the old file.
+    if (file.write(content) != content.size() || !file.flush()) {
         qDebug() << "Can't write" << path << file.errorString();
+        file.cancelWriting();
+        return Outcome::NotWritten;
+    }
+    if (!file.commit()) {
+        qDebug() << "Can't replace" << path << file.errorString();
         return Outcome::NotWritten;
     }
     return Outcome::Saved;
