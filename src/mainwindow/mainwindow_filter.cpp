@@ -10,10 +10,30 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QStringListModel>
+#include <QVector>
+
+#include <algorithm>
 
 namespace {
 
 constexpr int maximumHistory = 10;
+
+/// The indices below `size` that the array now read has an entry for, in order. Its size alone tells nothing:
+/// a damaged one would be counted up to for minutes.
+QVector<int> storedIndices(const QSettings &store, int size)
+{
+    QVector<int> indices;
+    const QStringList groups = store.childGroups();
+    for (const QString &group : groups) {
+        // They count from 1 in the store.
+        const int index = group.toInt() - 1;
+        if (index >= 0 && index < size) {
+            indices.append(index);
+        }
+    }
+    std::sort(indices.begin(), indices.end());
+    return indices;
+}
 
 } // namespace
 
@@ -39,8 +59,9 @@ void MainWindow::loadFilterHistory()
     QSettings &store = settings::store();
     store.beginGroup(QLatin1String(settings::filterHistoryGroup));
     const int size = store.beginReadArray(QLatin1String(settings::filterHistoryArray));
-    for (int i = 0; i < size; ++i) {
-        store.setArrayIndex(i);
+    const QVector<int> indices = storedIndices(store, size);
+    for (const int index : indices) {
+        store.setArrayIndex(index);
         m_filterHistory.append(store.value(QLatin1String(settings::filterHistoryEntry)).toString());
     }
     store.endArray();
