@@ -23,6 +23,15 @@ int autoUpdateInterval()
                                : static_cast<int>(shortest);
 }
 
+/// Pixels. The settings file may hold anything here, too; a tool bar without a size is out of reach, and one
+/// beyond the screen leaves no room for the list.
+int toolBarIconSize()
+{
+    constexpr int biggest = 256;
+    const int stored = settings::value(settings::iconSize);
+    return stored > 0 && stored <= biggest ? stored : settings::iconSize.fallback;
+}
+
 } // namespace
 
 void MainWindow::applySettings()
@@ -31,7 +40,7 @@ void MainWindow::applySettings()
     const bool autoUpdate = settings::value(settings::scanAutoUpdate);
     ui->actionAuto->setChecked(autoUpdate);
     runAutoUpdate(autoUpdate);
-    const int iconSize = settings::value(settings::iconSize);
+    const int iconSize = toolBarIconSize();
     ui->mainToolBar->setIconSize(QSize(iconSize, iconSize));
 }
 
