@@ -131,6 +131,8 @@ private:
     void filterAllRows();
 
     // View.
+    void restorePlace();
+    void restoreSorting();
     void restoreListFont();
     void saveView();
 

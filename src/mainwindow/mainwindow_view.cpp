@@ -4,6 +4,7 @@
 
 #include "common/settings.h"
 #include "device/devicecolumns.h"
+#include "mainwindow/savedstate.h"
 #include "widgets/plainmessagebox.h"
 
 #include <QActionGroup>
@@ -11,8 +12,18 @@
 #include <QCloseEvent>
 #include <QFontDialog>
 #include <QHeaderView>
+#include <QScreen>
 
 namespace {
+
+/// Points or pixels. More fills a screen with one letter.
+constexpr int biggestFont = 500;
+
+bool isReadable(const QFont &font)
+{
+    const int size = font.pixelSize() > 0 ? font.pixelSize() : font.pointSize();
+    return size > 0 && size <= biggestFont;
+}
 
 /// Whether the keyboard focus is in the menu bar or in one of its menus.
 bool isInMenuBar(const QWidget *focus, const QMenuBar *menuBar)
@@ -52,15 +63,13 @@ void MainWindow::setUpIconSizes()
 
 void MainWindow::restoreView()
 {
-    restoreGeometry(settings::bytes(settings::windowGeometry));
-    restoreState(settings::bytes(settings::windowState));
-    setWindowState(windowState() & ~Qt::WindowFullScreen);
-
-    const bool descending = settings::value(settings::sortDescending) != 0;
-    ui->devList->sortByColumn(settings::value(settings::sortColumn),
-                              descending ? Qt::DescendingOrder : Qt::AscendingOrder);
+    restorePlace();
+    restoreSorting();
     ui->devList->header()->restoreGeometry(settings::bytes(settings::tableHeader));
-    ui->devList->header()->restoreState(settings::bytes(settings::tableHeaderState));
+    const QByteArray headerState = settings::bytes(settings::tableHeaderState);
+    if (savedstate::fitsHeader(headerState, Column::Count)) {
+        ui->devList->header()->restoreState(headerState);
+    }
     restoreListFont();
     if (!settings::value(settings::statusBarShown)) {
         ui->statusBar->hide();
@@ -72,13 +81,38 @@ void MainWindow::restoreView()
     }
 }
 
+void MainWindow::restorePlace()
+{
+    restoreGeometry(settings::bytes(settings::windowGeometry));
+    // A size that no screen has would cost the memory to paint it.
+    const QSize screens = screen()->availableVirtualSize();
+    if (width() > screens.width() || height() > screens.height()) {
+        resize(size().boundedTo(screens));
+    }
+    const QByteArray state = settings::bytes(settings::windowState);
+    if (savedstate::fitsWindow(state)) {
+        restoreState(state);
+    }
+    setWindowState(windowState() & ~Qt::WindowFullScreen);
+}
+
+void MainWindow::restoreSorting()
+{
+    const int stored = settings::value(settings::sortColumn);
+    // -1: the rows stay in the order of their coming.
+    const int column = stored >= -1 && stored < Column::Count ? stored : settings::sortColumn.fallback;
+    const bool descending = settings::value(settings::sortDescending) != 0;
+    ui->devList->sortByColumn(column, descending ? Qt::DescendingOrder : Qt::AscendingOrder);
+}
+
 void MainWindow::restoreListFont()
 {
     QFont font = QApplication::font();
-    font.setPointSize(settings::value(settings::listFontSize));
-    const QString stored = settings::value(settings::listFont);
-    QFont parsed;
-    if (!stored.isEmpty() && parsed.fromString(stored)) {
+    const int size = settings::value(settings::listFontSize);
+    font.setPointSize(size > 0 && size <= biggestFont ? size : settings::listFontSize.fallback);
+    const QString description = settings::value(settings::listFont);
+    QFont parsed = font;
+    if (!description.isEmpty() && parsed.fromString(description) && isReadable(parsed)) {
         font = parsed;
     }
     ui->devList->setFont(font);

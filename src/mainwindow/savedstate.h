@@ -1,0 +1,16 @@
+#pragma once
+
+class QByteArray;
+
+/// Whether Qt can be trusted with a stored look. QHeaderView and QMainWindow believe every length and index
+/// in what they restore: a damaged one takes all the memory, or ends the program at this and every later
+/// start. Pure functions.
+namespace savedstate {
+
+/// Whether `state` is what QHeaderView::saveState() makes of a horizontal header with that many columns, or
+/// with fewer.
+[[nodiscard]] bool fitsHeader(const QByteArray &state, int columns);
+/// Whether `state` is what QMainWindow::saveState() makes of a window that has tool bars and no docks.
+[[nodiscard]] bool fitsWindow(const QByteArray &state);
+
+} // namespace savedstate

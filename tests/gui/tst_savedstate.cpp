@@ -1,0 +1,291 @@
+#include "mainwindow/savedstate.h"
+
+#include <QApplication>
+#include <QHeaderView>
+#include <QMainWindow>
+#include <QToolBar>
+#include <QTreeWidget>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+constexpr int columns = 27;
+
+using HeaderChange = std::function<void(QTreeWidget &)>;
+using WindowChange = std::function<void(QMainWindow &)>;
+
+QByteArray headerState(const HeaderChange &change, int count = columns)
+{
+    QTreeWidget list;
+    list.setColumnCount(count);
+    change(list);
+    return list.header()->saveState();
+}
+
+std::unique_ptr<QMainWindow> windowWithToolBars()
+{
+    auto window = std::make_unique<QMainWindow>();
+    for (const char *const name : {"mainToolBar", "filterToolBar"}) {
+        auto *const bar = new QToolBar(window.get());
+        bar->setObjectName(QLatin1String(name));
+        window->addToolBar(Qt::TopToolBarArea, bar);
+    }
+    return window;
+}
+
+QToolBar *barOf(const QMainWindow &window, const char *name)
+{
+    return window.findChild<QToolBar *>(QLatin1String(name));
+}
+
+/// Every header state that differs from a valid one in one or four bytes.
+QList<QByteArray> damagedCopies(const QByteArray &state)
+{
+    QList<QByteArray> copies;
+    for (int i = 0; i < state.size(); ++i) {
+        copies += state.left(i);
+        for (const char *const hex : {"00", "01", "1a", "1b", "1c", "7f", "80", "ff", "7fffffff", "80000000",
+                                      "ffffffff", "00000000", "0000001b", "00ffffff"}) {
+            QByteArray copy = state;
+            const QByteArray damage = QByteArray::fromHex(hex);
+            copy.replace(i, damage.size(), damage);
+            copies += copy;
+        }
+    }
+    return copies;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(HeaderChange)
+Q_DECLARE_METATYPE(WindowChange)
+
+class TestSavedState : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void takesTheHeadersThatQtWrites_data();
+    void takesTheHeadersThatQtWrites();
+    void takesNoHeaderOfMoreColumns();
+    void takesNoOtherHeader_data();
+    void takesNoOtherHeader();
+    void takesNoHeaderThatQtCannotRestore_data();
+    void takesNoHeaderThatQtCannotRestore();
+
+    void takesTheWindowsThatQtWrites_data();
+    void takesTheWindowsThatQtWrites();
+    void takesNoOtherWindow_data();
+    void takesNoOtherWindow();
+    void takesNoWindowThatQtCannotRestore();
+};
+
+void TestSavedState::takesTheHeadersThatQtWrites_data()
+{
+    QTest::addColumn<HeaderChange>("change");
+    QTest::addColumn<int>("count");
+    const auto row = [](const char *name, const HeaderChange &change, int count = columns) {
+        QTest::newRow(name) << change << count;
+    };
+    row("as made", [](QTreeWidget &) {});
+    row("hidden columns", [](QTreeWidget &list) {
+        list.setColumnHidden(0, true);
+        list.setColumnHidden(26, true);
+    });
+    row("all hidden", [](QTreeWidget &list) {
+        for (int i = 0; i < columns; ++i) {
+            list.setColumnHidden(i, true);
+        }
+    });
+    row("moved columns", [](QTreeWidget &list) {
+        list.header()->moveSection(26, 0);
+        list.header()->moveSection(5, 9);
+    });
+    row("a moved and hidden column", [](QTreeWidget &list) {
+        list.header()->moveSection(2, 20);
+        list.setColumnHidden(2, true);
+    });
+    row("widths", [](QTreeWidget &list) {
+        list.setColumnWidth(3, 1);
+        list.setColumnWidth(4, 20000);
+    });
+    row("no width", [](QTreeWidget &list) {
+        list.header()->setMinimumSectionSize(0);
+        list.setColumnWidth(3, 0);
+    });
+    row("sorted", [](QTreeWidget &list) {
+        list.setSortingEnabled(true);
+        list.sortByColumn(26, Qt::DescendingOrder);
+    });
+    row("not sorted", [](QTreeWidget &list) {
+        list.setSortingEnabled(true);
+        list.sortByColumn(-1, Qt::AscendingOrder);
+    });
+    row("a big font", [](QTreeWidget &list) {
+        QFont font;
+        font.setPointSize(200);
+        list.setFont(font);
+        list.header()->setFont(font);
+        list.show();
+    });
+    row(
+        "one column", [](QTreeWidget &) {}, 1);
+    row(
+        "fewer columns, moved and hidden",
+        [](QTreeWidget &list) {
+            list.header()->moveSection(19, 0);
+            list.setColumnHidden(3, true);
+        },
+        20);
+}
+
+void TestSavedState::takesTheHeadersThatQtWrites()
+{
+    QFETCH(HeaderChange, change);
+    QFETCH(int, count);
+    const QByteArray state = headerState(change, count);
+    QVERIFY(savedstate::fitsHeader(state, columns));
+    // Nothing may stand behind it, and nothing be missing.
+    QVERIFY(!savedstate::fitsHeader(state + '\0', columns));
+    for (int i = 0; i < state.size(); ++i) {
+        QVERIFY2(!savedstate::fitsHeader(state.left(i), columns), qPrintable(QString::number(i)));
+    }
+}
+
+void TestSavedState::takesNoHeaderOfMoreColumns()
+{
+    const QByteArray state = headerState([](QTreeWidget &) {}, columns + 1);
+    QVERIFY(!savedstate::fitsHeader(state, columns));
+    QVERIFY(savedstate::fitsHeader(state, columns + 1));
+}
+
+void TestSavedState::takesNoOtherHeader_data()
+{
+    QTest::addColumn<QByteArray>("state");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("text") << QByteArray("plain text");
+    QTest::newRow("zeros") << QByteArray(607, '\0');
+    QTest::newRow("a window") << windowWithToolBars()->saveState();
+    QTreeWidget list;
+    list.setColumnCount(columns);
+    QTest::newRow("a geometry") << list.header()->saveGeometry();
+    QHeaderView vertical(Qt::Vertical);
+    QTest::newRow("a header of rows") << vertical.saveState();
+}
+
+void TestSavedState::takesNoOtherHeader()
+{
+    QFETCH(QByteArray, state);
+    QVERIFY(!savedstate::fitsHeader(state, columns));
+}
+
+void TestSavedState::takesNoHeaderThatQtCannotRestore_data()
+{
+    takesTheHeadersThatQtWrites_data();
+}
+
+void TestSavedState::takesNoHeaderThatQtCannotRestore()
+{
+    QFETCH(HeaderChange, change);
+    QFETCH(int, count);
+    int taken = 0;
+    const QList<QByteArray> copies = damagedCopies(headerState(change, count));
+    for (const QByteArray &copy : copies) {
+        if (!savedstate::fitsHeader(copy, columns)) {
+            continue;
+        }
+        ++taken;
+        QTreeWidget list;
+        list.setColumnCount(columns);
+        list.header()->restoreState(copy);
+        QCOMPARE(list.header()->count(), columns);
+        for (int i = 0; i < columns; ++i) {
+            QCOMPARE(list.header()->logicalIndex(list.header()->visualIndex(i)), i);
+            QVERIFY(list.header()->sectionSize(i) >= 0);
+        }
+        list.resizeColumnToContents(0);
+        QVERIFY(!list.header()->saveState().isEmpty());
+    }
+    // Another width or alignment is as good as the one before.
+    QVERIFY(taken > 0);
+    QVERIFY(taken < copies.size() / 2);
+}
+
+void TestSavedState::takesTheWindowsThatQtWrites_data()
+{
+    QTest::addColumn<WindowChange>("change");
+    const auto row = [](const char *name, const WindowChange &change) { QTest::newRow(name) << change; };
+    row("as made", [](QMainWindow &) {});
+    row("shown", [](QMainWindow &window) { window.show(); });
+    row("a hidden tool bar", [](QMainWindow &window) {
+        window.show();
+        barOf(window, "mainToolBar")->hide();
+    });
+    row("another side",
+        [](QMainWindow &window) { window.addToolBar(Qt::BottomToolBarArea, barOf(window, "mainToolBar")); });
+    row("two lines", [](QMainWindow &window) { window.insertToolBarBreak(barOf(window, "filterToolBar")); });
+    row("all sides", [](QMainWindow &window) {
+        for (const auto area : {Qt::LeftToolBarArea, Qt::RightToolBarArea, Qt::BottomToolBarArea}) {
+            auto *const bar = new QToolBar(&window);
+            bar->setObjectName(QStringLiteral("bar%1").arg(area));
+            window.addToolBar(area, bar);
+        }
+    });
+    row("no tool bar", [](QMainWindow &window) { qDeleteAll(window.findChildren<QToolBar *>()); });
+    row("full screen", [](QMainWindow &window) { window.showFullScreen(); });
+}
+
+void TestSavedState::takesTheWindowsThatQtWrites()
+{
+    QFETCH(WindowChange, change);
+    const auto window = windowWithToolBars();
+    change(*window);
+    const QByteArray state = window->saveState();
+    QVERIFY2(savedstate::fitsWindow(state), state.toHex().constData());
+    QVERIFY(!savedstate::fitsWindow(state + '\0'));
+    for (int i = 0; i < state.size(); ++i) {
+        QVERIFY2(!savedstate::fitsWindow(state.left(i)), qPrintable(QString::number(i)));
+    }
+}
+
+void TestSavedState::takesNoOtherWindow_data()
+{
+    QTest::addColumn<QByteArray>("state");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("text") << QByteArray("plain text");
+    QTest::newRow("zeros") << QByteArray(200, '\0');
+    QTest::newRow("a header") << headerState([](QTreeWidget &) {});
+    QTest::newRow("another version") << windowWithToolBars()->saveState(1);
+    const auto window = windowWithToolBars();
+    QTest::newRow("a geometry") << window->saveGeometry();
+}
+
+void TestSavedState::takesNoOtherWindow()
+{
+    QFETCH(QByteArray, state);
+    QVERIFY(!savedstate::fitsWindow(state));
+}
+
+void TestSavedState::takesNoWindowThatQtCannotRestore()
+{
+    int taken = 0;
+    const QList<QByteArray> copies = damagedCopies(windowWithToolBars()->saveState());
+    for (const QByteArray &copy : copies) {
+        if (!savedstate::fitsWindow(copy)) {
+            continue;
+        }
+        ++taken;
+        const auto window = windowWithToolBars();
+        window->restoreState(copy);
+        QVERIFY(barOf(*window, "mainToolBar"));
+        QVERIFY(!window->saveState().isEmpty());
+    }
+    QVERIFY(taken > 0);
+    QVERIFY(taken < copies.size());
+}
+
+QTEST_MAIN(TestSavedState)
+#include "tst_savedstate.moc"
