@@ -2,7 +2,6 @@
 #include "app/descriptorlimit.h"
 #include "app/messagelog.h"
 #include "app/singleapplication.h"
-#include "app/timezone.h"
 #include "common/settings.h"
 #include "common/tlsdefaults.h"
 #include "common/translations.h"
@@ -12,11 +11,12 @@ int main(int argc, char *argv[])
 {
     installMessageLog();
     raiseDescriptorLimit();
-    pinTimeZone();
     Timespan::registerMetaType();
 
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    // One and a half is one and a half, not two.
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
     SingleApplication application(argc, argv);
     // After the application object, whose guard takes its key from the program's file name.
     startup::setIdentity();
