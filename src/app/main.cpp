@@ -2,6 +2,7 @@
 #include "app/descriptorlimit.h"
 #include "app/messagelog.h"
 #include "app/singleapplication.h"
+#include "app/timezone.h"
 #include "common/settings.h"
 #include "common/tlsdefaults.h"
 #include "common/translations.h"
@@ -11,6 +12,7 @@ int main(int argc, char *argv[])
 {
     installMessageLog();
     raiseDescriptorLimit();
+    pinTimeZone();
     Timespan::registerMetaType();
 
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
