@@ -18,6 +18,13 @@ macro(nembra_require_qt)
     set(CMAKE_AUTORCC ON)
 endmacro()
 
+macro(nembra_require_json)
+    find_package(nlohmann_json 3.11 QUIET)
+    if(NOT nlohmann_json_FOUND)
+        nembra_missing("nlohmann-json 3.11" nlohmann-json3-dev)
+    endif()
+endmacro()
+
 macro(nembra_require_qt_test)
     find_package(Qt5Test 5.15 QUIET)
     if(NOT Qt5Test_FOUND)

@@ -1,10 +1,10 @@
 #include "device/deviceinfo.h"
 
+#include "common/json.h"
+
 #include <QCoreApplication>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QJsonParseError>
 
 namespace deviceinfo {
 
@@ -94,15 +94,11 @@ QByteArray queryTemplate()
 
 std::optional<DeviceInfo> parseAnswer(const QByteArray &answer, bool preferExtended, QString *parseError)
 {
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(answer, &error);
-    if (document.isNull()) {
-        if (parseError) {
-            *parseError = error.errorString();
-        }
+    const std::optional<QJsonValue> document = json::parse(answer, parseError);
+    if (!document) {
         return std::nullopt;
     }
-    const QJsonObject object = document.object();
+    const QJsonObject object = document->toObject();
     DeviceInfo info;
     for (std::size_t i = 0; i < deviceColumns.size(); ++i) {
         if (deviceColumns[i].informationTemplate) {

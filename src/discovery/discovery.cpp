@@ -67,7 +67,6 @@ void Discovery::closeReceiver()
     m_receiveSocket.close();
     // What was read but not announced goes like what was not read.
     m_inbox.clear();
-    m_evaluated = 0;
     m_continue.stop();
 }
 
@@ -151,17 +150,15 @@ void Discovery::evaluateSome()
 {
     QElapsedTimer slice;
     slice.start();
-    while (m_evaluated < m_inbox.size() && !slice.hasExpired(evaluationSlice / 1ms)) {
-        const Datagram &datagram = m_inbox[m_evaluated++];
+    while (!m_inbox.empty() && !slice.hasExpired(evaluationSlice / 1ms)) {
+        const Datagram datagram = m_inbox.front();
+        m_inbox.pop_front();
         const auto record = DiscoveryDevice::fromAnswer(QByteArray(datagram.bytes.data(), datagram.size));
         if (record) {
             emit device(*record);
         }
     }
-    if (m_evaluated == m_inbox.size()) {
-        m_inbox.clear();
-        m_evaluated = 0;
-    } else {
+    if (!m_inbox.empty()) {
         continueSoon();
     }
 }

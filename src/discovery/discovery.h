@@ -7,7 +7,7 @@
 #include <QUdpSocket>
 
 #include <array>
-#include <vector>
+#include <deque>
 
 /// The discovery service: asks every device on the local networks to answer, and announces the answers.
 /// Belongs to the main window. GUI thread only.
@@ -66,8 +66,7 @@ private:
         std::array<char, DiscoveryDevice::datagramSize> bytes;
         int size;
     };
-    /// What was read but not yet evaluated; the datagrams before m_evaluated already were.
-    std::vector<Datagram> m_inbox;
-    std::size_t m_evaluated = 0;
+    /// What was read but not yet evaluated.
+    std::deque<Datagram> m_inbox;
     QTimer m_continue;
 };

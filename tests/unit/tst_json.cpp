@@ -1,0 +1,119 @@
+#include "common/json.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTest>
+
+/// Reading JSON from the network.
+class TestJson final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readsEveryType();
+    void takesTheLastOfEqualNames_data();
+    void takesTheLastOfEqualNames();
+    void readsAsDeepAsAllowed_data();
+    void readsAsDeepAsAllowed();
+    void refuses_data();
+    void refuses();
+    void needsNoPlaceForTheReason();
+};
+
+void TestJson::readsEveryType()
+{
+    const auto value =
+        json::parse(R"({"text": "a\u00b0\u0000b", "empty": "", "whole": -7, "large": 18446744073709551615,
+                                       "fraction": 2.5, "yes": true, "no": false, "nothing": null,
+                                       "list": [1, "x", [], {}], "object": {"a": {"b": "c"}}})");
+    QVERIFY(value);
+    const QJsonObject object = value->toObject();
+    QCOMPARE(object.size(), 10);
+    QCOMPARE(object.value(QLatin1String("text")).toString(), QString::fromUtf8("a\u00b0\0b", 5));
+    QVERIFY(object.value(QLatin1String("empty")).isString());
+    QCOMPARE(object.value(QLatin1String("whole")).toDouble(), -7.0);
+    QCOMPARE(object.value(QLatin1String("large")).toDouble(), 18446744073709551615.0);
+    QCOMPARE(object.value(QLatin1String("fraction")).toDouble(), 2.5);
+    QCOMPARE(object.value(QLatin1String("yes")), QJsonValue(true));
+    QCOMPARE(object.value(QLatin1String("no")), QJsonValue(false));
+    QVERIFY(object.value(QLatin1String("nothing")).isNull());
+    const QJsonArray list = object.value(QLatin1String("list")).toArray();
+    QCOMPARE(list.size(), 4);
+    QCOMPARE(list.at(0).toInt(), 1);
+    QCOMPARE(list.at(1).toString(), QStringLiteral("x"));
+    QVERIFY(list.at(2).isArray());
+    QVERIFY(list.at(3).isObject());
+    const QJsonObject inner = object.value(QLatin1String("object")).toObject();
+    QCOMPARE(inner.value(QLatin1String("a")).toObject().value(QLatin1String("b")).toString(),
+             QStringLiteral("c"));
+}
+
+void TestJson::takesTheLastOfEqualNames_data()
+{
+    QTest::addColumn<QByteArray>("first");
+
+    QTest::newRow("texts") << QByteArray("\"first\"");
+    // What must not be lost in memory; the leak check of the instrumented build looks after it.
+    QTest::newRow("an array") << QByteArray("[1, [2], {\"a\": 3}]");
+    QTest::newRow("an object") << QByteArray("{\"a\": [1, 2, 3]}");
+}
+
+void TestJson::takesTheLastOfEqualNames()
+{
+    QFETCH(QByteArray, first);
+    const auto value = json::parse("{\"name\": " + first + ", \"name\": " + first + ", \"name\": \"last\"}");
+    QVERIFY(value);
+    QCOMPARE(value->toObject(), (QJsonObject{{QStringLiteral("name"), QStringLiteral("last")}}));
+}
+
+void TestJson::readsAsDeepAsAllowed_data()
+{
+    QTest::addColumn<int>("depth");
+    QTest::addColumn<bool>("allowed");
+
+    QTest::newRow("flat") << 1 << true;
+    QTest::newRow("deepest") << 1024 << true;
+    QTest::newRow("one too deep") << 1025 << false;
+    QTest::newRow("half a million") << 500000 << false;
+}
+
+void TestJson::readsAsDeepAsAllowed()
+{
+    QFETCH(int, depth);
+    QFETCH(bool, allowed);
+    QCOMPARE(json::parse(QByteArray(depth, '[') + QByteArray(depth, ']')).has_value(), allowed);
+}
+
+void TestJson::refuses_data()
+{
+    QTest::addColumn<QByteArray>("text");
+
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("a text alone") << QByteArray("\"text\"");
+    QTest::newRow("a number alone") << QByteArray("42");
+    QTest::newRow("cut off") << QByteArray("{\"a\": [1, 2");
+    QTest::newRow("something behind the end") << QByteArray("{} {}");
+    QTest::newRow("not a number") << QByteArray("[NaN]");
+    QTest::newRow("a number beyond all") << QByteArray("[1e999]");
+    QTest::newRow("invalid UTF-8") << QByteArray("[\"\xff\"]");
+    QTest::newRow("half a surrogate pair") << QByteArray("[\"\\ud800\"]");
+    QTest::newRow("a zero byte") << QByteArray("[1]\0", 4);
+}
+
+void TestJson::refuses()
+{
+    QFETCH(QByteArray, text);
+    QString error;
+    QVERIFY(!json::parse(text, &error));
+    QVERIFY(!error.isEmpty());
+}
+
+void TestJson::needsNoPlaceForTheReason()
+{
+    QVERIFY(!json::parse(QByteArrayLiteral("[")));
+    QVERIFY(!json::parse(QByteArrayLiteral("7")));
+}
+
+QTEST_APPLESS_MAIN(TestJson)
+
+#include "tst_json.moc"
