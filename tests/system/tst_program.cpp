@@ -51,8 +51,12 @@ private slots:
     void makesTheDirectoryOfTheDevicesFile();
     void leavesTheDevicesFileWhereItIsTold();
     void raisesTheDescriptorLimit();
+    void remembersTheListItSaved_data();
+    void remembersTheListItSaved();
 
 private:
+    void startFleet();
+    void stopFleet();
     QString file(const QString &name) const { return m_directory->filePath(name); }
     /// Starts the program with its own settings file.
     void start(QProcess &process, const QStringList &more = {});
@@ -83,10 +87,21 @@ void TestProgram::initTestCase()
     m_windowManager.start(QStringLiteral("openbox"), QStringList());
     QVERIFY(m_windowManager.waitForStarted());
 
+    startFleet();
+}
+
+void TestProgram::startFleet()
+{
     m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM),
                   {QStringLiteral("--devices"), QStringLiteral("3")});
     QVERIFY2(m_fleet.waitForReadyRead(startTimeout), m_fleet.readAllStandardError().constData());
     QVERIFY(m_fleet.readLine().startsWith("ready: 3 devices"));
+}
+
+void TestProgram::stopFleet()
+{
+    m_fleet.terminate();
+    QVERIFY(m_fleet.waitForFinished(exitTimeout));
 }
 
 void TestProgram::cleanupTestCase()
@@ -114,6 +129,9 @@ void TestProgram::init()
 
 void TestProgram::cleanup()
 {
+    if (m_fleet.state() == QProcess::NotRunning) {
+        startFleet();
+    }
     m_directory.reset();
 }
 
@@ -384,6 +402,72 @@ void TestProgram::raisesTheDescriptorLimit()
     QVERIFY2(match.hasMatch(), qPrintable(text));
     QCOMPARE(match.captured(1).toLongLong(), qMin(match.captured(2).toLongLong(), 65536LL));
     QUIT(program, window);
+}
+
+void TestProgram::remembersTheListItSaved_data()
+{
+    QTest::addColumn<bool>("told");
+    QTest::addColumn<QString>("fileName");
+    QTest::newRow("in its own place") << false << "data/ostrel GmbH/NembraHub/devices.json";
+    QTest::newRow("where it is told") << true << "my devices.json";
+}
+
+void TestProgram::remembersTheListItSaved()
+{
+    QFETCH(bool, told);
+    QFETCH(QString, fileName);
+    const QString path = file(fileName);
+    const QStringList options = told ? QStringList{QStringLiteral("--devices"), path} : QStringList();
+    QByteArray window;
+    QByteArray log;
+    const auto logged = [&log](QProcess &program, const QByteArray &text) {
+        log += program.readAll();
+        return log.contains(text);
+    };
+    const QByteArray saved = "saved \"" + path.toUtf8() + '"';
+    const auto content = [&path] {
+        QFile list(path);
+        return list.open(QIODevice::ReadOnly) ? list.readAll() : QByteArray("not there");
+    };
+
+    QProcess first;
+    start(first, options);
+    QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(first)).isEmpty(), startTimeout);
+    QTRY_VERIFY2_WITH_TIMEOUT(logged(first, "Active devices: 3/3"), log.constData(), startTimeout);
+    QVERIFY(!QFile::exists(path));
+    press(window, {QStringLiteral("ctrl+s")});
+    QTRY_VERIFY2_WITH_TIMEOUT(logged(first, saved), log.constData(), startTimeout);
+    QUIT(first, window);
+    const QByteArray list = content();
+    const QRegularExpression form(QStringLiteral(
+        R"(^\{\n    "devices": \[\n(        \{\n            "first_seen": "\d{4}(-\d\d){2}T\d\d(:\d\d){2}Z",\n)"
+        R"(            "hostname": "[^"]+",\n            "last_seen": "\d{4}(-\d\d){2}T\d\d(:\d\d){2}Z",\n)"
+        R"(            "mac": "[0-9A-F]{2}(:[0-9A-F]{2}){5}"\n        \},?\n){3}    \]\n\}\n$)"));
+    QVERIFY2(form.match(QString::fromUtf8(list)).hasMatch(), list.constData());
+
+    // Without any device on the network: what it saves now is what it shows.
+    stopFleet();
+    log.clear();
+    QProcess second;
+    start(second, options);
+    QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(second)).isEmpty(), startTimeout);
+    QTRY_VERIFY2_WITH_TIMEOUT(logged(second, "Active devices: 0/3"), log.constData(), startTimeout);
+    QVERIFY(QFile::remove(path));
+    press(window, {QStringLiteral("ctrl+s")});
+    QTRY_VERIFY2_WITH_TIMEOUT(logged(second, saved), log.constData(), startTimeout);
+    QUIT(second, window);
+    QCOMPARE(content(), list);
+
+    // The devices that come back find their rows.
+    startFleet();
+    log.clear();
+    QProcess third;
+    start(third, options);
+    QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(third)).isEmpty(), startTimeout);
+    QTRY_VERIFY2_WITH_TIMEOUT(logged(third, "Active devices: 3/3"), log.constData(), startTimeout);
+    QUIT(third, window);
+    // Nothing is saved unasked.
+    QCOMPARE(content(), list);
 }
 
 QTEST_GUILESS_MAIN(TestProgram)
