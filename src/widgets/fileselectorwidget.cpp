@@ -15,6 +15,8 @@ FileSelectorWidget::FileSelectorWidget(QWidget *parent)
     ui->setupUi(this);
     // A label that names this widget leads to the line edit.
     setFocusProxy(ui->lineEdit);
+    // Without it the key of such a label would be without effect.
+    setFocusPolicy(ui->lineEdit->focusPolicy());
     validate();
 }
 
