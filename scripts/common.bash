@@ -65,11 +65,15 @@ start_fleet() {
 # start_display SIZE DPI: a virtual one with a window manager.
 start_display() {
     rm -f "$run_dir/display"
-    Xvfb -displayfd 3 -screen 0 "$1x24" -dpi "$2" -nolisten tcp 3>"$run_dir/display" >"$run_dir/display.log" 2>&1 &
+    Xvfb -displayfd 3 -screen 0 "$1x24" -noreset -nolisten tcp 3>"$run_dir/display" \
+        >"$run_dir/display.log" 2>&1 &
     display_process=$!
     wait_for 30 "the start of the virtual display" display_has_a_number
     DISPLAY=:$(<"$run_dir/display")
     export DISPLAY
+    # As desktops say it. The display's own figure is that of whole millimetres, so scales would not be exact.
+    xprop -root -f RESOURCE_MANAGER 8s -set RESOURCE_MANAGER "Xft.dpi:"$'\t'"$2" ||
+        fail "the resolution of the virtual display could not be set."
     openbox >"$run_dir/window-manager.log" 2>&1 &
     wait_for 30 "the start of the window manager" window_manager_runs
 }
