@@ -23,6 +23,16 @@ QString usualDevicesFile()
     return directory.filePath(QStringLiteral("devices.json"));
 }
 
+/// In every size that a desktop asks for, so that none is scaled.
+QIcon applicationIcon()
+{
+    QIcon icon(QStringLiteral(":/Icons/Resources/logo.png"));
+    for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
+        icon.addFile(QStringLiteral(":/Icons/Resources/logo-%1.png").arg(size), QSize(size, size));
+    }
+    return icon;
+}
+
 void loadTranslations(const QString &detectedLanguage)
 {
     QString language = settings::value(settings::language);
@@ -67,10 +77,13 @@ Arguments parseArguments(const QCoreApplication &application)
 int runMainWindow(SingleApplication &application, const QString &devicesFile)
 {
     const QString detectedLanguage = Translations::detectLanguage(QLocale().uiLanguages());
+    // Also for the dialogs that belong to no window.
+    QApplication::setWindowIcon(applicationIcon());
     int result = 0;
     do {
         loadTranslations(detectedLanguage);
         MainWindow window(devicesFile);
+        window.setWindowIcon(QApplication::windowIcon());
         window.show();
         QObject::connect(&application, &SingleApplication::showUp, &window, &MainWindow::showup);
         result = QApplication::exec();

@@ -42,6 +42,8 @@ void MainWindow::setUpFilterBar()
     m_filterLabel = new QLabel(this);
     m_filterEdit = new QLineEdit(this);
     m_filterLabel->setBuddy(m_filterEdit);
+    const int gap = fontMetrics().horizontalAdvance(QLatin1Char(' '));
+    m_filterLabel->setContentsMargins(gap, 0, gap, 0);
     ui->filterToolBar->insertWidget(ui->actionApply, m_filterLabel);
     ui->filterToolBar->insertWidget(ui->actionApply, m_filterEdit);
     ui->filterToolBar->hide();

@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFontDialog>
+#include <QFontInfo>
 #include <QHeaderView>
 #include <QScreen>
 
@@ -23,6 +24,16 @@ bool isReadable(const QFont &font)
 {
     const int size = font.pixelSize() > 0 ? font.pixelSize() : font.pointSize();
     return size > 0 && size <= biggestFont;
+}
+
+/// The same font under the names of the family and style that really show it. By any other name the dialog
+/// would not find it among the fonts, and would propose another.
+QFont asListed(QFont font)
+{
+    const QFontInfo shown(font);
+    font.setFamily(shown.family());
+    font.setStyleName(shown.styleName());
+    return font;
 }
 
 /// Whether the keyboard focus is in the menu bar or in one of its menus.
@@ -181,7 +192,7 @@ void MainWindow::on_actionResize_columns_triggered()
 void MainWindow::on_actionFont_triggered()
 {
     bool accepted = false;
-    const QFont font = QFontDialog::getFont(&accepted, ui->devList->font(), this, QString());
+    const QFont font = QFontDialog::getFont(&accepted, asListed(ui->devList->font()), this, QString());
     if (accepted) {
         settings::setValue(settings::listFont, font.toString());
         ui->devList->setFont(font);

@@ -80,7 +80,8 @@ void TestProgram::initTestCase()
     m_display.setProcessChannelMode(QProcess::SeparateChannels);
     m_display.start(QStringLiteral("Xvfb"),
                     {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                     QStringLiteral("0"), QStringLiteral("1024x700x24"), QStringLiteral("-nolisten"),
+                     QStringLiteral("0"), QStringLiteral("1024x700x24"), QStringLiteral("-dpi"),
+                     QStringLiteral("96"), QStringLiteral("-noreset"), QStringLiteral("-nolisten"),
                      QStringLiteral("tcp")});
     QVERIFY2(m_display.waitForReadyRead(startTimeout), "Xvfb did not start");
     qputenv("DISPLAY", ":" + m_display.readLine().trimmed());
