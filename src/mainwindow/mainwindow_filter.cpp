@@ -17,6 +17,8 @@
 namespace {
 
 constexpr int maximumHistory = 10;
+/// Characters. The expression is compiled by a function that calls itself for each parenthesis.
+constexpr int longestPattern = 1000;
 
 /// The indices below `size` that the array now read has an entry for, in order. Its size alone tells nothing:
 /// a damaged one would be counted up to for minutes.
@@ -41,6 +43,7 @@ void MainWindow::setUpFilterBar()
 {
     m_filterLabel = new QLabel(this);
     m_filterEdit = new QLineEdit(this);
+    m_filterEdit->setMaxLength(longestPattern);
     m_filterLabel->setBuddy(m_filterEdit);
     const int gap = fontMetrics().horizontalAdvance(QLatin1Char(' '));
     m_filterLabel->setContentsMargins(gap, 0, gap, 0);
