@@ -41,14 +41,13 @@ QToolBar *barOf(const QMainWindow &window, const char *name)
     return window.findChild<QToolBar *>(QLatin1String(name));
 }
 
-/// Every header state that differs from a valid one in one or four bytes.
+/// States that are cut off, or differ in one or four bytes, anywhere.
 QList<QByteArray> damagedCopies(const QByteArray &state)
 {
     QList<QByteArray> copies;
     for (int i = 0; i < state.size(); ++i) {
         copies += state.left(i);
-        for (const char *const hex : {"00", "01", "1a", "1b", "1c", "7f", "80", "ff", "7fffffff", "80000000",
-                                      "ffffffff", "00000000", "0000001b", "00ffffff"}) {
+        for (const char *const hex : {"00", "1b", "1c", "7f", "ff", "7fffffff", "ffffffff", "00ffffff"}) {
             QByteArray copy = state;
             const QByteArray damage = QByteArray::fromHex(hex);
             copy.replace(i, damage.size(), damage);
@@ -184,31 +183,37 @@ void TestSavedState::takesNoOtherHeader()
 
 void TestSavedState::takesNoHeaderThatQtCannotRestore_data()
 {
-    takesTheHeadersThatQtWrites_data();
+    QTest::addColumn<QByteArray>("state");
+    QTest::newRow("as made") << headerState([](QTreeWidget &) {});
+    const HeaderChange change = [](QTreeWidget &list) {
+        list.header()->moveSection(19, 0);
+        list.setColumnHidden(3, true);
+    };
+    QTest::newRow("moved and hidden") << headerState(change);
+    QTest::newRow("fewer columns, moved and hidden") << headerState(change, 20);
 }
 
 void TestSavedState::takesNoHeaderThatQtCannotRestore()
 {
-    QFETCH(HeaderChange, change);
-    QFETCH(int, count);
+    QFETCH(QByteArray, state);
     int taken = 0;
-    const QList<QByteArray> copies = damagedCopies(headerState(change, count));
+    const QList<QByteArray> copies = damagedCopies(state);
+    QTreeWidget list;
+    list.setColumnCount(columns);
     for (const QByteArray &copy : copies) {
         if (!savedstate::fitsHeader(copy, columns)) {
             continue;
         }
         ++taken;
-        QTreeWidget list;
-        list.setColumnCount(columns);
         list.header()->restoreState(copy);
         QCOMPARE(list.header()->count(), columns);
         for (int i = 0; i < columns; ++i) {
             QCOMPARE(list.header()->logicalIndex(list.header()->visualIndex(i)), i);
             QVERIFY(list.header()->sectionSize(i) >= 0);
         }
-        list.resizeColumnToContents(0);
-        QVERIFY(!list.header()->saveState().isEmpty());
     }
+    list.resizeColumnToContents(0);
+    QVERIFY(!list.header()->saveState().isEmpty());
     // Another width or alignment is as good as the one before.
     QVERIFY(taken > 0);
     QVERIFY(taken < copies.size() / 2);
