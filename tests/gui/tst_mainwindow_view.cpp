@@ -87,11 +87,13 @@ private slots:
     void keepsOneColumnVisible();
     void recoversFromNoVisibleColumn();
     void resizesVisibleColumns();
+    void showsTheFirstColumnInItsWidth();
     void offersColumnsInTheHeader();
 
     void switchesIconSizes_data();
     void switchesIconSizes();
     void takesOtherIconSizes();
+    void keepsOneIconSizeChecked();
     void switchesTheToolBar();
     void switchesTheStatusBar();
     void switchesFullScreen();
@@ -99,8 +101,12 @@ private slots:
     void startsWithTheStoredFont_data();
     void startsWithTheStoredFont();
     void takesAnotherFont();
+    void keepsTheFontWhenCancelled();
 
     void restoresItsLook();
+    void storesItsLookWhenClosed();
+    void storesNothingWithoutBeingClosed();
+    void startsAnewWithoutItsSettings();
     void restoresAHiddenToolBar();
     void neverStartsInFullScreen();
     void startsFromDamagedSettings();
@@ -596,6 +602,23 @@ void TestMainWindowView::resizesVisibleColumns()
     QCOMPARE(list.columnWidth(Column::Uptime), 300);
 }
 
+void TestMainWindowView::showsTheFirstColumnInItsWidth()
+{
+    const QList<QAction *> actions = find<QMenu>("menuVisible_columns")->actions();
+    m_bench->list().setColumnWidth(0, 400);
+    actions.at(0)->trigger();
+    actions.at(1)->trigger();
+    QCOMPARE(m_bench->list().isColumnHidden(0), true);
+    // The last one: the first comes back, as wide as it needs to be.
+    actions.at(2)->trigger();
+    QCOMPARE(m_bench->list().isColumnHidden(0), false);
+    QCOMPARE(actions.at(0)->isChecked(), true);
+    QCOMPARE(actions.at(2)->isChecked(), false);
+    m_bench->list().header()->setStretchLastSection(false);
+    const int width = m_bench->list().columnWidth(0);
+    QVERIFY2(width > 0 && width < 400, qPrintable(QString::number(width)));
+}
+
 void TestMainWindowView::offersColumnsInTheHeader()
 {
     PopupReader reader;
@@ -643,6 +666,16 @@ void TestMainWindowView::takesOtherIconSizes()
     for (const char *const name : {"actionSmall", "actionNormal", "actionLarge"}) {
         QVERIFY2(!m_bench->action(name)->isChecked(), name);
     }
+}
+
+void TestMainWindowView::keepsOneIconSizeChecked()
+{
+    m_bench->trigger("actionLarge");
+    m_bench->trigger("actionLarge");
+    QCOMPARE(m_bench->action("actionLarge")->isChecked(), true);
+    QCOMPARE(m_bench->action("actionNormal")->isChecked(), false);
+    QCOMPARE(stored("MainWindow/IconSize"), QVariant(44));
+    QCOMPARE(find<QToolBar>("mainToolBar")->iconSize(), QSize(44, 44));
 }
 
 void TestMainWindowView::switchesTheToolBar()
@@ -766,6 +799,29 @@ void TestMainWindowView::takesAnotherFont()
     QCOMPARE(m_bench->list().font().pointSize(), 18);
 }
 
+void TestMainWindowView::keepsTheFontWhenCancelled()
+{
+    int pointSize = 0;
+    bool belongsToTheWindow = false;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] {
+        if (auto *const dialog = qobject_cast<QFontDialog *>(QApplication::activeModalWidget())) {
+            pointSize = dialog->currentFont().pointSize();
+            belongsToTheWindow = dialog->parent() == &m_bench->window();
+            QFont font = dialog->currentFont();
+            font.setPointSize(18);
+            dialog->setCurrentFont(font);
+            dialog->reject();
+        }
+    });
+    timer.start(5);
+    m_bench->trigger("actionFont");
+    QCOMPARE(pointSize, 9);
+    QCOMPARE(belongsToTheWindow, true);
+    QCOMPARE(m_bench->list().font().pointSize(), 9);
+    QVERIFY(!stored("MainWindow/Font").isValid());
+}
+
 void TestMainWindowView::restoresItsLook()
 {
     QTreeWidget &list = m_bench->list();
@@ -792,6 +848,58 @@ void TestMainWindowView::restoresItsLook()
     QCOMPARE(stored("MainWindow/SortColumn").toInt(), 2);
     QCOMPARE(stored("MainWindow/SortDescending").toInt(), 1);
     QCOMPARE(stored("Scan/AutoUpdate").toBool(), true);
+}
+
+void TestMainWindowView::storesItsLookWhenClosed()
+{
+    m_bench->window().close();
+    QStringList keys = settings::store().allKeys();
+    keys.sort();
+    QCOMPARE(keys.join(QLatin1Char(' ')),
+             QStringLiteral("Language MainWindow/Geometry MainWindow/SortColumn MainWindow/SortDescending "
+                            "MainWindow/Statusbar MainWindow/WindowState MainWindow/tableHeader "
+                            "MainWindow/tableHeaderState Scan/AutoUpdate"));
+    QCOMPARE(stored("MainWindow/Geometry").type(), QVariant::ByteArray);
+    QCOMPARE(stored("MainWindow/WindowState").type(), QVariant::ByteArray);
+    QCOMPARE(stored("MainWindow/tableHeader").type(), QVariant::ByteArray);
+    QCOMPARE(stored("MainWindow/tableHeaderState").type(), QVariant::ByteArray);
+    QCOMPARE(stored("MainWindow/SortColumn"), QVariant(0));
+    QCOMPARE(stored("MainWindow/SortDescending"), QVariant(0));
+    QCOMPARE(stored("MainWindow/Statusbar"), QVariant(true));
+    QCOMPARE(stored("Scan/AutoUpdate"), QVariant(false));
+}
+
+void TestMainWindowView::storesNothingWithoutBeingClosed()
+{
+    m_bench->window().resize(610, 410);
+    m_bench->trigger("actionStatusbar");
+    m_bench->trigger("actionAuto");
+    m_bench->list().sortByColumn(2, Qt::DescendingOrder);
+    m_bench.reset();
+    QCOMPARE(settings::store().allKeys(), QStringList{QStringLiteral("Language")});
+}
+
+void TestMainWindowView::startsAnewWithoutItsSettings()
+{
+    m_bench->window().resize(610, 410);
+    find<QMenu>("menuVisible_columns")->actions().at(Column::Uptime)->trigger();
+    m_bench->trigger("actionAuto");
+    m_bench->trigger("actionStatusbar");
+    m_bench->trigger("actionLarge");
+    applyFilter(QStringLiteral("roof"));
+    m_bench->window().close();
+    m_bench.reset();
+    settings::store().clear();
+    m_bench = std::make_unique<WindowBench>();
+    QCOMPARE(m_bench->window().size(), QSize(435, 293));
+    for (int i = 0; i < Column::Count; ++i) {
+        QCOMPARE(m_bench->list().isColumnHidden(i), i > 2);
+    }
+    QCOMPARE(filterEdit()->completer()->model()->rowCount(), 0);
+    QCOMPARE(find<QToolBar>("filterToolBar")->isVisible(), false);
+    QCOMPARE(find<QStatusBar>("statusBar")->isVisible(), true);
+    QCOMPARE(find<QToolBar>("mainToolBar")->iconSize(), QSize(22, 22));
+    QCOMPARE(m_bench->action("actionAuto")->isChecked(), false);
 }
 
 void TestMainWindowView::restoresAHiddenToolBar()
