@@ -227,7 +227,7 @@ QByteArray TestHostileSettings::usualState(const char *key)
     m_bench->list().setColumnHidden(Column::Uptime, false);
     m_bench->window().close();
     m_bench.reset();
-    const QByteArray state = settings::store().value(QLatin1String(key)).toByteArray();
+    QByteArray state = settings::store().value(QLatin1String(key)).toByteArray();
     settings::store().clear();
     return state;
 }
@@ -336,8 +336,8 @@ void TestHostileSettings::takesWhatIsWritten_data()
 
     for (const char *const key : {"Geometry", "WindowState", "tableHeader", "tableHeaderState"}) {
         for (const char *const value :
-             {"", "7", "text", "true", "1, 2, 3", "@Invalid()", "@ByteArray()", "@ByteArray(\\0\\0\\0\\xff)",
-              "@Variant(\\0\\0\\0\\x7f)", "@Rect(0 0 5 5)"}) {
+             {"", "7", "text", "true", "1, 2, 3", "@Invalid()", "@ByteArray()", R"(@ByteArray(\0\0\0\xff))",
+              R"(@Variant(\0\0\0\x7f))", "@Rect(0 0 5 5)"}) {
             row(QByteArray("[MainWindow]\n").append(key).append('=').append(value).constData());
         }
     }
@@ -352,7 +352,7 @@ void TestHostileSettings::takesWhatIsWritten_data()
     row("Language=7");
     row("Language=de, en");
     row("Language=@Invalid()");
-    row("Language=@ByteArray(\\xff\\xfe\\0)");
+    row(R"(Language=@ByteArray(\xff\xfe\0))");
 }
 
 void TestHostileSettings::takesWhatIsWritten()

@@ -471,7 +471,8 @@ void TestMainWindowLanguage::usesNoMnemonicTwice()
     start(language);
     const auto *const bar = find<QMenuBar>("menuBar");
     QCOMPARE(doubleMnemonics(*bar), QStringList());
-    for (const QAction *const action : bar->actions()) {
+    const QList<QAction *> titles = bar->actions();
+    for (const QAction *const action : titles) {
         QVERIFY2(!mnemonicOf(action->text()).isNull(), qPrintable(action->text()));
     }
     int menus = 0;
@@ -528,7 +529,8 @@ void TestMainWindowLanguage::usesNoShortcutTwice()
     QCOMPARE(users.size(), 12);
     // The menus have keys of the same kind.
     const auto *const bar = find<QMenuBar>("menuBar");
-    for (const QAction *const action : bar->actions()) {
+    const QList<QAction *> titles = bar->actions();
+    for (const QAction *const action : titles) {
         use(QKeySequence::mnemonic(action->text()).toString(QKeySequence::PortableText), action->text());
     }
     QCOMPARE(users.size(), 16);
