@@ -166,7 +166,7 @@ void TestMainWindowFilter::looksAtOneCellAtATime()
 void TestMainWindowFilter::searchesWhatIsShownOfDatesAndSpans()
 {
     add(mac1, QStringLiteral("roof"));
-    QMenu *const columns = m_bench->window().findChild<QMenu *>(QStringLiteral("menuVisible_columns"));
+    auto *const columns = m_bench->window().findChild<QMenu *>(QStringLiteral("menuVisible_columns"));
     const QString year = QDate::currentDate().toString(QStringLiteral("yyyy"));
     apply(QLatin1Char('^') + year + QLatin1Char('-'));
     QVERIFY(!isShown(mac1));
@@ -191,7 +191,7 @@ void TestMainWindowFilter::looksAtARowAgainOnlyWhenAskedTo()
 void TestMainWindowFilter::looksAtRowsAnewWithTheColumns()
 {
     add(mac1, QStringLiteral("roof"));
-    QMenu *const columns = m_bench->window().findChild<QMenu *>(QStringLiteral("menuVisible_columns"));
+    auto *const columns = m_bench->window().findChild<QMenu *>(QStringLiteral("menuVisible_columns"));
     apply(QStringLiteral("10.77"));
     QVERIFY(isShown(mac1));
     columns->actions().at(Column::Ip)->trigger();
@@ -281,7 +281,7 @@ void TestMainWindowFilter::shortensALongHistoryWithTheNextPattern()
 void TestMainWindowFilter::storesPatternsAsTheyAre_data()
 {
     QTest::addColumn<QString>("pattern");
-    QTest::newRow("quotes and commas") << "a\", 'b', \\\"";
+    QTest::newRow("quotes and commas") << R"(a", 'b', \")";
     QTest::newRow("what looks like bytes") << "@ByteArray(x)";
     QTest::newRow("what looks like a list") << "a, b; c=d";
     QTest::newRow("other scripts") << QStringLiteral("検 ß Ω");
