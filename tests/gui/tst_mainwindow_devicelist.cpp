@@ -29,8 +29,8 @@ namespace {
 
 /// Milliseconds for what the window does by itself, and the network for a round of discovery and readings.
 constexpr int patience = 10000;
-/// Within this the longest list must be there, also in a build with sanitizers.
-constexpr int longestLoading = 120000;
+/// Within this the longest list must be there.
+constexpr int longestLoading = 30000;
 
 const QString mac1 = QStringLiteral("0E:5A:11:00:00:01");
 const QString mac2 = QStringLiteral("0E:5A:11:00:00:02");
@@ -471,6 +471,8 @@ void TestMainWindowDeviceList::colorsLoadedRows()
     open(2);
     compareColors(mac1, yellow, yellow, yellow);
     compareColors(mac2, yellow, yellow, yellow);
+    m_bench->trigger("actionDiscover_devices");
+    compareColors(mac1, red, red, red);
     // Read again it is as old as at the start.
     m_bench->window().loadDevices();
     QCOMPARE(m_bench->row(mac1)->device().discoveryAge(), 2);
@@ -479,6 +481,7 @@ void TestMainWindowDeviceList::colorsLoadedRows()
     compareColors(mac1, yellow, yellow, yellow);
     m_bench->window().onDevice(answerOf(mac1, QStringLiteral("attic")));
     compareColors(mac1, plain, yellow, yellow);
+    compareColors(mac2, yellow, yellow, yellow);
     m_bench->trigger("actionDiscover_devices");
     m_bench->trigger("actionDiscover_devices");
     compareColors(mac1, yellow, red, red);
@@ -531,6 +534,8 @@ void TestMainWindowDeviceList::loadsTimes()
         QCOMPARE(m_bench->row(mac1)->data(column, Qt::DisplayRole).userType(), int(QMetaType::QDateTime));
         QCOMPARE(time(mac1, column), shown);
         QCOMPARE(time(mac1, column).isNull(), shown.isNull());
+        // Times of two zones can be equal.
+        QCOMPARE(time(mac1, column).time(), shown.time());
         QCOMPARE(m_bench->cell(mac1, column).isEmpty(), shown.isNull());
         const QDateTime other(QDate(2021, 3, 4), QTime(6, 6, 7), Qt::LocalTime);
         QCOMPARE(time(mac1, first ? Column::LastSeen : Column::FirstSeen), other);
@@ -706,6 +711,10 @@ void TestMainWindowDeviceList::startsWithoutAUsableFile()
 
 void TestMainWindowDeviceList::loadsFiftyThousandRows()
 {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    QTest::qSkip("Sanitizers take minutes to look at every allocation of so many rows.", __FILE__, __LINE__);
+    return;
+#endif
     QList<QByteArray> entries;
     for (int i = 0; i < 50002; ++i) {
         QByteArray mac = QByteArray::number(i, 16).rightJustified(6, '0').toUpper();
