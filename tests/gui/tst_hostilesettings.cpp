@@ -99,9 +99,11 @@ private slots:
 
 private:
     void write(const QByteArray &content);
-    /// Opens the window as a start would, and uses it: a device answers, the list is painted, sorted and
-    /// filtered. Fails when that takes too long or the device can't be seen.
+    /// Opens the window as a start of the program does.
     void start();
+    /// A device answers, the list is painted and filtered. Fails when that has taken too long since the start
+    /// or the device can't be seen. Every test ends with it.
+    void use();
     QStringList look() const;
     template <typename T>
     T *find(const char *objectName) const
@@ -115,6 +117,7 @@ private:
 
     std::unique_ptr<TestEnvironment> m_environment;
     std::unique_ptr<WindowBench> m_bench;
+    QElapsedTimer m_sinceStart;
 };
 
 void TestHostileSettings::init()
@@ -124,6 +127,9 @@ void TestHostileSettings::init()
 
 void TestHostileSettings::cleanup()
 {
+    if (m_bench) {
+        use();
+    }
     m_bench.reset();
     m_environment.reset();
 }
@@ -139,17 +145,19 @@ void TestHostileSettings::write(const QByteArray &content)
 
 void TestHostileSettings::start()
 {
-    QElapsedTimer timer;
-    timer.start();
+    m_sinceStart.start();
     m_bench = std::make_unique<WindowBench>();
+}
+
+void TestHostileSettings::use()
+{
     DiscoveryDevice record;
     record.setMacText(mac);
     record.setHostname(QStringLiteral("roof"));
     record.setVariant(16);
     m_bench->window().onDevice(record);
-    QCOMPARE(m_bench->list().topLevelItemCount(), 1);
+    QVERIFY(m_bench->row(mac));
     QVERIFY(!m_bench->window().grab().isNull());
-    m_bench->list().sortByColumn(Column::Mac, Qt::DescendingOrder);
     m_bench->trigger("actionFilter");
     QVERIFY(find<QToolBar>("filterToolBar")->isVisible());
     m_bench->trigger("actionFilterClose");
@@ -157,10 +165,7 @@ void TestHostileSettings::start()
     QVERIFY(m_bench->window().isVisible());
     const QRect visible = m_bench->list().visualItemRect(m_bench->row(mac));
     QVERIFY2(visible.intersects(m_bench->list().viewport()->rect()), QTest::toString(visible));
-    QVERIFY2(timer.elapsed() < longestStart, qPrintable(QString::number(timer.elapsed())));
-    // As it came up.
-    m_bench.reset();
-    m_bench = std::make_unique<WindowBench>();
+    QVERIFY2(m_sinceStart.elapsed() < longestStart, qPrintable(QString::number(m_sinceStart.elapsed())));
 }
 
 QStringList TestHostileSettings::look() const
@@ -246,11 +251,8 @@ void TestHostileSettings::takesWhatIsWritten_data()
         QByteArray text(content);
         QTest::newRow(text.replace('\n', ' ').left(60).constData()) << QByteArray(content) << lines(other);
     };
-    for (const char *const key : {"Port", "HTTPPort", "HTTPSPort"}) {
-        for (const char *const value : {"-1", "70000", "text", "", "1e9", "99999999999999999999",
-                                        "@Invalid()", "@Variant(\\0)", "@ByteArray(\\xff\\x0)", "1, 2, 3"}) {
-            row(QByteArray("[Scan]\n").append(key).append('=').append(value).constData());
-        }
+    for (const char *const value : {"-1", "70000", "text", "", "1e9", "99999999999999999999", "@Invalid()"}) {
+        row(QByteArray("[Scan]\nPort=V\nHTTPPort=V\nHTTPSPort=V").replace('V', value).constData());
     }
     row("[Scan]\nAutoUpdate=text", {"auto update: on"});
     row("[Scan]\nAutoUpdate=2", {"auto update: on"});
@@ -362,6 +364,7 @@ void TestHostileSettings::takesWhatIsWritten()
     write(content + '\n');
     start();
     QCOMPARE(look(), usualLookBut(other));
+    use();
     // What it writes itself makes the same window.
     m_bench->window().close();
     m_bench.reset();
@@ -396,6 +399,7 @@ void TestHostileSettings::startsWithoutAUsableFile()
     write(content);
     start();
     QCOMPARE(look(), usualLook());
+    use();
     // And there is a usable one afterwards.
     m_bench->action("actionAuto")->trigger();
     m_bench->window().close();
@@ -451,7 +455,7 @@ void TestHostileSettings::survivesDamagedLooks_data()
             QTest::newRow((QByteArray(key) + ", " + name).constData())
                 << QByteArray("MainWindow/") + key << damage << step;
         };
-        const int step = qstrcmp(key, "tableHeaderState") == 0 ? 17 : 3;
+        const int step = qstrcmp(key, "tableHeaderState") == 0 ? 53 : 9;
         row("cut off", QByteArray(), step);
         row("an endless length", number(0x7fffffff), step);
         row("a length that memory holds", number(0x00ffffff), step);
@@ -541,7 +545,7 @@ void TestHostileSettings::widensColumnsWithoutWidth()
         list.setColumnWidth(i, 0);
     }
     settings::setValue(settings::tableHeaderState, list.header()->saveState());
-    m_bench = std::make_unique<WindowBench>();
+    start();
     QCOMPARE(m_bench->list().header()->count(), 27);
     m_bench->trigger("actionResize_columns");
     for (int i = 0; i < 27; ++i) {
@@ -587,7 +591,7 @@ void TestHostileSettings::readsOnlyPatternsThatAreThere_data()
     QTest::newRow("none there") << QByteArray("1000000") << 0 << 0;
     QTest::newRow("fewer announced") << QByteArray("2") << 3 << 2;
     QTest::newRow("more than are kept") << QByteArray("25") << 25 << 25;
-    QTest::newRow("a hundred thousand") << QByteArray("100000") << 100000 << 100000;
+    QTest::newRow("thirty thousand") << QByteArray("30000") << 30000 << 30000;
 }
 
 void TestHostileSettings::readsOnlyPatternsThatAreThere()
@@ -602,10 +606,10 @@ void TestHostileSettings::readsOnlyPatternsThatAreThere()
     }
     write(content);
     start();
-    QCOMPARE(patterns().size(), read);
+    const QStringList found = patterns();
+    QCOMPARE(found.size(), read);
     for (int i = 0; i < read; ++i) {
-        QCOMPARE(patterns().at(i), QStringLiteral("pattern %1").arg(i + 1));
-        i += read > 100 ? 9999 : 0;
+        QCOMPARE(found.at(i), QStringLiteral("pattern %1").arg(i + 1));
     }
 }
 
