@@ -1,5 +1,6 @@
 #include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSettings>
@@ -53,6 +54,7 @@ private slots:
     void raisesTheDescriptorLimit();
     void remembersTheListItSaved_data();
     void remembersTheListItSaved();
+    void looksAfterAStartAsItDidBefore();
 
 private:
     void startFleet();
@@ -63,6 +65,10 @@ private:
     /// The id of the program's window if it is on the screen, else empty.
     QByteArray visibleWindowOf(const QProcess &process);
     void press(const QByteArray &window, const QStringList &keys);
+    /// Moves the mouse with its button down, in coordinates of the window.
+    static void drag(const QByteArray &window, const QPoint &from, const QPoint &to);
+    /// What a window shows, taken when it has stopped changing.
+    QImage pictureOf(const QByteArray &window) const;
     QVariant setting(const QString &key) const;
     void writeSettings(const QByteArray &text);
 
@@ -163,6 +169,45 @@ void TestProgram::press(const QByteArray &window, const QStringList &keys)
         outputOf(QStringLiteral("xdotool"),
                  {QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("100"), key});
     }
+}
+
+void TestProgram::drag(const QByteArray &window, const QPoint &from, const QPoint &to)
+{
+    const auto move = [&window](const QPoint &place) {
+        return QStringList{QStringLiteral("mousemove"), QStringLiteral("--window"),
+                           QString::fromLatin1(window), QString::number(place.x()),
+                           QString::number(place.y())};
+    };
+    const QString xdotool = QStringLiteral("xdotool");
+    outputOf(xdotool, move(from));
+    outputOf(xdotool, {QStringLiteral("mousedown"), QStringLiteral("1")});
+    constexpr int steps = 10;
+    for (int i = 1; i <= steps; ++i) {
+        outputOf(xdotool, move(from + (to - from) * i / steps));
+    }
+    outputOf(xdotool, {QStringLiteral("mouseup"), QStringLiteral("1")});
+}
+
+QImage TestProgram::pictureOf(const QByteArray &window) const
+{
+    // Out of the way, where it marks nothing.
+    outputOf(QStringLiteral("xdotool"),
+             {QStringLiteral("mousemove"), QStringLiteral("1020"), QStringLiteral("695")});
+    const QString path = file(QStringLiteral("picture.png"));
+    const auto take = [&] {
+        outputOf(QStringLiteral("import"), {QStringLiteral("-window"), QString::fromLatin1(window), path});
+        return QImage(path);
+    };
+    constexpr int equalPictures = 4;
+    QImage picture = take();
+    QElapsedTimer time;
+    time.start();
+    for (int equal = 0; equal < equalPictures && !time.hasExpired(startTimeout);) {
+        const QImage next = take();
+        equal = next == picture ? equal + 1 : 0;
+        picture = next;
+    }
+    return picture;
 }
 
 QVariant TestProgram::setting(const QString &key) const
@@ -469,6 +514,81 @@ void TestProgram::remembersTheListItSaved()
     QUIT(third, window);
     // Nothing is saved unasked.
     QCOMPARE(content(), list);
+}
+
+void TestProgram::looksAfterAStartAsItDidBefore()
+{
+    stopFleet();
+    writeSettings("[General]\nLanguage=en\n");
+    QFile list(file(QStringLiteral("devices.json")));
+    QVERIFY(list.open(QIODevice::WriteOnly));
+    list.write(R"({"devices": [
+        {"hostname": "b", "mac": "0E:5A:11:00:00:01", "first_seen": "2021-03-04T05:06:07Z"},
+        {"hostname": "a longer name than others", "mac": "0E:5A:11:00:00:02"},
+        {"hostname": "c", "mac": "0E:5A:11:00:00:03", "last_seen": "2022-03-04T05:06:07Z"}]})");
+    list.close();
+    const QStringList options{QStringLiteral("--devices"), list.fileName()};
+    const auto geometryOf = [](const QByteArray &window) {
+        return outputOf(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"),
+                                                    QStringLiteral("--shell"), QString::fromLatin1(window)})
+            .replace(window, QByteArray());
+    };
+    QByteArray window;
+
+    QProcess first;
+    start(first, options);
+    QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(first)).isEmpty(), startTimeout);
+    const QImage fresh = pictureOf(window);
+    const auto change = [&](const QStringList &keys) {
+        const QImage before = pictureOf(window);
+        press(window, keys);
+        return pictureOf(window) != before;
+    };
+    outputOf(QStringLiteral("xdotool"),
+             {QStringLiteral("windowsize"), QStringLiteral("--sync"), QString::fromLatin1(window),
+              QStringLiteral("700"), QStringLiteral("400")});
+    outputOf(QStringLiteral("xdotool"),
+             {QStringLiteral("windowmove"), QStringLiteral("--sync"), QString::fromLatin1(window),
+              QStringLiteral("120"), QStringLiteral("90")});
+    const QString down = QStringLiteral("Down");
+    const QString enter = QStringLiteral("Return");
+    const QString view = QStringLiteral("alt+v");
+    // Another order of the columns, a further one, all as wide as their content, and sorted downwards.
+    const QPoint firstHeader(60, 32);
+    const QImage usual = pictureOf(window);
+    drag(window, firstHeader + QPoint(220, 0), firstHeader + QPoint(100, 0));
+    const QImage moved = pictureOf(window);
+    QVERIFY(moved != usual);
+    QVERIFY(change({view, QStringLiteral("c"), down, down, down, enter}));
+    QVERIFY(change({view, QStringLiteral("r")}));
+    const QImage ascending = pictureOf(window);
+    drag(window, firstHeader, firstHeader);
+    QVERIFY(pictureOf(window) != ascending);
+    // No status bar, large icons, a bigger font, another language.
+    QVERIFY(change({view, down, down, down, enter}));
+    QVERIFY(change({view, down, down, QStringLiteral("Right"), down, enter}));
+    press(window, {view, QStringLiteral("f")});
+    const auto fontDialog = [] {
+        return outputOf(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                                    QStringLiteral("--name"), QStringLiteral("Font")});
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(!fontDialog().isEmpty(), startTimeout);
+    press(fontDialog(), {QStringLiteral("alt+s"), QStringLiteral("1"), QStringLiteral("4"), enter});
+    QTRY_VERIFY_WITH_TIMEOUT(fontDialog().isEmpty(), startTimeout);
+    QVERIFY(change({QStringLiteral("alt+s"), QStringLiteral("l"), enter}));
+    const QImage left = pictureOf(window);
+    const QByteArray place = geometryOf(window);
+    QUIT(first, window);
+
+    QProcess second;
+    start(second, options);
+    QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(second)).isEmpty(), startTimeout);
+    const QImage restored = pictureOf(window);
+    QVERIFY(left.save(file(QStringLiteral("left.png"))));
+    QVERIFY2(restored == left, "the window looks different after the start");
+    QCOMPARE(geometryOf(window), place);
+    QVERIFY(left != fresh);
+    QUIT(second, window);
 }
 
 QTEST_GUILESS_MAIN(TestProgram)
