@@ -2,6 +2,7 @@
 
 #include <QDebug>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
@@ -17,7 +18,8 @@ const QLatin1String devicesKey("devices");
 QJsonArray read(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    // Opening a pipe would wait for somebody to write into it.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
         return {};
     }
     const QByteArray content = file.read(maximumSize + 1);
