@@ -57,6 +57,11 @@ QStringList usualLookBut(const QStringList &other)
     return look;
 }
 
+QString textOf(const QRect &rect)
+{
+    return QStringLiteral("%1x%2 at %3, %4").arg(rect.width()).arg(rect.height()).arg(rect.x()).arg(rect.y());
+}
+
 /// A big-endian number.
 QByteArray number(quint32 value)
 {
@@ -164,7 +169,7 @@ void TestHostileSettings::use()
     m_bench->trigger("actionResize_columns");
     QVERIFY(m_bench->window().isVisible());
     const QRect visible = m_bench->list().visualItemRect(m_bench->row(mac));
-    QVERIFY2(visible.intersects(m_bench->list().viewport()->rect()), QTest::toString(visible));
+    QVERIFY2(visible.intersects(m_bench->list().viewport()->rect()), qPrintable(textOf(visible)));
     QVERIFY2(m_sinceStart.elapsed() < longestStart, qPrintable(QString::number(m_sinceStart.elapsed())));
 }
 
@@ -422,7 +427,7 @@ void TestHostileSettings::ignoresBytesThatAreNoLook_data()
         row("one byte", QByteArray(1, '\0'));
         row("zeros", QByteArray(10000, '\0'));
         row("ones", QByteArray(10000, '\xff'));
-        row("big", QByteArray(100000, '\x7f'));
+        row("big", QByteArray(100000, 'x'));
         row("a marker", number(0xff) + number(0));
         row("a marker and big lengths", number(0xff) + number(0) + QByteArray(400, '\x7f'));
         row("a marker and lengths", number(0xff) + number(0) + number(1).repeated(400));
@@ -577,8 +582,9 @@ void TestHostileSettings::staysOnTheScreen()
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
     const QRect window = m_bench->window().geometry();
     const QRect inSight = window.intersected(screen);
-    QVERIFY2(inSight.width() > 60 && inSight.height() > 60, QTest::toString(window));
-    QVERIFY2(window.width() <= screen.width() && window.height() <= screen.height(), QTest::toString(window));
+    QVERIFY2(inSight.width() > 60 && inSight.height() > 60, qPrintable(textOf(window)));
+    QVERIFY2(window.width() <= screen.width() && window.height() <= screen.height(),
+             qPrintable(textOf(window)));
 }
 
 void TestHostileSettings::readsOnlyPatternsThatAreThere_data()
