@@ -28,6 +28,7 @@ constexpr int devices = 10000;
 constexpr double filterBound = 150.0; // milliseconds
 constexpr double resizeBound = 300.0; // milliseconds
 constexpr double sortBound = 500.0;   // milliseconds
+constexpr double removeBound = 500.0; // milliseconds
 constexpr double typingBound = 30.0;  // milliseconds
 constexpr double stallBound = 100.0;  // milliseconds
 /// In which the list paints and sorts what came before.
@@ -149,6 +150,12 @@ void listWork(FleetWindow::View view)
                      .arg(stall.longestWork, 0, 'f', 1)
                      .arg(stall.work, 0, 'f', 0)
                      .arg(stall.wallTime, 0, 'f', 0));
+
+    window.hearFleet(false);
+    user.list().selectAll();
+    compare(
+        QStringLiteral("remove all rows"), removeBound, user, [&] { user.trigger("actionRemove"); }, plain,
+        [&] { plain.list().clear(); });
 }
 
 } // namespace cases

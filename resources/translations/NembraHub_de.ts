@@ -136,7 +136,7 @@
     </message>
     <message>
         <source>Search</source>
-        <translation>Suchen</translation>
+        <translation>Durchsuchen</translation>
     </message>
 </context>
 <context>
@@ -435,7 +435,7 @@
     </message>
     <message>
         <source>Download history of sensor data for the selected devices</source>
-        <translation>Die Historie der Sensordaten der ausgewählten Geräte herunterladen</translation>
+        <translation>Die Historie der Messdaten der ausgewählten Geräte herunterladen</translation>
     </message>
     <message>
         <source>&amp;Reset to defaults</source>
@@ -593,7 +593,7 @@
     <name>main</name>
     <message>
         <source>Configfile.</source>
-        <translation>Konfigurationsdatei.</translation>
+        <translation>Einstellungsdatei.</translation>
     </message>
     <message>
         <source>directory</source>

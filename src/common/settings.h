@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVariant>
 
+#include <type_traits>
+
 /// The one settings store of the program and the table of everything that stands in it.
 /// GUI thread only.
 namespace settings {
@@ -18,8 +20,12 @@ struct Key
     T fallback;
 };
 
-/// A setting without a useful value of its own until it is stored.
-using BytesKey = Key<const char *>;
+/// A setting of a toolkit's own form, empty until it is stored.
+struct BytesKey
+{
+    const char *group;
+    const char *name;
+};
 
 inline constexpr Key<int> scanPort{"Scan", "Port", 9806};
 inline constexpr Key<int> scanHttpPort{"Scan", "HTTPPort", 80};
@@ -33,10 +39,10 @@ inline constexpr Key<bool> preferExtended{nullptr, "PreferExtended", false};
 /// "en", "de" or the code of any further translation file; empty until the first start.
 inline constexpr Key<const char *> language{nullptr, "Language", ""};
 
-inline constexpr BytesKey windowGeometry{"MainWindow", "Geometry", ""};
-inline constexpr BytesKey windowState{"MainWindow", "WindowState", ""};
-inline constexpr BytesKey tableHeader{"MainWindow", "tableHeader", ""};
-inline constexpr BytesKey tableHeaderState{"MainWindow", "tableHeaderState", ""};
+inline constexpr BytesKey windowGeometry{"MainWindow", "Geometry"};
+inline constexpr BytesKey windowState{"MainWindow", "WindowState"};
+inline constexpr BytesKey tableHeader{"MainWindow", "tableHeader"};
+inline constexpr BytesKey tableHeaderState{"MainWindow", "tableHeaderState"};
 inline constexpr Key<int> sortColumn{"MainWindow", "SortColumn", 0};
 /// A Qt::SortOrder.
 inline constexpr Key<int> sortDescending{"MainWindow", "SortDescending", 0};
@@ -61,8 +67,8 @@ void open(const QString &file);
 QSettings &store();
 
 /// The path of a setting in the store.
-template <typename T>
-QString path(const Key<T> &key)
+template <typename AnyKey>
+QString path(const AnyKey &key)
 {
     const QString name = QLatin1String(key.name);
     return key.group ? QLatin1String(key.group) + QLatin1Char('/') + name : name;
@@ -83,10 +89,19 @@ inline QByteArray bytes(const BytesKey &key)
     return store().value(path(key)).toByteArray();
 }
 
-template <typename T, typename V>
-void setValue(const Key<T> &key, const V &value)
+/// What is stored has the type of the key, whatever the value is given as.
+template <typename T>
+void setValue(const Key<T> &key, std::common_type_t<T> value)
 {
     store().setValue(path(key), QVariant::fromValue(value));
+}
+inline void setValue(const Key<const char *> &key, const QString &value)
+{
+    store().setValue(path(key), value);
+}
+inline void setValue(const BytesKey &key, const QByteArray &value)
+{
+    store().setValue(path(key), value);
 }
 
 } // namespace settings

@@ -126,10 +126,15 @@ void Device::writeJson(QJsonObject &object) const
     object.insert(lastSeenKey, m_lastSeen.toString(Qt::ISODate));
 }
 
+QString Device::storedMac(const QJsonObject &object)
+{
+    return object.value(macKey).toString();
+}
+
 void Device::readJson(const QJsonObject &object)
 {
     m_record.setHostname(object.value(hostnameKey).toString());
-    m_record.setMacText(object.value(macKey).toString());
+    m_record.setMacText(storedMac(object));
     m_firstSeen = QDateTime::fromString(object.value(firstSeenKey).toString(), Qt::ISODate);
     m_lastSeen = QDateTime::fromString(object.value(lastSeenKey).toString(), Qt::ISODate);
     m_discoveryAge = storedAge;

@@ -43,6 +43,8 @@ public:
     /// Takes over what writeJson() set; a value that is missing or of another type counts as empty. The
     /// device counts as stale, and has no address, until it answers.
     void readJson(const QJsonObject &object);
+    /// The MAC text that writeJson() set, as it stands there.
+    static QString storedMac(const QJsonObject &object);
     /// Asks the device for its readings. While a request is out nothing is sent; one that has been out for
     /// too long is given up, and the next call asks again.
     void updateInfo();

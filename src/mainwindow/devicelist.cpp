@@ -58,6 +58,25 @@ void DeviceList::addRow(QTreeWidgetItem *row)
     addTopLevelItem(row);
 }
 
+void DeviceList::removeRows(const QSet<QTreeWidgetItem *> &rows)
+{
+    // With a current or selected row among them the list would look for the next one, and lay itself out, row
+    // by row.
+    const int current = currentIndex().row();
+    setCurrentIndex(QModelIndex());
+    clearSelection();
+    for (int i = topLevelItemCount() - 1; i >= 0; --i) {
+        if (rows.contains(topLevelItem(i))) {
+            delete takeTopLevelItem(i);
+        }
+    }
+    if (current >= 0 && topLevelItemCount() > 0) {
+        // Where the keyboard goes on.
+        setCurrentItem(topLevelItem(std::min(current, topLevelItemCount() - 1)), 0,
+                       QItemSelectionModel::NoUpdate);
+    }
+}
+
 void DeviceList::pauseSorting()
 {
     if (!isSortingEnabled()) {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <QSet>
 #include <QTimer>
 #include <QTreeWidget>
 
-/// The list of devices, made for thousands of rows that change by themselves. Painting it, or sorting it
-/// anew, costs about as much as handling a hundred answers, so both are done a few times a second while
-/// answers come in, and not for each of them. What the user does in a list that is at rest shows at once.
+/// The list of devices, made for thousands of rows that change by themselves. Painting it costs about as much
+/// as handling a hundred answers, and so does finding the places of new rows; so both are done a few times a
+/// second while answers come in, and not for each of them. What the user does in a list that is at rest shows
+/// at once.
 class DeviceList final : public QTreeWidget
 {
     Q_OBJECT
@@ -13,6 +15,8 @@ class DeviceList final : public QTreeWidget
 public:
     explicit DeviceList(QWidget *parent = nullptr);
 
+    /// Removes these rows and deletes them.
+    void removeRows(const QSet<QTreeWidgetItem *> &rows);
     /// Adds a row and takes it over; its place among the others follows within a tenth of a second.
     void addRow(QTreeWidgetItem *row);
 

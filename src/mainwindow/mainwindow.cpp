@@ -78,9 +78,12 @@ void MainWindow::setUpSelection()
     delete ui->devList->selectionModel();
     auto *const model = new SelectionModelNoDeselect(ui->devList->model(), this);
     ui->devList->setSelectionModel(model);
-    connect(model, &QItemSelectionModel::selectionChanged, this, &MainWindow::recountSelection);
     connect(model, &QItemSelectionModel::selectionChanged, this,
-            &MainWindow::on_devList_itemSelectionChanged);
+            [this](const QItemSelection &selected, const QItemSelection &deselected) {
+                recountSelection(selected, deselected);
+                // The list has called it already, but with the counts of before.
+                on_devList_itemSelectionChanged();
+            });
 }
 
 void MainWindow::setUpDiscovery()
@@ -109,7 +112,7 @@ void MainWindow::loadDevices()
     const int count = std::min(devices.size(), maximumDevices);
     for (int i = 0; i < count; ++i) {
         const QJsonObject device = devices.at(i).toObject();
-        findOrCreateItem(device.value(QLatin1String("mac")).toString())->device().readJson(device);
+        findOrCreateItem(Device::storedMac(device))->device().readJson(device);
     }
 }
 
@@ -154,7 +157,10 @@ void MainWindow::onDevice(const DiscoveryDevice &discoveryDevice)
 {
     const QString mac = discoveryDevice.macText();
     if (m_deviceItems.size() >= maximumDevices && !m_deviceItems.contains(mac)) {
-        qDebug() << "Too many devices, ignored:" << mac;
+        if (!m_refusedDevices) {
+            qDebug() << "Too many devices, ignored from here on:" << mac;
+            m_refusedDevices = true;
+        }
         return;
     }
     Device &device = findOrCreateItem(mac)->device();
@@ -260,15 +266,14 @@ bool MainWindow::selectedDevices(QList<Device *> &out, bool needAddress, bool ne
 void MainWindow::on_actionRemove_triggered()
 {
     const QList<DeviceItem *> items = selectedItems();
-    const QSet<DeviceItem *> removed(items.begin(), items.end());
+    const QSet<QTreeWidgetItem *> removed(items.begin(), items.end());
     for (auto known = m_deviceItems.begin(); known != m_deviceItems.end();) {
         known = removed.contains(*known) ? m_deviceItems.erase(known) : std::next(known);
     }
-    for (DeviceItem *const item : items) {
+    for (const DeviceItem *const item : items) {
         m_rowCounts.remove(item);
-        // Out of the list first: the selection hears of it while the row is still whole.
-        delete ui->devList->takeTopLevelItem(ui->devList->indexOfTopLevelItem(item));
     }
+    ui->devList->removeRows(removed);
     updateStatusBarAndMenu();
 }
 

@@ -44,7 +44,7 @@ public:
     /// Ends the event loop with the wish to start over with all settings cleared.
     static constexpr int resetExitCode = -1001;
 
-    // The slots in the order in which other programs know them.
+    // Whoever calls slots by their number finds them in this order.
 public slots:
     void onDevice(const DiscoveryDevice &discoveryDevice);
     void onDevListHeaderContextMenu(const QPoint &pos);
@@ -154,6 +154,8 @@ private:
     QList<QAction *> m_columnActions;
     const QString m_deviceListPath;
     QTimer m_autoUpdateTimer;
+    /// The log says once, not with each answer, that there is no room for further devices.
+    bool m_refusedDevices = false;
     /// While it is set only the devices that take part are asked for their readings.
     bool m_firmwareUpdateActive = false;
 

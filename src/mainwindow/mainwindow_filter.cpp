@@ -28,9 +28,9 @@ QVector<int> storedIndices(const QSettings &store, int size)
     const QStringList groups = store.childGroups();
     for (const QString &group : groups) {
         // They count from 1 in the store.
-        const int index = group.toInt() - 1;
-        if (index >= 0 && index < size) {
-            indices.append(index);
+        const int number = group.toInt();
+        if (number >= 1 && number <= size) {
+            indices.append(number - 1);
         }
     }
     std::sort(indices.begin(), indices.end());

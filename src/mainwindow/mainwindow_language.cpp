@@ -102,8 +102,7 @@ void MainWindow::on_actionAbout_NembraHub_triggered()
         QApplication::applicationVersion() + gap +
         tr("Copyright %1 ostrel GmbH").arg(QStringLiteral("© 2026")) + gap +
         tr("This software is licensed to you without charge. ostrel GmbH retains ownership of all copies of "
-           "the "
-           "software and reserves all rights not expressly granted to you.") +
+           "the software and reserves all rights not expressly granted to you.") +
         gap + tr("You may use the software without charge.") + gap +
         tr("You may distribute exact copies of the software to anyone.") + gap +
         tr("See the <a href=\"%1\">tutorial</a> for more information about how to use this software.")

@@ -12,8 +12,8 @@
 
 namespace {
 
-/// Milliseconds. The settings file may hold anything: no number is none too big for a timer, and none floods
-/// the network with requests.
+/// Milliseconds. The settings file may hold anything; whatever it is, the timer can take it and the network
+/// is not flooded with requests.
 int autoUpdateInterval()
 {
     constexpr double millisecondsPerSecond = 1000.0;
@@ -23,8 +23,8 @@ int autoUpdateInterval()
                                : static_cast<int>(shortest);
 }
 
-/// Pixels. The settings file may hold anything here, too; a tool bar without a size is out of reach, and one
-/// beyond the screen leaves no room for the list.
+/// Pixels. Without a size the tool bar would be out of reach, and beyond the screen's it would leave no room
+/// for the list.
 int toolBarIconSize()
 {
     constexpr int biggest = 256;

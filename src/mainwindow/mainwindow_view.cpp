@@ -17,8 +17,8 @@
 
 namespace {
 
-/// Points or pixels. More fills a screen with one letter.
-constexpr int biggestFont = 500;
+/// Points or pixels. As much as the font dialog offers.
+constexpr int biggestFont = 512;
 
 bool isReadable(const QFont &font)
 {
@@ -142,7 +142,6 @@ void MainWindow::setUpColumnActions()
     }
     if (!anyVisible) {
         m_columnActions.first()->setChecked(true);
-        ui->devList->setColumnHidden(0, false);
     }
     ui->menuVisible_columns->addActions(m_columnActions);
 }
@@ -160,9 +159,8 @@ void MainWindow::updateVisibleColumns()
         shown += show ? 1 : 0;
     }
     if (shown == 0) {
+        // By way of this slot.
         m_columnActions.first()->setChecked(true);
-        ui->devList->setColumnHidden(0, false);
-        ui->devList->resizeColumnToContents(0);
     }
 }
 

@@ -14,6 +14,7 @@ constexpr qint32 version = 0;
 
 /// Pixels of one section; no screen has more.
 constexpr qint32 biggestSection = (1 << 20) - 1;
+constexpr qint32 resizeModes = 4;
 /// Rows that are looked at to find the width of a column.
 constexpr qint32 biggestPrecision = 1000000;
 
@@ -109,7 +110,6 @@ struct Sections
 
 Sections takeSections(Reader &reader, qint32 columns)
 {
-    constexpr qint32 resizeModes = 4;
     Sections sections;
     const qint32 records = reader.take(0, columns);
     for (qint32 i = 0; i < records && reader.fits(); ++i) {
@@ -119,6 +119,23 @@ Sections takeSections(Reader &reader, qint32 columns)
         reader.take(0, resizeModes - 1);
     }
     return sections;
+}
+
+/// What came with later versions of Qt 5, one after the other: a state may end before any of them, and goes
+/// on in a way that Qt ignores if it is of a version to come.
+void takeLaterAdditions(Reader &reader)
+{
+    if (!reader.isAtTheEnd()) {
+        reader.take(-1, biggestPrecision);
+    }
+    if (!reader.isAtTheEnd()) {
+        // Whether the usual size was chosen.
+        reader.skip(1);
+    }
+    if (!reader.isAtTheEnd()) {
+        // The size of the last section before it was stretched.
+        reader.take(-1, biggestSection);
+    }
 }
 
 } // namespace
@@ -131,6 +148,7 @@ bool fitsHeader(const QByteArray &state, int columns)
     reader.take(Qt::Horizontal, Qt::Horizontal);
     reader.take(Qt::AscendingOrder, Qt::DescendingOrder);
     reader.take(-1, columns - 1);
+    // Whether the sorted column is marked.
     reader.skip(1);
     const qint32 ordered = takeVisualOrder(reader, columns);
     const qint32 hidable = takeHiddenSections(reader, columns);
@@ -144,14 +162,12 @@ bool fitsHeader(const QByteArray &state, int columns)
     reader.take(-1, biggestSection);
     reader.take(-1, biggestSection);
     reader.take(0, anyAlignment);
-    reader.take(0, 3);
+    reader.take(0, resizeModes - 1);
     const Sections sections = takeSections(reader, columns);
     reader.require(sections.length == length && sections.count == count);
     reader.require((ordered == 0 || ordered == count) && hidable <= count);
-    reader.take(-1, biggestPrecision);
-    reader.skip(1);
-    reader.take(-1, biggestSection);
-    return reader.isAtTheEnd();
+    takeLaterAdditions(reader);
+    return reader.fits();
 }
 
 bool fitsWindow(const QByteArray &state)

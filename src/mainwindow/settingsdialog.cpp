@@ -11,6 +11,8 @@ SettingsDialog::SettingsDialog(QWidget *parent)
     ui->setupUi(this);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
     ui->spinBoxDiscoveryPort->setValue(settings::value(settings::scanPort));
+    // It has the focus at first; what is typed replaces the number, as it does after a Tab.
+    ui->spinBoxDiscoveryPort->selectAll();
     ui->spinBoxHTTPPort->setValue(settings::value(settings::scanHttpPort));
     ui->spinBoxHTTPSPort->setValue(settings::value(settings::scanHttpsPort));
     ui->checkBoxAutoUpdate->setChecked(settings::value(settings::scanAutoUpdate));

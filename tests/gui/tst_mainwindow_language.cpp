@@ -645,7 +645,7 @@ void TestMainWindowLanguage::namesItsFields()
     selector.setCaption(QStringLiteral("Firmware"));
     selector.show();
     QCOMPARE(namesOfFields(selector), (QStringList{QStringLiteral("Firmware/lineEdit"),
-                                                   inGerman ? QStringLiteral("Suchen/pushButton")
+                                                   inGerman ? QStringLiteral("Durchsuchen/pushButton")
                                                             : QStringLiteral("Search/pushButton")}));
 }
 
@@ -677,7 +677,7 @@ void TestMainWindowLanguage::translatesTheFileSelector()
     QCOMPARE(button->text(), QStringLiteral("Search"));
     choose(german);
     // While it is there, too.
-    QTRY_COMPARE(button->text(), QStringLiteral("Suchen"));
+    QTRY_COMPARE(button->text(), QStringLiteral("Durchsuchen"));
 }
 
 void TestMainWindowLanguage::tellsAboutItself_data()
