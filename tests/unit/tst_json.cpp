@@ -61,7 +61,7 @@ void TestJson::takesTheLastOfEqualNames_data()
 void TestJson::takesTheLastOfEqualNames()
 {
     QFETCH(QByteArray, first);
-    const auto value = json::parse("{\"name\": " + first + ", \"name\": " + first + ", \"name\": \"last\"}");
+    const auto value = json::parse(R"({"name": )" + first + R"(, "name": )" + first + R"(, "name": "last"})");
     QVERIFY(value);
     QCOMPARE(value->toObject(), (QJsonObject{{QStringLiteral("name"), QStringLiteral("last")}}));
 }
@@ -96,7 +96,7 @@ void TestJson::refuses_data()
     QTest::newRow("not a number") << QByteArray("[NaN]");
     QTest::newRow("a number beyond all") << QByteArray("[1e999]");
     QTest::newRow("invalid UTF-8") << QByteArray("[\"\xff\"]");
-    QTest::newRow("half a surrogate pair") << QByteArray("[\"\\ud800\"]");
+    QTest::newRow("half a surrogate pair") << QByteArray(R"(["\ud800"])");
     QTest::newRow("a zero byte") << QByteArray("[1]\0", 4);
 }
 
