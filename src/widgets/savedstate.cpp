@@ -1,4 +1,4 @@
-#include "mainwindow/savedstate.h"
+#include "widgets/savedstate.h"
 
 #include <QByteArray>
 #include <QDataStream>
