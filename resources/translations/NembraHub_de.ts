@@ -191,7 +191,7 @@
     </message>
     <message>
         <source>History start</source>
-        <translation>Aufzeichnung seit</translation>
+        <translation>Beginn der Historie</translation>
     </message>
     <message>
         <source>Status</source>
