@@ -34,7 +34,9 @@ OutputFile::OutputFile(const QString &directory, const OutputName &name)
 OutputFile::~OutputFile()
 {
     if (m_file.isOpen()) {
-        m_file.remove();
+        m_file.close();
+        // By its name: the object itself removes nothing once its last bytes couldn't be written.
+        QFile::remove(m_file.fileName());
     }
 }
 
