@@ -28,6 +28,8 @@ public:
     }
 
     bool isSequential() const override { return true; }
+    /// Called by the client when it would send once more; the inherited one complains in the log.
+    bool reset() override { return false; }
     qint64 bytesAvailable() const override
     {
         return m_content.size() - m_position + QIODevice::bytesAvailable();
