@@ -198,12 +198,14 @@ void Device::on_LoginFinished()
     }
     qDebug().noquote() << "on_LoginFinished " << http::status(reply) << http::redirectTarget(reply);
     takeCookies(reply);
-    const bool successful = !m_sidCookie.name().isEmpty();
-    emit loginResult(successful, successful ? QString() : tr("Wrong login"));
     reply->deleteLater();
+    // Before anybody hears of it: who asks for information at once must not find a request that is out, and
+    // after a long wait give up a login that has just succeeded.
     if (reply == m_pendingReply) {
         m_pendingReply = nullptr;
     }
+    const bool successful = !m_sidCookie.name().isEmpty();
+    emit loginResult(successful, successful ? QString() : tr("Wrong login"));
     // What the session may do is in the device's information, also after a login that went wrong.
     updateInfo();
 }
