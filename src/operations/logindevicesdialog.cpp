@@ -125,6 +125,8 @@ void LoginDevicesDialog::onDeviceData()
 void LoginDevicesDialog::goOn()
 {
     ++m_current;
+    // What the next device reports meanwhile is no answer to a login of its own.
+    m_loginOk = false;
     ui->labelError->clear();
     if (!currentDevice()) {
         accept();

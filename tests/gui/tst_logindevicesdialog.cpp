@@ -103,6 +103,9 @@ private slots:
     void leavesTheDevicesAlone();
     void ignoresOtherDevices();
     void ignoresReadingsWhileItAsks();
+    void asksForTheNextDeviceWhateverItReports_data();
+    void asksForTheNextDeviceWhateverItReports();
+    void logsInToTheNextDeviceWhileAQueryIsOut();
     void startsOverALoginThatWasLeft();
     void logsWhatHappensWithoutThePassword();
 
@@ -874,6 +877,54 @@ void TestLoginDevicesDialog::ignoresReadingsWhileItAsks()
     QCOMPARE(state(), asking);
     QCOMPARE(hostname(), QStringLiteral("lab-1"));
     QCOMPARE(m_finished->count(), 0);
+}
+
+void TestLoginDevicesDialog::asksForTheNextDeviceWhateverItReports_data()
+{
+    QTest::addColumn<int>("required");
+    QTest::newRow("what everybody may") << 0;
+    QTest::newRow("what a visitor may not") << 3;
+}
+
+void TestLoginDevicesDialog::asksForTheNextDeviceWhateverItReports()
+{
+    QFETCH(int, required);
+    start(2);
+    open(required);
+    fillIn(QStringLiteral("admin"), QStringLiteral("admin"));
+    pressKey(Qt::Key_Return);
+    QTRY_COMPARE_WITH_TIMEOUT(hostname(), QStringLiteral("lab-2 (2/2)"), patience);
+    // A refresh comes along while the user types.
+    refresh(1);
+    QCOMPARE(state(), asking);
+    QCOMPARE(hostname(), QStringLiteral("lab-2 (2/2)"));
+    QCOMPARE(loginCount(1), std::size_t(0));
+    pressKey(Qt::Key_Return);
+    pressKey(Qt::Key_Return);
+    QTRY_COMPARE_WITH_TIMEOUT(state(), QStringLiteral("done: 1"), patience);
+    QCOMPARE(loginCount(1), std::size_t(1));
+}
+
+void TestLoginDevicesDialog::logsInToTheNextDeviceWhileAQueryIsOut()
+{
+    start(3);
+    refresh(1);
+    open(0);
+    fillIn(QStringLiteral("admin"), QStringLiteral("admin"));
+    pressKey(Qt::Key_Return);
+    QTRY_COMPARE_WITH_TIMEOUT(hostname(), QStringLiteral("lab-2 (2/3)"), patience);
+    const std::size_t requests = m_fleet->requests(1).size();
+    m_fleet->addFault(1, Fault::hang().onPath("admin/proctpl.cgi").times(1));
+    device(1).updateInfo();
+    QTRY_COMPARE_WITH_TIMEOUT(m_fleet->requests(1).size(), requests + 1, patience);
+    // The end of the query is no answer to the login.
+    pressKey(Qt::Key_Return);
+    pressKey(Qt::Key_Return);
+    QCOMPARE(hostname(), QStringLiteral("lab-2 (2/3)"));
+    QCOMPARE(state(), waiting);
+    QTRY_COMPARE_WITH_TIMEOUT(hostname(), QStringLiteral("lab-3 (3/3)"), patience);
+    QCOMPARE(state(), asking);
+    QCOMPARE(device(1).loginGroup(), 3);
 }
 
 void TestLoginDevicesDialog::startsOverALoginThatWasLeft()
