@@ -130,7 +130,8 @@ bool fitsHeader(const QByteArray &state, int columns)
     Reader reader(state);
     reader.take(Qt::Horizontal, Qt::Horizontal);
     reader.take(Qt::AscendingOrder, Qt::DescendingOrder);
-    reader.take(-1, columns - 1);
+    // Behind the last column where all columns came after the header.
+    reader.take(-1, columns);
     reader.skip(1);
     const qint32 ordered = takeVisualOrder(reader, columns);
     const qint32 hidable = takeHiddenSections(reader, columns);
