@@ -5,12 +5,15 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QCalendarWidget>
+#include <QComboBox>
 #include <QDialog>
 #include <QDir>
 #include <QNetworkAccessManager>
 #include <QPalette>
 #include <QPointer>
 #include <QRegularExpression>
+#include <QSpinBox>
 #include <QTableWidget>
 #include <QtTest>
 
@@ -246,6 +249,31 @@ bool DialogUser::awaitEnd() const
         qWarning() << "still at work:" << statuses();
     }
     return ended;
+}
+
+const QString allHistoryInputs =
+    QStringLiteral("pushButtonLoad pushButtonClose fileSelectorOutput calendarWidgetStart calendarWidgetEnd "
+                   "spinBoxStepSize comboBoxStepUnit");
+
+QString enabledHistoryInputs(const DialogUser &user)
+{
+    QStringList names;
+    const QString all = allHistoryInputs + QLatin1String(" pushButtonCancel");
+    const QStringList candidates = all.split(QLatin1Char(' '));
+    for (const QString &name : candidates) {
+        if (user.dialog().findChild<QWidget *>(name)->isEnabled()) {
+            names += name;
+        }
+    }
+    return names.join(QLatin1Char(' '));
+}
+
+void chooseHistory(const DialogUser &user, const QDate &first, const QDate &last, int step, int unit)
+{
+    user.find<QCalendarWidget>("calendarWidgetStart").setSelectedDate(first);
+    user.find<QCalendarWidget>("calendarWidgetEnd").setSelectedDate(last);
+    user.find<QSpinBox>("spinBoxStepSize").setValue(step);
+    user.find<QComboBox>("comboBoxStepUnit").setCurrentIndex(unit);
 }
 
 bool withDialog(const std::function<void()> &open, const std::function<void(DialogUser &)> &use)

@@ -102,6 +102,13 @@ private:
     QMetaObject::Connection m_connection;
 };
 
+/// The object names of everything in the history dialog that can be changed or pressed before a run.
+extern const QString allHistoryInputs;
+/// Those that can be now, in the same order, and pushButtonCancel at the end.
+QString enabledHistoryInputs(const DialogUser &user);
+/// Chooses days and step in the history dialog. `unit`: 0 for minutes, 1 for hours.
+void chooseHistory(const DialogUser &user, const QDate &first, const QDate &last, int step, int unit);
+
 /// Calls `open`, which is to open a modal dialog and to return when it is closed. `use` is called once the
 /// dialog is there; where that leaves it open it is closed. Tells whether there was a dialog.
 bool withDialog(const std::function<void()> &open, const std::function<void(DialogUser &)> &use);
