@@ -289,7 +289,8 @@ void TestLoginDevicesDialog::looksAsDesigned()
     QCOMPARE(buttons->indexOf(find<QPushButton>("pushButtonOK")), 1);
     QCOMPARE(find<QPushButton>("pushButtonCancel")->text(), QStringLiteral("Cancel"));
     QCOMPARE(find<QPushButton>("pushButtonOK")->text(), QStringLiteral("OK"));
-    for (const QPushButton *const button : m_dialog->findChildren<QPushButton *>()) {
+    const QList<QPushButton *> allButtons = m_dialog->findChildren<QPushButton *>();
+    for (const QPushButton *const button : allButtons) {
         QVERIFY(!button->autoDefault());
         QVERIFY(!button->isDefault());
     }
@@ -600,15 +601,16 @@ void TestLoginDevicesDialog::asksAgainAfterAProblemOfTheNetwork()
     start(1);
     m_fleet->addFault(0, Fault::closeWithoutAnswer().onPath("login.cgi").times(1));
     open(3);
-    QStringList results;
+    // What it showed at each result.
+    const auto shown = std::make_shared<QStringList>();
     connect(&device(0), &Device::loginResult, this,
-            [this, &results](bool, const QString &) { results += find<QLabel>("labelError")->text(); });
+            [this, shown](bool, const QString &) { *shown += find<QLabel>("labelError")->text(); });
     fillIn(QStringLiteral("admin"), QStringLiteral("admin"));
     pressKey(Qt::Key_Return);
-    QTRY_COMPARE_WITH_TIMEOUT(results.size(), 2, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(shown->size(), 2, patience);
     disconnect(&device(0), &Device::loginResult, this, nullptr);
-    QVERIFY2(results.constFirst().startsWith(QLatin1String("Network Problem: ")),
-             qPrintable(results.constFirst()));
+    QVERIFY2(shown->constFirst().startsWith(QLatin1String("Network Problem: ")),
+             qPrintable(shown->constFirst()));
     QCOMPARE(state(), wrongLogin);
     QCOMPARE(focused(), QLatin1String(passwordField));
     QCOMPARE(find<QLineEdit>(passwordField)->selectedText().size(), 5);

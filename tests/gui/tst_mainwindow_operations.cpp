@@ -636,8 +636,10 @@ void TestMainWindowOperations::savesConfigurations_data()
     QTest::addColumn<QByteArray>("launcher");
     QTest::addColumn<QString>("account");
     QTest::addColumn<bool>("passwords");
-    QTest::newRow("without passwords") << QByteArray("actionSave_Configs") << service << false;
-    QTest::newRow("with passwords") << QByteArray("actionSave_with_passwords") << admin << true;
+    QTest::addColumn<bool>("https");
+    QTest::newRow("without passwords") << QByteArray("actionSave_Configs") << service << false << false;
+    QTest::newRow("with passwords") << QByteArray("actionSave_with_passwords") << admin << true << false;
+    QTest::newRow("over HTTPS") << QByteArray("actionSave_with_passwords") << admin << true << true;
 }
 
 void TestMainWindowOperations::savesConfigurations()
@@ -645,7 +647,10 @@ void TestMainWindowOperations::savesConfigurations()
     QFETCH(QByteArray, launcher);
     QFETCH(QString, account);
     QFETCH(bool, passwords);
-    begin(3);
+    QFETCH(bool, https);
+    simulator::DeviceOptions options;
+    options.redirectToHttps = https;
+    begin(3, options);
     logInTo(0, account);
     logInTo(2, account);
     select({0, 2});
@@ -682,6 +687,8 @@ void TestMainWindowOperations::savesConfigurations()
         QCOMPARE(content == plain, !passwords);
         const auto sent = m_fleet->requests(i, "tpl/document.cgi");
         QCOMPARE(sent.size(), std::size_t(1));
+        QCOMPARE(sent.front().https, https);
+        QCOMPARE(m_fleet->requests(i, "login.cgi").front().https, https);
         QCOMPARE(sent.front().method, std::string("GET"));
         QCOMPARE(sent.front().target,
                  passwords ? std::string("/tpl/document.cgi?tpl/j/config.tpl&incl_passwords=on")

@@ -617,7 +617,7 @@ void TestProgram::writesThePasswordNowhere()
         everything += written.next().toUtf8() + contentOf(written.filePath());
     }
     for (const char *const proof :
-         {"on_LoginFinished", "Save config", "LastUploadConfigFile=", "\"hostname\": \"lab-", "boss=3"}) {
+         {"on_LoginFinished", "Save config", "LastUploadConfigFile=", R"("hostname": "lab-)", "boss=3"}) {
         QVERIFY2(everything.contains(proof), proof);
     }
     for (const QByteArray &trace : {secret.toUtf8(), encoded, encoded.toLower(), QByteArray("s3cret"),
