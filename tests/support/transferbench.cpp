@@ -4,6 +4,7 @@
 #include "devicerow.h"
 
 #include <QAbstractButton>
+#include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QCalendarWidget>
 #include <QComboBox>
@@ -286,6 +287,8 @@ bool withDialog(const std::function<void()> &open, const std::function<void(Dial
         if (!dialog) {
             return;
         }
+        // What waits behind this very call is else left alone as long as nothing new comes.
+        QAbstractEventDispatcher::instance()->wakeUp();
         {
             DialogUser user(*dialog);
             use(user);
