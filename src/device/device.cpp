@@ -29,6 +29,9 @@ constexpr int httpOk = 200;
 constexpr int httpSeeOther = 303;
 constexpr int httpForbidden = 403;
 
+/// What may wait in memory of a page that nobody reads, bytes.
+constexpr qint64 loginBufferSize = 1024LL * 1024;
+
 /// Of a device that was read from the device list file: no longer recent, not yet lost.
 constexpr int storedAge = 2;
 
@@ -175,7 +178,10 @@ void Device::login(const QString &user, const QString &password)
     m_requestTimer.start();
     connect(reply, &QNetworkReply::finished, this, &Device::on_LoginFinished);
     connect(reply, &QNetworkReply::errorOccurred, this, &Device::on_LoginError);
-    // The page that comes with the answer tells nothing, and must not pile up.
+    // The page that comes with the answer tells nothing, and must not pile up, not even while this thread has
+    // no time for it. The client hears of the limit only after it has begun, which it does later.
+    QMetaObject::invokeMethod(
+        reply, [reply] { reply->setReadBufferSize(loginBufferSize); }, Qt::QueuedConnection);
     connect(reply, &QNetworkReply::readyRead, reply, [reply] { reply->readAll(); });
 }
 
