@@ -63,7 +63,7 @@ QByteArray OutputFile::head(qint64 maximum)
     if (!m_file.isOpen() || !m_file.seek(0)) {
         return {};
     }
-    const QByteArray bytes = m_file.read(maximum);
+    QByteArray bytes = m_file.read(maximum);
     m_good = m_file.seek(m_file.size()) && m_good;
     return bytes;
 }

@@ -384,7 +384,7 @@ DarkPalette::~DarkPalette()
 int contrast(const QTableWidget &table, int row, int column)
 {
     const QTableWidgetItem &item = *table.item(row, column);
-    const QPalette palette = table.palette();
+    const QPalette &palette = table.palette();
     const QColor ground =
         item.data(Qt::BackgroundRole).isValid() ? item.background().color() : palette.color(QPalette::Base);
     const QColor text =
