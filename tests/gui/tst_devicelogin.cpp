@@ -31,6 +31,13 @@ constexpr int statusColumn = 21;
 constexpr int loginUserColumn = 22;
 constexpr int accessRightsColumn = 23;
 
+/// Kibibytes by which the process may grow while an answer without end is thrown away.
+#ifdef __SANITIZE_ADDRESS__
+constexpr qint64 mostGrowth = 400LL * 1024; // What is freed is kept for a while.
+#else
+constexpr qint64 mostGrowth = 30LL * 1024;
+#endif
+
 const QString admin = QStringLiteral("admin");
 const QString wrongLogin = QStringLiteral("no: Wrong login");
 const QString loggedIn = QStringLiteral("yes: ");
@@ -750,7 +757,7 @@ void TestDeviceLogin::isNotFilledByAnAnswerWithoutEnd()
     device().login(admin, admin);
     QTRY_VERIFY_WITH_TIMEOUT(receivedBytes() > received + (60LL << 20), longPatience);
     const qint64 growth = residentMemory() - before;
-    QVERIFY2(growth < 30LL * 1024, qPrintable(QString::number(growth) + QLatin1String(" KiB")));
+    QVERIFY2(growth < mostGrowth, qPrintable(QString::number(growth) + QLatin1String(" KiB")));
     QCOMPARE(m_results->all(), QStringList());
     QVERIFY(device().sidCookie().name().isEmpty());
 
@@ -1203,7 +1210,7 @@ void TestDeviceLogin::leavesItsLoginBehind()
     const qint64 before = residentMemory();
     QTRY_VERIFY_WITH_TIMEOUT(receivedBytes() >= received + megabytes * (1LL << 20), longPatience);
     const qint64 growth = residentMemory() - before;
-    QVERIFY2(growth < 30LL * 1024, qPrintable(QString::number(growth) + QLatin1String(" KiB")));
+    QVERIFY2(growth < mostGrowth, qPrintable(QString::number(growth) + QLatin1String(" KiB")));
     // The device hangs up.
     m_fleet->stop();
     QTRY_VERIFY_WITH_TIMEOUT(manager.isNull(), longPatience);

@@ -16,6 +16,8 @@ using dialogstep::in;
 
 namespace {
 
+// A step that meets another dialog than it is for leaves it, so that the test fails and doesn't crash.
+
 /// How often it is looked whether a dialog has come up, and how long one may stay.
 constexpr std::chrono::milliseconds lookInterval = 5ms;
 constexpr std::chrono::milliseconds longestDialog = 30s;
@@ -103,6 +105,10 @@ DialogSeries::Step logIn(const QString &user, const QString &password, QStringLi
 {
     return [=](QWidget *dialog) {
         auto *const ok = in<QPushButton>(dialog, "pushButtonOK");
+        if (!ok) {
+            cancel(dialog);
+            return;
+        }
         if (!ok->isEnabled()) {
             return;
         }
@@ -129,7 +135,12 @@ DialogSeries::Step logInInVain(const QString &user, const QString &password, con
 DialogSeries::Step choose(const QString &path)
 {
     return [path](QWidget *dialog) {
-        in<QLineEdit>(dialog, "fileNameEdit")->setText(path);
+        auto *const fileName = in<QLineEdit>(dialog, "fileNameEdit");
+        if (!fileName) {
+            cancel(dialog);
+            return;
+        }
+        fileName->setText(path);
         // Public for any dialog, though not for this one.
         qobject_cast<QDialog *>(dialog)->accept();
     };
@@ -137,13 +148,23 @@ DialogSeries::Step choose(const QString &path)
 
 DialogSeries::Step answer(QMessageBox::StandardButton button)
 {
-    return [button](QWidget *dialog) { qobject_cast<QMessageBox *>(dialog)->button(button)->click(); };
+    return [button](QWidget *dialog) {
+        if (const auto *const box = qobject_cast<QMessageBox *>(dialog)) {
+            box->button(button)->click();
+        } else {
+            cancel(dialog);
+        }
+    };
 }
 
 DialogSeries::Step closeAtTheEnd(QStringList *statuses)
 {
     return [statuses](QWidget *dialog) {
         auto *const close = in<QPushButton>(dialog, "pushButtonClose");
+        if (!close) {
+            cancel(dialog);
+            return;
+        }
         if (!close->isEnabled()) {
             return;
         }
