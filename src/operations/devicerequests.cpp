@@ -110,8 +110,12 @@ void DeviceRequests::startRequest(int index)
     m_pace.started(reply);
     connect(reply, &QNetworkReply::errorOccurred, this, [this, index] { requestFailed(index); });
     connect(reply, &QNetworkReply::readyRead, this, [this, index] { takePiece(index); });
-    connect(reply, &QNetworkReply::downloadProgress, this,
-            [this, index](qint64 bytes) { emit received(index, bytes); });
+    connect(reply, &QNetworkReply::downloadProgress, this, [this, index, reply](qint64 bytes) {
+        // It still tells of a piece whose end it was, when that piece couldn't be written.
+        if (m_rows[static_cast<std::size_t>(index)].reply == reply) {
+            emit received(index, bytes);
+        }
+    });
     connect(reply, &QNetworkReply::finished, this, [this, index] { requestFinished(index); });
 }
 

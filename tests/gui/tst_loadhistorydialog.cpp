@@ -375,6 +375,8 @@ void TestLoadHistoryDialog::tellsAFileThatCannotBeWritten()
     QFETCH(QString, directory);
     m_bench->addOpenDevice(hostName);
     m_bench->start();
+    // Late enough for progress to be told in the same breath.
+    m_bench->fleet().addFault(Fault::answerAfter(200ms));
     const QString base = m_bench->directory().chopped(3);
     run([&](DialogUser &user) {
         user.find<FileSelectorWidget>("fileSelectorOutput")
