@@ -91,6 +91,14 @@ QNetworkRequest deviceRequest(const QUrl &url)
     return request;
 }
 
+void limitReadBuffer(QNetworkReply *reply)
+{
+    constexpr qint64 readBufferSize = 1024LL * 1024;
+    // The client hears of the limit only after it has begun, which it does later.
+    QMetaObject::invokeMethod(
+        reply, [reply] { reply->setReadBufferSize(readBufferSize); }, Qt::QueuedConnection);
+}
+
 QNetworkReply *postOnce(QNetworkAccessManager *manager, QNetworkRequest request, const QByteArray &body)
 {
     request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());

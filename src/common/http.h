@@ -24,6 +24,9 @@ QString redirectTarget(const QNetworkReply *reply);
 /// was packed unasked: a few kilobytes can unpack to all of our memory.
 QNetworkRequest deviceRequest(const QUrl &url);
 
+/// Bounds what waits in memory of an answer while nobody has time to read it.
+void limitReadBuffer(QNetworkReply *reply);
+
 /// Posts a body that is on the wire once at most. An ordinary POST is silently sent again when the peer
 /// closes the connection without an answer, which a device does that restarts; here that is an error.
 QNetworkReply *postOnce(QNetworkAccessManager *manager, QNetworkRequest request, const QByteArray &body);

@@ -29,9 +29,6 @@ constexpr int httpOk = 200;
 constexpr int httpSeeOther = 303;
 constexpr int httpForbidden = 403;
 
-/// What may wait in memory of a page that nobody reads, bytes.
-constexpr qint64 loginBufferSize = 1024LL * 1024;
-
 /// Of a device that was read from the device list file: no longer recent, not yet lost.
 constexpr int storedAge = 2;
 
@@ -160,10 +157,13 @@ void Device::updateInfo()
 
 void Device::login(const QString &user, const QString &password)
 {
+    const bool useHttps = m_useHttps;
     // The end of an aborted login brings a query of its own, which is none any more either.
     while (m_pendingReply) {
         abortForLogin();
     }
+    // That a request ended so says nothing against HTTPS, and a password must not go out in the clear for it.
+    m_useHttps = useHttps;
     QNetworkRequest request = http::deviceRequest(QUrl(webInterfaceUrl() + QLatin1String("login.cgi")));
     request.setHeader(QNetworkRequest::ContentTypeHeader,
                       QByteArrayLiteral("application/x-www-form-urlencoded"));
@@ -179,9 +179,8 @@ void Device::login(const QString &user, const QString &password)
     connect(reply, &QNetworkReply::finished, this, &Device::on_LoginFinished);
     connect(reply, &QNetworkReply::errorOccurred, this, &Device::on_LoginError);
     // The page that comes with the answer tells nothing, and must not pile up, not even while this thread has
-    // no time for it. The client hears of the limit only after it has begun, which it does later.
-    QMetaObject::invokeMethod(
-        reply, [reply] { reply->setReadBufferSize(loginBufferSize); }, Qt::QueuedConnection);
+    // no time for it.
+    http::limitReadBuffer(reply);
     connect(reply, &QNetworkReply::readyRead, reply, [reply] { reply->readAll(); });
 }
 

@@ -22,8 +22,6 @@ constexpr int descriptorShares = 2;
 constexpr std::chrono::milliseconds startSlice = 8ms;
 constexpr std::chrono::milliseconds slowCheckInterval = 250ms;
 
-/// What may wait in memory before it is written, bytes.
-constexpr qint64 readBufferSize = 1024 * 1024;
 /// The most of an answer that is logged, bytes.
 constexpr qint64 longestLoggedAnswer = 1024 * 1024;
 
@@ -105,7 +103,7 @@ void DeviceRequests::startRequest(int index)
             m_operation.directory, OutputName{row.device.hostname, row.device.mac, m_operation.suffix});
     }
     QNetworkReply *const reply = m_operation.send(row.manager, row.device);
-    reply->setReadBufferSize(readBufferSize);
+    http::limitReadBuffer(reply);
     row.reply = reply;
     m_pace.started(reply);
     connect(reply, &QNetworkReply::errorOccurred, this, [this, index] { requestFailed(index); });

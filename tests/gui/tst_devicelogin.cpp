@@ -209,6 +209,7 @@ private slots:
     void followsWhatTheDeviceReports();
 
     void abortsAQueryThatIsOut();
+    void keepsToHttpsWhenItAbortsAQuery();
     void abortsAnAnswerThatNobodyUnderstood();
     void abortsALoginThatIsOut();
     void abortsALoginWhoseCookieHasArrived();
@@ -1063,6 +1064,20 @@ void TestDeviceLogin::abortsAQueryThatIsOut()
     QCOMPARE(journal(*m_fleet), QStringLiteral("proctpl.cgi login.cgi proctpl.cgi"));
     QCOMPARE(m_row->text(statusColumn), QStringLiteral("200 OK"));
     QCOMPARE(device().loginGroup(), 3);
+}
+
+void TestDeviceLogin::keepsToHttpsWhenItAbortsAQuery()
+{
+    beginWithHttps();
+    m_fleet->addFault(0, Fault::hang().onPath("admin/proctpl.cgi").times(1));
+    device().updateInfo();
+    QTRY_COMPARE_WITH_TIMEOUT(m_fleet->requests(0).size(), std::size_t(1), patience);
+
+    device().login(admin, admin);
+    QTRY_COMPARE_WITH_TIMEOUT(m_results->all(), QStringList{loggedIn}, patience);
+    const auto logins = m_fleet->requests(0, "login.cgi");
+    QCOMPARE(logins.size(), std::size_t(1));
+    QCOMPARE(logins.front().https, true);
 }
 
 void TestDeviceLogin::abortsAnAnswerThatNobodyUnderstood()
