@@ -17,6 +17,10 @@ void refreshTime(FleetWindow::View view);
 void idle(FleetWindow::View view);
 /// What it holds after many refreshes.
 void endurance(FleetWindow::View view);
+/// How long saving the configurations of many devices takes, compared with a program that does nothing else.
+void transferTime(FleetWindow::View view);
+/// What the program holds while it saves long histories.
+void transferMemory(FleetWindow::View view);
 /// What a user waits for in a long list: filtering, sorting, resizing columns.
 void listWork(FleetWindow::View view);
 /// From the start of the program to a painted list of known devices.

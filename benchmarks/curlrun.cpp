@@ -23,19 +23,42 @@ void write(const QString &path, const QByteArray &bytes)
 
 } // namespace
 
-CurlRun::CurlRun(int devices)
+CurlRun CurlRun::queries(int devices)
 {
-    const QString body = m_directory.filePath(QStringLiteral("template"));
+    CurlRun run;
+    const QString body = run.m_directory->filePath(QStringLiteral("template"));
     write(body, deviceinfo::queryTemplate());
+    run.prepare(devices, QStringLiteral("admin/proctpl.cgi"),
+                QStringLiteral("data-binary = \"@%1\"\nheader = \"Content-Type: text\"\n"
+                               "output = \"/dev/null\"\n")
+                    .arg(body));
+    return run;
+}
+
+CurlRun CurlRun::downloads(int devices, const QString &path)
+{
+    CurlRun run;
+    run.prepare(devices, path, QStringLiteral("output = \"%1/#device\"\n").arg(run.m_directory->path()));
+    return run;
+}
+
+CurlRun::CurlRun()
+    : m_directory(std::make_unique<QTemporaryDir>())
+{
+}
+
+void CurlRun::prepare(int devices, const QString &path, const QString &options)
+{
     // Options of one transfer end at the next "next", so every block names all of them.
     QString config;
     for (int i = 0; i < devices; ++i) {
-        config += QStringLiteral("%1url = \"http://%2/admin/proctpl.cgi\"\ndata-binary = \"@%3\"\n"
-                                 "header = \"Content-Type: text\"\noutput = \"/dev/null\"\nfail\n")
-                      .arg(i == 0 ? QString() : QStringLiteral("next\n"),
-                           QHostAddress(firstAddress + static_cast<quint32>(i)).toString(), body);
+        QString own = options;
+        own.replace(QLatin1String("#device"), QString::number(i));
+        config += (i == 0 ? QString() : QStringLiteral("next\n")) + QLatin1String("url = \"http://") +
+                  QHostAddress(firstAddress + static_cast<quint32>(i)).toString() + QLatin1Char('/') + path +
+                  QLatin1String("\"\n") + own + QLatin1String("fail\n");
     }
-    write(m_directory.filePath(QStringLiteral("config")), config.toUtf8());
+    write(m_directory->filePath(QStringLiteral("config")), config.toUtf8());
 }
 
 double CurlRun::run() const
@@ -50,7 +73,7 @@ double CurlRun::run() const
                {QStringLiteral("--disable"), QStringLiteral("--silent"), QStringLiteral("--noproxy"),
                 QStringLiteral("*"), QStringLiteral("--parallel"), QStringLiteral("--parallel-max"),
                 QStringLiteral("300"), QStringLiteral("--config"),
-                m_directory.filePath(QStringLiteral("config"))});
+                m_directory->filePath(QStringLiteral("config"))});
     loop.exec();
     const auto time = static_cast<double>(clock.elapsed());
     if (curl.exitStatus() != QProcess::NormalExit || curl.exitCode() != 0) {

@@ -2,16 +2,25 @@
 
 #include <QTemporaryDir>
 
-/// curl, asking every device of the fleet for its readings at once. The reference for what a refresh costs.
+#include <memory>
+
+/// The reference for everything that asks many devices: curl, which does nothing else, with 300 requests at a
+/// time.
 class CurlRun final
 {
 public:
-    explicit CurlRun(int devices);
+    /// The information query of so many devices.
+    [[nodiscard]] static CurlRun queries(int devices);
+    /// A download from each of so many devices, each into a file of its own.
+    [[nodiscard]] static CurlRun downloads(int devices, const QString &path);
 
     /// Runs the event loop until curl has ended; the milliseconds that it took. Gives up the benchmark when
     /// it fails.
     double run() const;
 
 private:
-    QTemporaryDir m_directory;
+    CurlRun();
+    void prepare(int devices, const QString &path, const QString &options);
+
+    std::unique_ptr<QTemporaryDir> m_directory;
 };

@@ -33,6 +33,8 @@ const std::map<QString, std::function<void(View)>> &knownCases()
         {QStringLiteral("endurance"), cases::endurance},
         {QStringLiteral("list-work"), cases::listWork},
         {QStringLiteral("start-time"), cases::startTime},
+        {QStringLiteral("transfer-time"), cases::transferTime},
+        {QStringLiteral("transfer-memory"), cases::transferMemory},
     };
     return known;
 }

@@ -58,7 +58,7 @@ void refreshTime(FleetWindow::View view)
     const QString journal = directory.filePath(QStringLiteral("journal"));
     const FleetProcess fleet(
         devices, {QStringLiteral("--delay"), QStringLiteral("50"), QStringLiteral("--journal"), journal});
-    const CurlRun curl(devices);
+    const CurlRun curl = CurlRun::queries(devices);
     FleetWindow window(view);
     window.hearFleet(true);
     QVector<double> ours;

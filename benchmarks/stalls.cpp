@@ -47,7 +47,7 @@ void stalls(int devices, double bound, FleetWindow::View view)
     const FleetProcess fleet(devices, {QStringLiteral("--spread"), QStringLiteral("200")});
     FleetWindow window(view);
     // The reference: the same window at rest while the machine serves as many queries of somebody else.
-    const CurlRun curl(devices);
+    const CurlRun curl = CurlRun::queries(devices);
     const Heartbeat::Result reference = measured([&] { curl.run(); });
     const auto name = [devices](const char *what) {
         return QStringLiteral("%1 devices, %2").arg(devices).arg(QLatin1String(what));

@@ -127,6 +127,14 @@
         <source>Read data / Write config</source>
         <translation>Daten lesen / Konfiguration schreiben</translation>
     </message>
+    <message>
+        <source>Wrong login</source>
+        <translation>Anmeldung falsch</translation>
+    </message>
+    <message>
+        <source>Network Problem: </source>
+        <translation>Netzwerkproblem: </translation>
+    </message>
 </context>
 <context>
     <name>FileSelectorWidget</name>
@@ -137,6 +145,120 @@
     <message>
         <source>Search</source>
         <translation>Durchsuchen</translation>
+    </message>
+</context>
+<context>
+    <name>LoadHistoryDialog</name>
+    <message>
+        <source>Dialog</source>
+        <translation>Dialog</translation>
+    </message>
+    <message>
+        <source>Save in directory</source>
+        <translation>Speichern im Verzeichnis</translation>
+    </message>
+    <message>
+        <source>Steps</source>
+        <translation>Schrittweite</translation>
+    </message>
+    <message>
+        <source>Unit of the steps</source>
+        <translation>Einheit der Schrittweite</translation>
+    </message>
+    <message>
+        <source>Minutes</source>
+        <translation>Minuten</translation>
+    </message>
+    <message>
+        <source>Hours</source>
+        <translation>Stunden</translation>
+    </message>
+    <message>
+        <source>From</source>
+        <translation>Von</translation>
+    </message>
+    <message>
+        <source>To</source>
+        <translation>Bis</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Geräte</translation>
+    </message>
+    <message>
+        <source>Hostname</source>
+        <translation>Hostname</translation>
+    </message>
+    <message>
+        <source>History start</source>
+        <translation>Beginn der Historie</translation>
+    </message>
+    <message>
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>Laden</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Downloading CSV</source>
+        <translation>CSV-Daten herunterladen</translation>
+    </message>
+    <message>
+        <source>Downloading</source>
+        <translation>Wird heruntergeladen</translation>
+    </message>
+</context>
+<context>
+    <name>LoginDevicesDialog</name>
+    <message>
+        <source>Login</source>
+        <translation>Anmeldung</translation>
+    </message>
+    <message>
+        <source>Hostname</source>
+        <translation>Hostname</translation>
+    </message>
+    <message>
+        <source>TextLabel</source>
+        <translation>TextLabel</translation>
+    </message>
+    <message>
+        <source>User</source>
+        <translation>Benutzer</translation>
+    </message>
+    <message>
+        <source>Password</source>
+        <translation>Passwort</translation>
+    </message>
+    <message>
+        <source>Show</source>
+        <translation>Anzeigen</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Waiting...</source>
+        <translation>Bitte warten …</translation>
+    </message>
+    <message>
+        <source>Missing access rights</source>
+        <translation>Fehlende Zugriffsrechte</translation>
     </message>
 </context>
 <context>
@@ -548,6 +670,89 @@
     <message>
         <source>Error writing file </source>
         <translation>Fehler beim Schreiben der Datei </translation>
+    </message>
+    <message>
+        <source>Open Directory</source>
+        <translation>Verzeichnis öffnen</translation>
+    </message>
+    <message>
+        <source>Really upload config to %1 devices?</source>
+        <translation>Die Konfiguration wirklich auf %1 Geräte übertragen?</translation>
+    </message>
+</context>
+<context>
+    <name>NetworkOperationsDialog</name>
+    <message>
+        <source>Dialog</source>
+        <translation>Dialog</translation>
+    </message>
+    <message>
+        <source>TextLabel</source>
+        <translation>TextLabel</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Geräte</translation>
+    </message>
+    <message>
+        <source>Hostname</source>
+        <translation>Hostname</translation>
+    </message>
+    <message>
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Error for HTTP-Request: </source>
+        <translation>Fehler bei der HTTP-Anfrage: </translation>
+    </message>
+    <message>
+        <source>Canceled</source>
+        <translation>Abgebrochen</translation>
+    </message>
+    <message>
+        <source>Wrong HTTP Status-Code </source>
+        <translation>Falscher HTTP-Statuscode </translation>
+    </message>
+    <message>
+        <source>Finished</source>
+        <translation>Fertig</translation>
+    </message>
+    <message>
+        <source>Error writing file</source>
+        <translation>Fehler beim Schreiben der Datei</translation>
+    </message>
+    <message>
+        <source>Downloading configs.</source>
+        <translation>Die Konfigurationen werden heruntergeladen.</translation>
+    </message>
+    <message>
+        <source>Save config</source>
+        <translation>Konfiguration speichern</translation>
+    </message>
+    <message>
+        <source>Downloading</source>
+        <translation>Wird heruntergeladen</translation>
+    </message>
+    <message>
+        <source>Uploading config.</source>
+        <translation>Die Konfiguration wird hochgeladen.</translation>
+    </message>
+    <message>
+        <source>Upload config</source>
+        <translation>Konfiguration hochladen</translation>
+    </message>
+    <message>
+        <source>Uploading</source>
+        <translation>Wird hochgeladen</translation>
     </message>
 </context>
 <context>

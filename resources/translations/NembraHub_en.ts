@@ -127,6 +127,14 @@
         <source>Read data / Write config</source>
         <translation>Read data / Write config</translation>
     </message>
+    <message>
+        <source>Wrong login</source>
+        <translation>Wrong login</translation>
+    </message>
+    <message>
+        <source>Network Problem: </source>
+        <translation>Network Problem: </translation>
+    </message>
 </context>
 <context>
     <name>FileSelectorWidget</name>
@@ -137,6 +145,120 @@
     <message>
         <source>Search</source>
         <translation>Search</translation>
+    </message>
+</context>
+<context>
+    <name>LoadHistoryDialog</name>
+    <message>
+        <source>Dialog</source>
+        <translation>Dialog</translation>
+    </message>
+    <message>
+        <source>Save in directory</source>
+        <translation>Save in directory</translation>
+    </message>
+    <message>
+        <source>Steps</source>
+        <translation>Steps</translation>
+    </message>
+    <message>
+        <source>Unit of the steps</source>
+        <translation>Unit of the steps</translation>
+    </message>
+    <message>
+        <source>Minutes</source>
+        <translation>Minutes</translation>
+    </message>
+    <message>
+        <source>Hours</source>
+        <translation>Hours</translation>
+    </message>
+    <message>
+        <source>From</source>
+        <translation>From</translation>
+    </message>
+    <message>
+        <source>To</source>
+        <translation>To</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Devices</translation>
+    </message>
+    <message>
+        <source>Hostname</source>
+        <translation>Hostname</translation>
+    </message>
+    <message>
+        <source>History start</source>
+        <translation>History start</translation>
+    </message>
+    <message>
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>Load</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>Downloading CSV</source>
+        <translation>Downloading CSV</translation>
+    </message>
+    <message>
+        <source>Downloading</source>
+        <translation>Downloading</translation>
+    </message>
+</context>
+<context>
+    <name>LoginDevicesDialog</name>
+    <message>
+        <source>Login</source>
+        <translation>Login</translation>
+    </message>
+    <message>
+        <source>Hostname</source>
+        <translation>Hostname</translation>
+    </message>
+    <message>
+        <source>TextLabel</source>
+        <translation>TextLabel</translation>
+    </message>
+    <message>
+        <source>User</source>
+        <translation>User</translation>
+    </message>
+    <message>
+        <source>Password</source>
+        <translation>Password</translation>
+    </message>
+    <message>
+        <source>Show</source>
+        <translation>Show</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Waiting...</source>
+        <translation>Waiting...</translation>
+    </message>
+    <message>
+        <source>Missing access rights</source>
+        <translation>Missing access rights</translation>
     </message>
 </context>
 <context>
@@ -548,6 +670,89 @@
     <message>
         <source>Error writing file </source>
         <translation>Error writing file </translation>
+    </message>
+    <message>
+        <source>Open Directory</source>
+        <translation>Open Directory</translation>
+    </message>
+    <message>
+        <source>Really upload config to %1 devices?</source>
+        <translation>Really upload config to %1 devices?</translation>
+    </message>
+</context>
+<context>
+    <name>NetworkOperationsDialog</name>
+    <message>
+        <source>Dialog</source>
+        <translation>Dialog</translation>
+    </message>
+    <message>
+        <source>TextLabel</source>
+        <translation>TextLabel</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Devices</translation>
+    </message>
+    <message>
+        <source>Hostname</source>
+        <translation>Hostname</translation>
+    </message>
+    <message>
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>Error for HTTP-Request: </source>
+        <translation>Error for HTTP-Request: </translation>
+    </message>
+    <message>
+        <source>Canceled</source>
+        <translation>Canceled</translation>
+    </message>
+    <message>
+        <source>Wrong HTTP Status-Code </source>
+        <translation>Wrong HTTP Status-Code </translation>
+    </message>
+    <message>
+        <source>Finished</source>
+        <translation>Finished</translation>
+    </message>
+    <message>
+        <source>Error writing file</source>
+        <translation>Error writing file</translation>
+    </message>
+    <message>
+        <source>Downloading configs.</source>
+        <translation>Downloading configs.</translation>
+    </message>
+    <message>
+        <source>Save config</source>
+        <translation>Save config</translation>
+    </message>
+    <message>
+        <source>Downloading</source>
+        <translation>Downloading</translation>
+    </message>
+    <message>
+        <source>Uploading config.</source>
+        <translation>Uploading config.</translation>
+    </message>
+    <message>
+        <source>Upload config</source>
+        <translation>Upload config</translation>
+    </message>
+    <message>
+        <source>Uploading</source>
+        <translation>Uploading</translation>
     </message>
 </context>
 <context>

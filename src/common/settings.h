@@ -58,6 +58,17 @@ inline constexpr char filterHistoryGroup[] = "MainWindow";
 inline constexpr char filterHistoryArray[] = "FilterHistory";
 inline constexpr char filterHistoryEntry[] = "String";
 
+/// Directories and files that were chosen last.
+inline constexpr Key<const char *> configDirectory{nullptr, "ConfigDir", ""};
+inline constexpr Key<const char *> lastUploadConfigFile{nullptr, "LastUploadConfigFile", ""};
+
+inline constexpr BytesKey historyGeometry{"LoadHistoryDialog", "Geometry"};
+inline constexpr BytesKey historyHeader{"LoadHistoryDialog", "horizontalHeader"};
+inline constexpr BytesKey historyHeaderState{"LoadHistoryDialog", "horizontalHeaderState"};
+inline constexpr Key<int> historyStepSize{"LoadHistoryDialog", "stepSize", 1};
+/// 0: minutes, 1 and above: hours.
+inline constexpr Key<int> historyStepUnit{"LoadHistoryDialog", "stepUnit", 0};
+
 /// Creates the store: the INI file of that name, or the user's own file for the application's identity when
 /// it is empty. Called once by the start-up; the store lives until the process ends. A test may call it
 /// again, which replaces the store.

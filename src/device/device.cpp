@@ -1,5 +1,6 @@
 #include "device/device.h"
 
+#include "common/http.h"
 #include "common/settings.h"
 #include "device/agecolor.h"
 #include "device/devicecolumns.h"
@@ -15,7 +16,6 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
-#include <QNetworkProxy>
 #include <QNetworkRequest>
 #include <QPalette>
 #include <QSignalBlocker>
@@ -40,26 +40,18 @@ const QLatin1String lastSeenKey("last_seen");
 const QLatin1String httpsScheme("https://");
 const QLatin1String httpScheme("http://");
 
-int httpStatus(const QNetworkReply *reply)
-{
-    return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-}
-
-QString redirectTarget(const QNetworkReply *reply)
-{
-    return reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl().toString();
-}
-
 QNetworkRequest informationRequest(const QString &baseUrl)
 {
-    QNetworkRequest request(QUrl(baseUrl + QLatin1String("admin/proctpl.cgi")));
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("text"));
-    // Asked for by hand, so that nothing is unpacked unasked: a few kilobytes can unpack to all of our
-    // memory.
-    request.setRawHeader(QByteArrayLiteral("Accept-Encoding"), QByteArrayLiteral("identity"));
     // The first redirection to HTTPS changes how the device is spoken to; every other one is an error.
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    QNetworkRequest request = http::deviceRequest(QUrl(baseUrl + QLatin1String("admin/proctpl.cgi")));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("text"));
     return request;
+}
+
+void logError(const QNetworkReply *reply)
+{
+    qDebug().noquote().nospace() << "Fehler bei HTTP-Anfrage: " << reply->errorString() << "  "
+                                 << reply->url().toString() << " statusCode " << http::status(reply);
 }
 
 } // namespace
@@ -168,6 +160,101 @@ void Device::updateInfo()
     connect(reply, &QNetworkReply::readyRead, this, [this, reply] { collectAnswer(reply); });
 }
 
+void Device::login(const QString &user, const QString &password)
+{
+    const bool useHttps = m_useHttps;
+    // The end of an aborted login brings a query of its own, which is none any more either.
+    while (m_pendingReply) {
+        abortForLogin();
+    }
+    // That a request ended so says nothing against HTTPS, and a password must not go out in the clear for it.
+    m_useHttps = useHttps;
+    QNetworkRequest request = http::deviceRequest(QUrl(webInterfaceUrl() + QLatin1String("login.cgi")));
+    request.setHeader(QNetworkRequest::ContentTypeHeader,
+                      QByteArrayLiteral("application/x-www-form-urlencoded"));
+    const QByteArray form = "btnapp=Submit&login_user=" + QUrl::toPercentEncoding(user) +
+                            "&login_password=" + QUrl::toPercentEncoding(password);
+    m_sidCookie = QNetworkCookie();
+    m_loginUser = user;
+    m_loginPassword = password;
+    IdleManagers::use(m_networkManager);
+    QNetworkReply *const reply = http::postOnce(m_networkManager, request, form);
+    m_pendingReply = reply;
+    m_requestTimer.start();
+    connect(reply, &QNetworkReply::finished, this, &Device::on_LoginFinished);
+    connect(reply, &QNetworkReply::errorOccurred, this, &Device::on_LoginError);
+    // The page that comes with the answer tells nothing, and must not pile up, not even while this thread has
+    // no time for it.
+    http::limitReadBuffer(reply);
+    connect(reply, &QNetworkReply::readyRead, reply, [reply] { reply->readAll(); });
+}
+
+void Device::abortForLogin()
+{
+    QNetworkReply *const reply = m_pendingReply;
+    // Its handlers run at once and tell who waits for it.
+    reply->abort();
+    reply->deleteLater();
+    if (m_pendingReply == reply) {
+        m_pendingReply = nullptr;
+    }
+}
+
+void Device::on_LoginFinished()
+{
+    auto *const reply = qobject_cast<QNetworkReply *>(sender());
+    if (!reply) {
+        return;
+    }
+    qDebug().noquote() << "on_LoginFinished " << http::status(reply) << http::redirectTarget(reply);
+    takeCookies(reply);
+    reply->deleteLater();
+    // Before anybody hears of it: who asks for information at once must not find a request that is out, and
+    // after a long wait give up a login that has just succeeded.
+    if (reply == m_pendingReply) {
+        m_pendingReply = nullptr;
+    }
+    const bool successful = !m_sidCookie.name().isEmpty();
+    emit loginResult(successful, successful ? QString() : tr("Wrong login"));
+    // What the session may do is in the device's information, also after a login that went wrong.
+    updateInfo();
+}
+
+void Device::takeCookies(const QNetworkReply *reply)
+{
+    const auto cookies = reply->header(QNetworkRequest::SetCookieHeader).value<QList<QNetworkCookie>>();
+    if (!cookies.isEmpty()) {
+        m_networkManager->cookieJar()->setCookiesFromUrl(cookies, QUrl(webInterfaceUrl()));
+    }
+    for (const QNetworkCookie &cookie : cookies) {
+        qDebug() << "cookie" << cookie.name() << cookie.value();
+        if (cookie.name() == "sid") {
+            m_sidCookie = cookie;
+        }
+    }
+}
+
+void Device::on_LoginError(QNetworkReply::NetworkError code)
+{
+    Q_UNUSED(code)
+    auto *const reply = qobject_cast<QNetworkReply *>(sender());
+    if (!reply) {
+        return;
+    }
+    logError(reply);
+    // The end of the reply follows, and says "Wrong login": that is the last word.
+    emit loginResult(false, tr("Network Problem: ") + reply->errorString());
+    reply->deleteLater();
+    if (reply == m_pendingReply) {
+        m_pendingReply = nullptr;
+    }
+}
+
+QList<QNetworkCookie> Device::cookies() const
+{
+    return m_sidCookie.name().isEmpty() ? QList<QNetworkCookie>() : QList<QNetworkCookie>{m_sidCookie};
+}
+
 void Device::abortQuery()
 {
     if (m_pendingReply) {
@@ -194,9 +281,7 @@ void Device::recreateNetworkManager()
     if (m_networkManager) {
         m_networkManager->deleteLater();
     }
-    m_networkManager = new QNetworkAccessManager;
-    m_networkManager->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
-    m_networkManager->setCookieJar(new QNetworkCookieJar(m_networkManager));
+    m_networkManager = http::createManager(nullptr);
 }
 
 void Device::collectAnswer(QNetworkReply *reply)
@@ -215,7 +300,7 @@ void Device::collectAnswer(QNetworkReply *reply)
 void Device::refuseEncodedAnswer(QNetworkReply *reply)
 {
     const QByteArray encoding = reply->rawHeader(QByteArrayLiteral("Content-Encoding"));
-    if (reply == m_pendingReply && httpStatus(reply) == httpOk && !encoding.isEmpty() &&
+    if (reply == m_pendingReply && http::status(reply) == httpOk && !encoding.isEmpty() &&
         encoding != "identity") {
         qDebug() << "Answer in an encoding that nobody asked for:" << encoding << "from" << reply->url();
         reply->abort();
@@ -234,10 +319,10 @@ void Device::on_downloadInfoFinished()
     if (!reply) {
         return;
     }
-    const int status = httpStatus(reply);
+    const int status = http::status(reply);
     const QString reason = reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();
     m_item->setText(Column::Status, QString::number(status) + QLatin1Char(' ') + reason);
-    if (!m_useHttps && status == httpSeeOther && redirectTarget(reply).startsWith(httpsScheme)) {
+    if (!m_useHttps && status == httpSeeOther && http::redirectTarget(reply).startsWith(httpsScheme)) {
         followToHttps();
     } else if (status != httpOk) {
         refuseStatus(status);
@@ -256,7 +341,7 @@ void Device::followToHttps()
 
 void Device::refuseStatus(int status)
 {
-    qDebug() << "Falscher HTTP Status-Code " << status << redirectTarget(m_pendingReply);
+    qDebug() << "Falscher HTTP Status-Code " << status << http::redirectTarget(m_pendingReply);
     releasePendingReply();
     if (status == httpForbidden) {
         resetWebAge();
@@ -331,13 +416,12 @@ void Device::on_uploadError(QNetworkReply::NetworkError code)
     if (!reply) {
         return;
     }
-    const int status = httpStatus(reply);
-    qDebug().noquote().nospace() << "Fehler bei HTTP-Anfrage: " << reply->errorString() << "  "
-                                 << reply->url().toString() << " statusCode " << status;
+    logError(reply);
     if (reply != m_pendingReply) {
         reply->deleteLater();
         return;
     }
+    const int status = http::status(reply);
     const QString prefix = status != 0 ? QString::number(status) + QLatin1Char(' ') : QString();
     m_item->setText(Column::Status, prefix + reply->errorString());
     if (status == httpForbidden) {

@@ -48,6 +48,9 @@ public:
     /// Asks the device for its readings. While a request is out nothing is sent; one that has been out for
     /// too long is given up, and the next call asks again.
     void updateInfo();
+    /// Logs in; loginResult() tells how it went, and newData() follows with what the session may do. Aborts a
+    /// request that is out. Both texts are kept in memory only.
+    void login(const QString &user, const QString &password);
     /// Gives up a request that is out, and forgets that the device was reached by HTTPS.
     void abortQuery();
     /// Starts with a new HTTP client, without cookies.
@@ -75,7 +78,13 @@ public:
     qint32 loginGroup() const { return m_loginGroup; }
     QDateTime historyStart() const { return m_historyStart; }
     QDateTime deviceTime() const { return m_deviceTime; }
+    /// The session; without a name as long as nobody is logged in.
     QNetworkCookie sidCookie() const { return m_sidCookie; }
+    /// What a request needs that is to act within the session.
+    QList<QNetworkCookie> cookies() const;
+    /// Those of the last attempt to log in.
+    QString loginUser() const { return m_loginUser; }
+    QString loginPassword() const { return m_loginPassword; }
 
     /// Readings are due at the next answer to discovery.
     bool queryPending() const { return m_queryPending; }
@@ -92,6 +101,8 @@ public:
 
 signals:
     void newDiscovery(const DiscoveryDevice &discoveryDevice);
+    /// The end of a login; `message` tells what is wrong. After a failure of the network it comes twice, the
+    /// second time with "Wrong login".
     void loginResult(bool successful, const QString &message);
     /// The row shows new readings, or a new error.
     void newData();
@@ -103,8 +114,12 @@ signals:
 public slots:
     void on_downloadInfoFinished();
     void on_uploadError(QNetworkReply::NetworkError code);
+    void on_LoginFinished();
+    void on_LoginError(QNetworkReply::NetworkError code);
 
 private:
+    void abortForLogin();
+    void takeCookies(const QNetworkReply *reply);
     void giveUpRequest();
     void collectAnswer(QNetworkReply *reply);
     void refuseEncodedAnswer(QNetworkReply *reply);
@@ -130,6 +145,8 @@ private:
     bool m_updateMember = false;
     bool m_queryPending = true;
     QNetworkCookie m_sidCookie;
+    QString m_loginUser;
+    QString m_loginPassword;
     qint32 m_loginGroup = -1;
     QDateTime m_historyStart;
     QDateTime m_deviceTime;

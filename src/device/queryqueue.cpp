@@ -4,50 +4,27 @@
 
 #include <QElapsedTimer>
 
-#include <algorithm>
 #include <chrono>
-#include <sys/resource.h>
 
 using namespace std::chrono_literals;
 
 namespace {
 
-/// Enough for a fleet that answers after 50 ms to keep two processors busy.
-constexpr int maximumPrompt = 256;
-/// A request that has been out for longer no longer counts as prompt.
-constexpr std::chrono::milliseconds promptAge = 1s;
 constexpr std::chrono::milliseconds slowCheckInterval = 250ms;
 /// Starting a request costs as much as handling ten answers to discovery; this long at a time.
 constexpr std::chrono::milliseconds sendSlice = 4ms;
-
-/// Of a network access manager with a request: two for its thread, one for the connection, one to spare.
-constexpr rlim_t descriptorsPerRequest = 4;
-/// For everything else that the program opens.
-constexpr rlim_t reservedDescriptors = 256;
-constexpr rlim_t fewestRequests = 32;
-constexpr rlim_t mostRequests = 2000;
 
 } // namespace
 
 QueryQueue::QueryQueue(int maximumOutstanding, QObject *parent)
     : QObject(parent)
-    , m_maximumOutstanding(maximumOutstanding)
+    , m_pace(maximumOutstanding)
 {
     m_sendTimer.setSingleShot(true);
     m_sendTimer.setInterval(0);
     connect(&m_sendTimer, &QTimer::timeout, this, &QueryQueue::sendSome);
     m_slowTimer.setInterval(slowCheckInterval);
     connect(&m_slowTimer, &QTimer::timeout, this, &QueryQueue::lookAfterSlowRequests);
-}
-
-int QueryQueue::requestsThatFit()
-{
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur <= reservedDescriptors) {
-        return static_cast<int>(fewestRequests);
-    }
-    const rlim_t fitting = (limit.rlim_cur - reservedDescriptors) / descriptorsPerRequest;
-    return static_cast<int>(std::clamp(fitting, fewestRequests, mostRequests));
 }
 
 void QueryQueue::watch(Device *device)
@@ -80,7 +57,7 @@ void QueryQueue::scheduleSending()
 
 bool QueryQueue::maySend() const
 {
-    return !m_waiting.isEmpty() && m_prompt < maximumPrompt && m_outstanding.size() < m_maximumOutstanding;
+    return !m_waiting.isEmpty() && m_pace.mayStart();
 }
 
 void QueryQueue::sendSome()
@@ -100,22 +77,14 @@ void QueryQueue::sendSome()
 void QueryQueue::send(Device *device)
 {
     device->updateInfo();
-    if (device->requestOutstanding() && !m_outstanding.contains(device)) {
-        m_outstanding.insert(device, Pace::Prompt);
-        ++m_prompt;
+    if (device->requestOutstanding()) {
+        m_pace.started(device);
     }
 }
 
 void QueryQueue::requestEnded(Device *device)
 {
-    const auto ended = m_outstanding.find(device);
-    if (ended == m_outstanding.end()) {
-        return;
-    }
-    if (*ended == Pace::Prompt) {
-        --m_prompt;
-    }
-    m_outstanding.erase(ended);
+    m_pace.ended(device);
     scheduleSending();
 }
 
@@ -127,20 +96,15 @@ void QueryQueue::forget(Device *device)
 
 void QueryQueue::lookAfterSlowRequests()
 {
-    const bool full = m_outstanding.size() >= m_maximumOutstanding;
-    const QList<Device *> devices = m_outstanding.keys();
-    for (Device *const device : devices) {
-        const auto request = m_outstanding.find(device);
-        if (request == m_outstanding.end()) {
-            continue;
-        }
-        if (*request == Pace::Prompt && device->requestAge() > promptAge / 1ms) {
-            *request = Pace::Slow;
-            --m_prompt;
-        }
-        if (full && device->requestAge() > Device::giveUpAge) {
-            // The attempt that gives up; requestEnded() follows at once.
-            device->updateInfo();
+    m_pace.noticeSlowOnes();
+    if (m_pace.isFull()) {
+        const QList<RequestPace::Key> keys = m_pace.keys();
+        for (const RequestPace::Key key : keys) {
+            auto *const device = static_cast<Device *>(const_cast<void *>(key));
+            if (device->requestAge() > Device::giveUpAge) {
+                // The attempt that gives up; requestEnded() follows at once.
+                device->updateInfo();
+            }
         }
     }
     scheduleSending();

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QHash>
+#include "common/requestpace.h"
+
 #include <QObject>
 #include <QSet>
 #include <QTimer>
@@ -10,11 +11,8 @@
 class Device;
 
 /// Sends the information queries that are due, as many at a time as the machine has threads and descriptors
-/// for. In a network of a few hundred devices every query goes out at once. Belongs to the main window. GUI
-/// thread only.
-///
-/// A device that answers slowly or never doesn't hold up the others: its request soon stops counting, up to a
-/// bound on all requests that are out. At that bound those that hang are given up.
+/// for. In a network of a few hundred devices every query goes out at once. When as many are out as there may
+/// be at all, those that hang are given up. Belongs to the main window. GUI thread only.
 class QueryQueue final : public QObject
 {
     Q_OBJECT
@@ -23,9 +21,6 @@ public:
     /// `maximumOutstanding`: how many requests may be out at all, hanging ones included.
     explicit QueryQueue(int maximumOutstanding, QObject *parent = nullptr);
 
-    /// How many requests this process has descriptors for.
-    static int requestsThatFit();
-
     /// Makes a device known, once, before it is enqueued. It is forgotten when it is destroyed.
     void watch(Device *device);
     /// Has a device ask for its readings, in the next turn of the event loop or when its turn comes; a device
@@ -33,11 +28,9 @@ public:
     void enqueue(Device *device);
 
     int waiting() const { return m_waiting.size(); }
-    int outstanding() const { return m_outstanding.size(); }
+    int outstanding() const { return m_pace.outstanding(); }
 
 private:
-    enum class Pace { Prompt, Slow };
-
     void scheduleSending();
     bool maySend() const;
     void sendSome();
@@ -46,12 +39,11 @@ private:
     void forget(Device *device);
     void lookAfterSlowRequests();
 
-    const int m_maximumOutstanding;
     /// In the order of asking; a device that is not in m_waiting any more is skipped.
     std::deque<Device *> m_queue;
     QSet<Device *> m_waiting;
-    QHash<Device *, Pace> m_outstanding;
-    int m_prompt = 0;
+    /// By device.
+    RequestPace m_pace;
     QTimer m_sendTimer;
     QTimer m_slowTimer;
 };

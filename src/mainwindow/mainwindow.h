@@ -123,7 +123,14 @@ private:
     /// selected.
     bool selectedDevices(QList<Device *> &out, bool needAddress, bool needAnswer);
     static void openWebInterface(const Device &device);
+
+    // Operations.
     void enableOperations(const SelectionRules &rules);
+    /// Has the user log in where a session may not do enough. False if that didn't succeed everywhere.
+    bool ensureAccess(const QList<Device *> &devices, int level);
+    /// selectedDevices() with everything that an operation needs, and ensureAccess().
+    bool selectDevices(QList<Device *> &out, int level);
+    void saveConfigs(const QList<Device *> &devices, bool includePasswords);
 
     // Filter.
     void loadFilterHistory();

@@ -2,25 +2,124 @@
 
 #include "ui_mainwindow.h"
 
+#include "common/settings.h"
+#include "device/device.h"
 #include "mainwindow/rowcounts.h"
+#include "operations/loadhistorydialog.h"
+#include "operations/logindevicesdialog.h"
+#include "operations/networkoperationsdialog.h"
+#include "widgets/plainmessagebox.h"
 
-// What is not there yet keeps its place in the menus, disabled, and its slot in the window.
+#include <QFile>
+#include <QFileDialog>
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+/// What a session must be allowed to do, see deviceinfo::accessRightsText().
+namespace accesslevel {
+constexpr int none = 0;
+constexpr int readData = 1;
+constexpr int readConfig = 2;
+constexpr int writeConfig = 3;
+} // namespace accesslevel
+
+} // namespace
 
 void MainWindow::enableOperations(const SelectionRules &rules)
 {
-    Q_UNUSED(rules)
-    for (QAction *const action : {ui->actionSave_Configs, ui->actionSave_with_passwords,
-                                  ui->actionDownload_CSV, ui->actionUpload_config, ui->actionUpdate_Firmware,
-                                  ui->actionSet_Login, ui->actionConfigureDevice, ui->actionSyslog}) {
+    for (QAction *const action : {ui->actionSet_Login, ui->actionSave_Configs, ui->actionSave_with_passwords,
+                                  ui->actionDownload_CSV, ui->actionUpload_config}) {
+        action->setEnabled(rules.operate);
+    }
+    // What is not there yet keeps its place in the menus, disabled, and its slot in the window.
+    for (QAction *const action : {ui->actionUpdate_Firmware, ui->actionConfigureDevice, ui->actionSyslog}) {
         action->setEnabled(false);
     }
 }
 
-void MainWindow::on_actionSet_Login_triggered() {}
-void MainWindow::on_actionSave_Configs_triggered() {}
-void MainWindow::on_actionSave_with_passwords_triggered() {}
-void MainWindow::on_actionUpload_config_triggered() {}
-void MainWindow::on_actionDownload_CSV_triggered() {}
+bool MainWindow::ensureAccess(const QList<Device *> &devices, int level)
+{
+    QList<Device *> missing;
+    std::copy_if(devices.begin(), devices.end(), std::back_inserter(missing),
+                 [level](const Device *device) { return device->loginGroup() < level; });
+    return missing.isEmpty() || LoginDevicesDialog(missing, level, this).exec() == QDialog::Accepted;
+}
+
+bool MainWindow::selectDevices(QList<Device *> &out, int level)
+{
+    return selectedDevices(out, true, true) && ensureAccess(out, level);
+}
+
+void MainWindow::on_actionSet_Login_triggered()
+{
+    QList<Device *> devices;
+    if (selectedDevices(devices, true, true)) {
+        LoginDevicesDialog(devices, accesslevel::none, this).exec();
+    }
+}
+
+void MainWindow::on_actionSave_Configs_triggered()
+{
+    QList<Device *> devices;
+    if (selectDevices(devices, accesslevel::readConfig)) {
+        saveConfigs(devices, false);
+    }
+}
+
+void MainWindow::on_actionSave_with_passwords_triggered()
+{
+    QList<Device *> devices;
+    if (selectDevices(devices, accesslevel::writeConfig)) {
+        saveConfigs(devices, true);
+    }
+}
+
+void MainWindow::saveConfigs(const QList<Device *> &devices, bool includePasswords)
+{
+    const QString directory = QFileDialog::getExistingDirectory(
+        this, tr("Open Directory"), settings::value(settings::configDirectory),
+        QFileDialog::ShowDirsOnly | QFileDialog::DontResolveSymlinks);
+    if (!directory.isEmpty()) {
+        settings::setValue(settings::configDirectory, directory);
+        NetworkOperationsDialog::downloadConfigs(directory, devices, includePasswords, this);
+    }
+}
+
+void MainWindow::on_actionUpload_config_triggered()
+{
+    QList<Device *> devices;
+    if (!selectDevices(devices, accesslevel::writeConfig)) {
+        return;
+    }
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Upload config"),
+                                                      settings::value(settings::lastUploadConfigFile));
+    if (path.isEmpty()) {
+        return;
+    }
+    settings::setValue(settings::lastUploadConfigFile, path);
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return;
+    }
+    if (devices.size() > 1 &&
+        !PlainMessageBox::question(this, tr("Really upload config to %1 devices?").arg(devices.size()))) {
+        return;
+    }
+    NetworkOperationsDialog::uploadConfig(file.readAll(), devices, this);
+    refreshDevices();
+}
+
+void MainWindow::on_actionDownload_CSV_triggered()
+{
+    QList<Device *> devices;
+    if (selectDevices(devices, accesslevel::readData)) {
+        LoadHistoryDialog::downloadHistory(devices, this);
+    }
+}
+
 void MainWindow::on_actionUpdate_Firmware_triggered() {}
 void MainWindow::on_actionConfigureDevice_triggered() {}
 void MainWindow::on_actionSyslog_triggered() {}

@@ -4,8 +4,8 @@
 
 #include "common/settings.h"
 #include "device/devicecolumns.h"
-#include "mainwindow/savedstate.h"
 #include "widgets/plainmessagebox.h"
+#include "widgets/savedstate.h"
 
 #include <QActionGroup>
 #include <QApplication>

@@ -1,4 +1,4 @@
-#include "mainwindow/savedstate.h"
+#include "widgets/savedstate.h"
 
 #include <QApplication>
 #include <QHeaderView>
@@ -124,6 +124,11 @@ void TestSavedState::takesTheHeadersThatQtWrites_data()
     row("not sorted", [](QTreeWidget &list) {
         list.setSortingEnabled(true);
         list.sortByColumn(-1, Qt::AscendingOrder);
+    });
+    row("sorted by what is no column", [](QTreeWidget &list) {
+        // As it is in a table that gets its columns after its header.
+        list.setSortingEnabled(true);
+        list.header()->setSortIndicator(columns, Qt::AscendingOrder);
     });
     row("a big font", [](QTreeWidget &list) {
         QFont font;

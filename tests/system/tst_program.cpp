@@ -1,4 +1,5 @@
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QImage>
 #include <QProcess>
@@ -55,20 +56,25 @@ private slots:
     void remembersTheListItSaved_data();
     void remembersTheListItSaved();
     void looksAfterAStartAsItDidBefore();
+    void writesThePasswordNowhere();
 
 private:
-    void startFleet();
+    /// Of three devices; `more`: what else the simulator is told.
+    void startFleet(const QStringList &more = {QStringLiteral("--devices"), QStringLiteral("3")});
     void stopFleet();
     QString file(const QString &name) const { return m_directory->filePath(name); }
     /// Starts the program with its own settings file.
     void start(QProcess &process, const QStringList &more = {});
-    /// The id of the program's window if it is on the screen, else empty.
-    QByteArray visibleWindowOf(const QProcess &process);
+    /// The id of the program's window of that title if it is on the screen, else empty.
+    QByteArray visibleWindowOf(const QProcess &process, const QString &title = QStringLiteral("Nembra Hub"));
+    /// The titles of all windows that the program has, shown or not.
+    QByteArray titlesOf(const QProcess &process);
     void press(const QByteArray &window, const QStringList &keys);
     /// Moves the mouse with its button down, in coordinates of the window.
     static void drag(const QByteArray &window, const QPoint &from, const QPoint &to);
     /// What a window shows, taken when it has stopped changing.
     QImage pictureOf(const QByteArray &window) const;
+    void type(const QString &text);
     QVariant setting(const QString &key) const;
     void writeSettings(const QByteArray &text);
 
@@ -97,10 +103,9 @@ void TestProgram::initTestCase()
     startFleet();
 }
 
-void TestProgram::startFleet()
+void TestProgram::startFleet(const QStringList &more)
 {
-    m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM),
-                  {QStringLiteral("--devices"), QStringLiteral("3")});
+    m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM), more);
     QVERIFY2(m_fleet.waitForReadyRead(startTimeout), m_fleet.readAllStandardError().constData());
     QVERIFY(m_fleet.readLine().startsWith("ready: 3 devices"));
 }
@@ -151,14 +156,35 @@ void TestProgram::start(QProcess &process, const QStringList &more)
     QVERIFY(process.waitForStarted());
 }
 
-QByteArray TestProgram::visibleWindowOf(const QProcess &process)
+QByteArray TestProgram::visibleWindowOf(const QProcess &process, const QString &title)
 {
     return outputOf(QStringLiteral("xdotool"),
                     {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--all"),
                      QStringLiteral("--pid"), QString::number(process.processId()), QStringLiteral("--name"),
-                     QStringLiteral("^Nembra Hub$")})
+                     QLatin1Char('^') + title + QLatin1Char('$')})
         .split('\n')
         .first();
+}
+
+QByteArray TestProgram::titlesOf(const QProcess &process)
+{
+    QByteArray titles;
+    const QList<QByteArray> windows =
+        outputOf(QStringLiteral("xdotool"),
+                 {QStringLiteral("search"), QStringLiteral("--pid"), QString::number(process.processId())})
+            .split('\n');
+    for (const QByteArray &window : windows) {
+        titles += outputOf(QStringLiteral("xdotool"),
+                           {QStringLiteral("getwindowname"), QString::fromLatin1(window)}) +
+                  '\n';
+    }
+    return titles;
+}
+
+void TestProgram::type(const QString &text)
+{
+    outputOf(QStringLiteral("xdotool"),
+             {QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("30"), text});
 }
 
 void TestProgram::press(const QByteArray &window, const QStringList &keys)
@@ -589,6 +615,136 @@ void TestProgram::looksAfterAStartAsItDidBefore()
     QCOMPARE(geometryOf(window), place);
     QVERIFY(left != fresh);
     QUIT(second, window);
+}
+
+void TestProgram::writesThePasswordNowhere()
+{
+    const QString secret = QStringLiteral("s3cret &word+1%/");
+    const QByteArray encoded = "s3cret%20%26word%2B1%25%2F";
+    // What the simulator is told and writes is not the program's.
+    const QTemporaryDir elsewhere;
+    const auto contentOf = [](const QString &path) {
+        QFile content(path);
+        return content.open(QIODevice::ReadOnly) ? content.readAll() : QByteArray();
+    };
+    QFile scenario(elsewhere.filePath(QStringLiteral("scenario.json")));
+    QVERIFY(scenario.open(QIODevice::WriteOnly));
+    scenario.write(R"({"groups": [{"count": 3, "host_name": "lab-{n}", "users": [{"name": "boss", )"
+                   R"("password": ")" +
+                   secret.toUtf8() + R"(", "level": 3}]}]})");
+    scenario.close();
+    const QString journal = elsewhere.filePath(QStringLiteral("journal"));
+    stopFleet();
+    startFleet({QStringLiteral("--scenario"), scenario.fileName(), QStringLiteral("--journal"), journal});
+
+    QByteArray log;
+    QByteArray titles;
+    QProcess program;
+    START_AND_FIND(program, window);
+    // Waits until the log holds a text so often, and the screen a window of that title.
+    const auto logged = [&](const QByteArray &text, int times) {
+        return QTest::qWaitFor(
+            [&] {
+                log += program.readAll();
+                return log.count(text) >= times;
+            },
+            startTimeout);
+    };
+    const auto appears = [&](const char *title) {
+        const bool there = QTest::qWaitFor(
+            [&] { return !visibleWindowOf(program, QLatin1String(title)).isEmpty(); }, startTimeout);
+        titles += titlesOf(program);
+        return there;
+    };
+    const auto disappears = [&](const char *title) {
+        return QTest::qWaitFor([&] { return visibleWindowOf(program, QLatin1String(title)).isEmpty(); },
+                               startTimeout);
+    };
+    const auto keys = [&](const char *title, const QStringList &pressed) {
+        press(visibleWindowOf(program, QLatin1String(title)), pressed);
+    };
+    QVERIFY2(logged("Active devices: 3/3", 1), log.constData());
+
+    // Devices > Configure > User login, for all of them; at first with a slip.
+    press(window,
+          {QStringLiteral("ctrl+a"), QStringLiteral("alt+d"), QStringLiteral("c"), QStringLiteral("l")});
+    QVERIFY(appears("Login"));
+    keys("Login", {});
+    type(QStringLiteral("boss"));
+    keys("Login", {QStringLiteral("Return")});
+    type(QStringLiteral("m1styped &word"));
+    keys("Login", {QStringLiteral("Return")});
+    QVERIFY2(logged("onLoginResult false \"Wrong login\"", 1), log.constData());
+    type(secret);
+    keys("Login", {QStringLiteral("Return")});
+    for (int i = 1; i <= 3; ++i) {
+        QVERIFY2(logged("onDeviceData true 3", i), log.constData());
+        titles += titlesOf(program);
+        if (i < 3) {
+            keys("Login", {QStringLiteral("Return"), QStringLiteral("Return")});
+        }
+    }
+    QVERIFY(disappears("Login"));
+
+    // Devices > Download > Configuration.
+    QVERIFY(QDir(m_directory->path()).mkdir(QStringLiteral("saved")));
+    press(window, {QStringLiteral("alt+d"), QStringLiteral("l"), QStringLiteral("f")});
+    QVERIFY(appears("Open Directory"));
+    keys("Open Directory", {QStringLiteral("ctrl+a")});
+    type(file(QStringLiteral("saved")));
+    keys("Open Directory", {QStringLiteral("Return")});
+    QVERIFY(appears("Save config"));
+    QTRY_COMPARE_WITH_TIMEOUT(QDir(file(QStringLiteral("saved"))).entryList(QDir::Files).size(), 3,
+                              startTimeout);
+    QVERIFY2(logged("config.tpl", 3), log.constData());
+    keys("Save config", {QStringLiteral("Escape")});
+    QVERIFY(disappears("Save config"));
+
+    // Devices > Upload > Configuration.
+    const QString saved =
+        QDir(file(QStringLiteral("saved"))).entryInfoList(QDir::Files).constFirst().filePath();
+    press(window, {QStringLiteral("alt+d"), QStringLiteral("u"), QStringLiteral("g")});
+    QVERIFY(appears("Upload config"));
+    keys("Upload config", {QStringLiteral("ctrl+a")});
+    type(saved);
+    keys("Upload config", {QStringLiteral("Return")});
+    QVERIFY(disappears("Upload config"));
+    // The question in between has no title to wait for.
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            outputOf(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("alt+y")});
+            return !visibleWindowOf(program, QStringLiteral("Upload config")).isEmpty();
+        },
+        startTimeout));
+    titles += titlesOf(program);
+    QVERIFY2(logged("finished QUrl(\"http://10.77.128.", 6), log.constData());
+    keys("Upload config", {QStringLiteral("Escape")});
+    QVERIFY(disappears("Upload config"));
+
+    press(window, {QStringLiteral("ctrl+s")});
+    QVERIFY2(logged("saved \"", 1), log.constData());
+    titles += titlesOf(program);
+    QUIT(program, window);
+    log += program.readAll();
+
+    // It did go over the wire, to each device, ...
+    stopFleet();
+    QCOMPARE(contentOf(journal).count("login_password=" + encoded), 3);
+    QCOMPARE(contentOf(journal).count("login_password=m1styped%20%26word"), 1);
+    // ... and nowhere else.
+    QByteArray everything = log + titles;
+    QDirIterator written(m_directory->path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (written.hasNext()) {
+        everything += written.next().toUtf8() + contentOf(written.filePath());
+    }
+    for (const char *const proof :
+         {"on_LoginFinished", "Save config", "LastUploadConfigFile=", R"("hostname": "lab-)", "boss=3"}) {
+        QVERIFY2(everything.contains(proof), proof);
+    }
+    for (const QByteArray &trace : {secret.toUtf8(), encoded, encoded.toLower(), QByteArray("s3cret"),
+                                    QByteArray("s3cret").toHex(), QByteArray("m1styped")}) {
+        QVERIFY2(!everything.contains(trace), trace.constData());
+    }
 }
 
 QTEST_GUILESS_MAIN(TestProgram)

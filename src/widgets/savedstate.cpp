@@ -1,4 +1,4 @@
-#include "mainwindow/savedstate.h"
+#include "widgets/savedstate.h"
 
 #include <QByteArray>
 #include <QDataStream>
@@ -147,7 +147,8 @@ bool fitsHeader(const QByteArray &state, int columns)
     Reader reader(state);
     reader.take(Qt::Horizontal, Qt::Horizontal);
     reader.take(Qt::AscendingOrder, Qt::DescendingOrder);
-    reader.take(-1, columns - 1);
+    // Behind the last column where all columns came after the header.
+    reader.take(-1, columns);
     // Whether the sorted column is marked.
     reader.skip(1);
     const qint32 ordered = takeVisualOrder(reader, columns);

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "common/requestpace.h"
+#include "operations/deviceaccess.h"
+
+#include <QNetworkReply>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class OutputFile;
+class QNetworkAccessManager;
+
+/// One request for each of many devices, with a row each: starts them all, tells what becomes of each, keeps
+/// what they bring. Belongs to the dialog that shows the rows; goes with everything that is still out. GUI
+/// thread only.
+class DeviceRequests final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// What is asked of every device.
+    struct Operation
+    {
+        /// Sends the request to a device. The reply belongs to the manager.
+        std::function<QNetworkReply *(QNetworkAccessManager *manager, const DeviceAccess &device)> send;
+        /// What a row says meanwhile, translated: "Downloading".
+        QString activity;
+        /// Where the answers are kept, and with which suffix, its dot included; no suffix: they are not kept.
+        QString directory;
+        QString suffix;
+        /// Also writes the answers to the debug log, as far as they are texts of usual length.
+        bool logAnswers = false;
+    };
+    enum class Mark { None, Good, Bad };
+
+    explicit DeviceRequests(QObject *parent = nullptr);
+    ~DeviceRequests() override;
+
+    /// Starts a run, in the order of the rows. The one before must have ended or been canceled.
+    void start(const QList<DeviceAccess> &devices, const Operation &operation);
+    /// Ends every request that is still out. What has ended stays as it is.
+    void cancel();
+
+signals:
+    /// What a row says from now on, and whether that is the good or the bad end of it.
+    void rowChanged(int row, const QString &text, DeviceRequests::Mark mark);
+    /// Bytes of the answer that have arrived.
+    void received(int row, qint64 bytes);
+    /// No request is out any more. Never for a run without devices.
+    void ended();
+
+private:
+    struct Row
+    {
+        DeviceAccess device;
+        /// Kept until this object goes: its thread is given back earlier.
+        QNetworkAccessManager *manager = nullptr;
+        /// Null before the request is sent and after it has ended.
+        QNetworkReply *reply = nullptr;
+        std::unique_ptr<OutputFile> file;
+        bool hasEnded = false;
+    };
+
+    void dropRequests();
+    void startSome();
+    void startRequest(int index);
+    void takePiece(int index);
+    bool checkReply(int index);
+    void requestFinished(int index);
+    bool keepAnswer(int index);
+    void logAnswer(Row &row) const;
+    void requestFailed(int index);
+    void endRow(int index, const QString &text, Mark mark);
+
+    Operation m_operation;
+    std::vector<Row> m_rows;
+    int m_next = 0;
+    int m_finishedCount = 0;
+    bool m_canceled = false;
+    /// By reply.
+    RequestPace m_pace;
+    QTimer m_startTimer;
+    QTimer m_slowTimer;
+};
+
+Q_DECLARE_METATYPE(DeviceRequests::Mark)

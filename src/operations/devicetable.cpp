@@ -1,0 +1,57 @@
+#include "operations/devicetable.h"
+
+#include <QTableWidget>
+
+#include <algorithm>
+
+namespace devicetable {
+
+namespace {
+
+/// The text of a coloured cell is black, since the usual one may be as light as the colour.
+void setColor(QTableWidgetItem *item, Qt::GlobalColor color)
+{
+    item->setBackground(color);
+    item->setForeground(Qt::black);
+}
+
+} // namespace
+
+void fillRow(QTableWidget *table, int row, const QStringList &texts)
+{
+    for (int column = 0; column < table->columnCount(); ++column) {
+        auto *const item = new QTableWidgetItem(texts.value(column));
+        item->setFlags(item->flags() & ~Qt::ItemIsEditable);
+        table->setItem(row, column, item);
+    }
+}
+
+void fitHostnames(QTableWidget *table)
+{
+    constexpr int widest = 250; // pixels
+    table->resizeColumnToContents(0);
+    table->setColumnWidth(0, std::min(table->columnWidth(0), widest));
+}
+
+void showStatus(QTableWidgetItem *item, const QString &text, DeviceRequests::Mark mark)
+{
+    item->setText(text);
+    switch (mark) {
+    case DeviceRequests::Mark::None:
+        break;
+    case DeviceRequests::Mark::Good:
+        setColor(item, Qt::green);
+        break;
+    case DeviceRequests::Mark::Bad:
+        setColor(item, Qt::red);
+        break;
+    }
+}
+
+void clearStatus(QTableWidgetItem *item)
+{
+    item->setText(QString());
+    setColor(item, Qt::white);
+}
+
+} // namespace devicetable

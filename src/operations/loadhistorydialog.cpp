@@ -1,0 +1,185 @@
+#include "operations/loadhistorydialog.h"
+
+#include "ui_loadhistorydialog.h"
+
+#include "common/http.h"
+#include "common/settings.h"
+#include "device/device.h"
+#include "operations/devicerequest.h"
+#include "operations/devicetable.h"
+#include "widgets/savedstate.h"
+
+#include <QDateTime>
+#include <QHeaderView>
+#include <QNetworkAccessManager>
+#include <QStandardPaths>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int historyStartColumn = 1;
+constexpr int statusColumn = 2;
+constexpr int statusWidth = 200; // pixels
+constexpr int usualSpan = 7;     // days
+constexpr qint64 bytesPerKilobyte = 1024;
+
+/// By index of the combo box.
+constexpr std::array<qint64, 2> secondsPerUnit{60, 3600};
+
+} // namespace
+
+LoadHistoryDialog::LoadHistoryDialog(const QList<Device *> &devices, QWidget *parent)
+    : QDialog(parent)
+    , ui(std::make_unique<Ui::LoadHistoryDialog>())
+{
+    ui->setupUi(this);
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    ui->fileSelectorOutput->setSelectDirectory(true);
+    ui->fileSelectorOutput->setCaption(tr("Save in directory"));
+    ui->fileSelectorOutput->setSettingsKey(QStringLiteral("CSVDir"),
+                                           QStandardPaths::writableLocation(QStandardPaths::AppDataLocation));
+    addDevices(devices);
+    setUpCalendars(devices);
+    restoreView();
+    ui->pushButtonCancel->setEnabled(false);
+    connect(&m_requests, &DeviceRequests::rowChanged, this, &LoadHistoryDialog::showRow);
+    connect(&m_requests, &DeviceRequests::received, this, &LoadHistoryDialog::showReceived);
+    connect(&m_requests, &DeviceRequests::ended, this, &LoadHistoryDialog::endRun);
+}
+
+LoadHistoryDialog::~LoadHistoryDialog() = default;
+
+void LoadHistoryDialog::downloadHistory(const QList<Device *> &devices, QWidget *parent)
+{
+    LoadHistoryDialog dialog(devices, parent);
+    dialog.setWindowTitle(tr("Downloading CSV"));
+    dialog.exec();
+}
+
+void LoadHistoryDialog::addDevices(const QList<Device *> &devices)
+{
+    QTableWidget *const table = ui->tableWidget;
+    table->setRowCount(devices.size());
+    for (const Device *const device : devices) {
+        const int row = m_devices.size();
+        devicetable::fillRow(table, row, {device->record().hostname()});
+        table->item(row, historyStartColumn)->setData(Qt::DisplayRole, device->historyStart());
+        m_devices.append(DeviceAccess(*device));
+    }
+    devicetable::fitHostnames(table);
+    table->resizeColumnToContents(historyStartColumn);
+}
+
+void LoadHistoryDialog::setUpCalendars(const QList<Device *> &devices)
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    QDateTime earliest = now;
+    QDateTime latest = now;
+    for (const Device *const device : devices) {
+        for (const QDateTime &time : {device->historyStart(), device->deviceTime()}) {
+            // A device that was never asked has none.
+            if (time.isValid()) {
+                earliest = std::min(earliest, time);
+                latest = std::max(latest, time);
+            }
+        }
+    }
+    const QDateTime start = std::max(now.addDays(-usualSpan), earliest);
+    for (QCalendarWidget *const calendar : {ui->calendarWidgetStart, ui->calendarWidgetEnd}) {
+        // A clock may be wrong by more than a calendar can show.
+        calendar->setDateRange(std::max(calendar->minimumDate(), earliest.date()),
+                               std::min(calendar->maximumDate(), latest.date()));
+    }
+    ui->calendarWidgetStart->setSelectedDate(start.date());
+    ui->calendarWidgetEnd->setSelectedDate(ui->calendarWidgetEnd->maximumDate());
+}
+
+void LoadHistoryDialog::restoreView()
+{
+    ui->tableWidget->setColumnWidth(statusColumn, statusWidth);
+    restoreGeometry(settings::bytes(settings::historyGeometry));
+    QHeaderView *const header = ui->tableWidget->horizontalHeader();
+    header->restoreGeometry(settings::bytes(settings::historyHeader));
+    const QByteArray headerState = settings::bytes(settings::historyHeaderState);
+    if (savedstate::fitsHeader(headerState, header->count())) {
+        header->restoreState(headerState);
+    }
+    ui->spinBoxStepSize->setValue(settings::value(settings::historyStepSize));
+    ui->comboBoxStepUnit->setCurrentIndex(settings::value(settings::historyStepUnit) >= 1 ? 1 : 0);
+}
+
+void LoadHistoryDialog::saveView()
+{
+    const QHeaderView *const header = ui->tableWidget->horizontalHeader();
+    settings::setValue(settings::historyGeometry, saveGeometry());
+    settings::setValue(settings::historyHeader, header->saveGeometry());
+    settings::setValue(settings::historyHeaderState, header->saveState());
+    settings::setValue(settings::historyStepSize, ui->spinBoxStepSize->value());
+    settings::setValue(settings::historyStepUnit, ui->comboBoxStepUnit->currentIndex());
+}
+
+void LoadHistoryDialog::setRunning(bool running)
+{
+    for (QWidget *const input : std::initializer_list<QWidget *>{
+             ui->pushButtonClose, ui->pushButtonLoad, ui->fileSelectorOutput, ui->calendarWidgetStart,
+             ui->calendarWidgetEnd, ui->spinBoxStepSize, ui->comboBoxStepUnit}) {
+        input->setEnabled(!running);
+    }
+    ui->pushButtonCancel->setEnabled(running);
+}
+
+void LoadHistoryDialog::on_pushButtonLoad_clicked()
+{
+    const auto unit = static_cast<std::size_t>(ui->comboBoxStepUnit->currentIndex());
+    const devicerequest::HistorySpan span{ui->calendarWidgetStart->selectedDate(),
+                                          ui->calendarWidgetEnd->selectedDate(),
+                                          ui->spinBoxStepSize->value() * secondsPerUnit.at(unit)};
+    DeviceRequests::Operation operation;
+    operation.send = [span](QNetworkAccessManager *manager, const DeviceAccess &device) {
+        return manager->get(http::deviceRequest(devicerequest::history(device.baseUrl, span)));
+    };
+    operation.activity = tr("Downloading");
+    operation.directory = ui->fileSelectorOutput->text();
+    operation.suffix = QStringLiteral(".csv");
+    setRunning(true);
+    for (int row = 0; row < ui->tableWidget->rowCount(); ++row) {
+        devicetable::clearStatus(ui->tableWidget->item(row, statusColumn));
+    }
+    m_requests.start(m_devices, operation);
+}
+
+void LoadHistoryDialog::showRow(int row, const QString &text, DeviceRequests::Mark mark)
+{
+    devicetable::showStatus(ui->tableWidget->item(row, statusColumn), text, mark);
+}
+
+void LoadHistoryDialog::showReceived(int row, qint64 bytes)
+{
+    const QString amount = QString::number(bytes / bytesPerKilobyte);
+    ui->tableWidget->item(row, statusColumn)
+        ->setText(tr("Downloading") + QLatin1String(" (") + amount + QLatin1String(" kB)"));
+}
+
+void LoadHistoryDialog::endRun()
+{
+    setRunning(false);
+}
+
+void LoadHistoryDialog::on_pushButtonCancel_clicked()
+{
+    m_requests.cancel();
+    endRun();
+}
+
+void LoadHistoryDialog::on_pushButtonClose_clicked()
+{
+    close();
+}
+
+void LoadHistoryDialog::done(int result)
+{
+    m_requests.cancel();
+    saveView();
+    QDialog::done(result);
+}

@@ -1,0 +1,104 @@
+#include "operations/networkoperationsdialog.h"
+
+#include "ui_networkoperationsdialog.h"
+
+#include "common/http.h"
+#include "device/device.h"
+#include "operations/devicerequest.h"
+#include "operations/devicetable.h"
+
+#include <QDebug>
+#include <QHttpMultiPart>
+#include <QNetworkAccessManager>
+
+namespace {
+
+constexpr int statusColumn = 1;
+constexpr int statusWidth = 200; // pixels
+
+} // namespace
+
+NetworkOperationsDialog::NetworkOperationsDialog(const QList<Device *> &devices, QWidget *parent)
+    : QDialog(parent)
+    , ui(std::make_unique<Ui::NetworkOperationsDialog>())
+{
+    ui->setupUi(this);
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    ui->tableWidget->setColumnWidth(statusColumn, statusWidth);
+    ui->tableWidget->setRowCount(devices.size());
+    for (const Device *const device : devices) {
+        devicetable::fillRow(ui->tableWidget, m_devices.size(), {device->record().hostname()});
+        m_devices.append(DeviceAccess(*device));
+    }
+    devicetable::fitHostnames(ui->tableWidget);
+    connect(&m_requests, &DeviceRequests::rowChanged, this, &NetworkOperationsDialog::showRow);
+    connect(&m_requests, &DeviceRequests::ended, this, &NetworkOperationsDialog::showEnd);
+}
+
+NetworkOperationsDialog::~NetworkOperationsDialog() = default;
+
+void NetworkOperationsDialog::downloadConfigs(const QString &directory, const QList<Device *> &devices,
+                                              bool includePasswords, QWidget *parent)
+{
+    NetworkOperationsDialog dialog(devices, parent);
+    dialog.ui->label->setText(tr("Downloading configs."));
+    dialog.setWindowTitle(tr("Save config"));
+    DeviceRequests::Operation operation;
+    operation.send = [includePasswords](QNetworkAccessManager *manager, const DeviceAccess &device) {
+        return manager->get(
+            http::deviceRequest(devicerequest::configuration(device.baseUrl, includePasswords)));
+    };
+    operation.activity = tr("Downloading");
+    operation.directory = directory;
+    operation.suffix = QStringLiteral(".qini");
+    operation.logAnswers = true;
+    dialog.run(operation);
+}
+
+void NetworkOperationsDialog::uploadConfig(const QByteArray &config, const QList<Device *> &devices,
+                                           QWidget *parent)
+{
+    NetworkOperationsDialog dialog(devices, parent);
+    dialog.ui->label->setText(tr("Uploading config."));
+    dialog.setWindowTitle(tr("Upload config"));
+    DeviceRequests::Operation operation;
+    operation.send = [config](QNetworkAccessManager *manager, const DeviceAccess &device) {
+        const QUrl url = devicerequest::configurationUpload(device.baseUrl);
+        qDebug() << "upload" << url;
+        QHttpMultiPart *const form = devicerequest::configurationForm(config);
+        QNetworkReply *const reply = manager->post(http::deviceRequest(url), form);
+        form->setParent(reply);
+        return reply;
+    };
+    operation.activity = tr("Uploading");
+    dialog.run(operation);
+}
+
+void NetworkOperationsDialog::run(const DeviceRequests::Operation &operation)
+{
+    ui->pushButtonClose->setEnabled(false);
+    m_requests.start(m_devices, operation);
+    exec();
+}
+
+void NetworkOperationsDialog::showRow(int row, const QString &text, DeviceRequests::Mark mark)
+{
+    devicetable::showStatus(ui->tableWidget->item(row, statusColumn), text, mark);
+}
+
+void NetworkOperationsDialog::showEnd()
+{
+    ui->pushButtonClose->setEnabled(true);
+    ui->pushButtonCancel->setEnabled(false);
+}
+
+void NetworkOperationsDialog::on_pushButtonCancel_clicked()
+{
+    m_requests.cancel();
+    showEnd();
+}
+
+void NetworkOperationsDialog::on_pushButtonClose_clicked()
+{
+    reject();
+}

@@ -1,0 +1,87 @@
+#include "operations/outputfile.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QUuid>
+
+#include <cstdio>
+
+namespace {
+
+bool holdsASeparator(const QString &text)
+{
+    return text.contains(QLatin1Char('/')) || text.contains(QDir::separator());
+}
+
+} // namespace
+
+QString OutputName::at(const QDateTime &time) const
+{
+    QString digits = mac;
+    digits.remove(QLatin1Char(':'));
+    return hostname + QLatin1Char('-') + digits + QLatin1Char('-') +
+           time.toString(QStringLiteral("yyyyMMdd-hhmmss")) + suffix;
+}
+
+OutputFile::OutputFile(const QString &directory, const OutputName &name)
+    : m_directory(directory)
+    , m_name(name)
+    // Without a directory the file would land at the root of all of them.
+    , m_good(!directory.isEmpty() && !holdsASeparator(name.hostname) && !name.hostname.contains(QChar::Null))
+{
+}
+
+OutputFile::~OutputFile()
+{
+    if (m_file.isOpen()) {
+        m_file.close();
+        // By its name: the object itself removes nothing once its last bytes couldn't be written.
+        QFile::remove(m_file.fileName());
+    }
+}
+
+bool OutputFile::create()
+{
+    m_file.setFileName(m_directory + QLatin1String("/.nembra-") +
+                       QUuid::createUuid().toString(QUuid::WithoutBraces) + QLatin1String(".part"));
+    return m_file.open(QIODevice::ReadWrite | QIODevice::NewOnly);
+}
+
+void OutputFile::write(const QByteArray &piece)
+{
+    if (!m_good) {
+        return;
+    }
+    m_good = (m_file.isOpen() || create()) && m_file.write(piece) == piece.size();
+    if (!m_good) {
+        qDebug() << "Can't write in" << m_directory << m_file.errorString();
+    }
+}
+
+QByteArray OutputFile::head(qint64 maximum)
+{
+    if (!m_file.isOpen() || !m_file.seek(0)) {
+        return {};
+    }
+    QByteArray bytes = m_file.read(maximum);
+    m_good = m_file.seek(m_file.size()) && m_good;
+    return bytes;
+}
+
+bool OutputFile::commit(const QDateTime &time)
+{
+    // An empty file is a file, too.
+    write(QByteArray());
+    m_good = m_good && m_file.flush();
+    if (!m_good) {
+        return false;
+    }
+    // Unlike QFile::rename() this replaces an old file without a moment in between in which there is none.
+    const QByteArray from = QFile::encodeName(m_file.fileName());
+    const QByteArray to = QFile::encodeName(m_directory + QLatin1Char('/') + m_name.at(time));
+    m_good = std::rename(from.constData(), to.constData()) == 0;
+    if (m_good) {
+        m_file.close();
+    }
+    return m_good;
+}
