@@ -37,7 +37,7 @@ constexpr int configurationSize = 20 * 1024;
 /// A fleet whose devices let anybody read and write.
 QString writeScenario(const QTemporaryDir &directory)
 {
-    const QString path = directory.filePath(QStringLiteral("scenario.json"));
+    QString path = directory.filePath(QStringLiteral("scenario.json"));
     const QJsonObject defaults{
         {QStringLiteral("anonymous_level"), 3},
         {QStringLiteral("history_start"), 0},

@@ -15,19 +15,19 @@ constexpr std::chrono::milliseconds promptAge = 1s;
 constexpr rlim_t descriptorsPerRequest = 4;
 /// For everything else that the program opens.
 constexpr rlim_t reservedDescriptors = 256;
+constexpr rlim_t owners = 2;
 constexpr rlim_t fewestRequests = 32;
 constexpr rlim_t mostRequests = 2000;
 
 } // namespace
 
-int RequestPace::requestsThatFit(int shares)
+int RequestPace::requestsThatFit()
 {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur <= reservedDescriptors) {
         return static_cast<int>(fewestRequests);
     }
-    const rlim_t fitting =
-        (limit.rlim_cur - reservedDescriptors) / descriptorsPerRequest / static_cast<rlim_t>(shares);
+    const rlim_t fitting = (limit.rlim_cur - reservedDescriptors) / descriptorsPerRequest / owners;
     return static_cast<int>(std::clamp(fitting, fewestRequests, mostRequests));
 }
 

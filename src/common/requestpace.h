@@ -19,8 +19,9 @@ public:
     {
     }
 
-    /// How many requests this process has descriptors for, when `shares` owners share them.
-    static int requestsThatFit(int shares);
+    /// How many requests an owner may have out, by the descriptors of this process: those of the information
+    /// queries and those of a transfer are out at the same time.
+    static int requestsThatFit();
 
     bool mayStart() const { return m_prompt < maximumPrompt && m_outstanding.size() < m_maximumOutstanding; }
     bool isFull() const { return m_outstanding.size() >= m_maximumOutstanding; }

@@ -192,8 +192,11 @@ void Device::login(const QString &user, const QString &password)
 void Device::abortForLogin()
 {
     QNetworkReply *const reply = m_pendingReply;
-    // Its handlers run at once and tell who waits for it.
+    // Its handlers run at once and tell who waits for it. An older login has failed then, whatever had
+    // arrived of its answer.
+    m_loginSuperseded = true;
     reply->abort();
+    m_loginSuperseded = false;
     reply->deleteLater();
     if (m_pendingReply == reply) {
         m_pendingReply = nullptr;
@@ -207,7 +210,9 @@ void Device::on_LoginFinished()
         return;
     }
     qDebug().noquote() << "on_LoginFinished " << http::status(reply) << http::redirectTarget(reply);
-    takeCookies(reply);
+    if (!m_loginSuperseded) {
+        takeCookies(reply);
+    }
     reply->deleteLater();
     // Before anybody hears of it: who asks for information at once must not find a request that is out, and
     // after a long wait give up a login that has just succeeded.

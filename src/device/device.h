@@ -147,6 +147,8 @@ private:
     QNetworkCookie m_sidCookie;
     QString m_loginUser;
     QString m_loginPassword;
+    /// A login is being aborted for the sake of the next one.
+    bool m_loginSuperseded = false;
     qint32 m_loginGroup = -1;
     QDateTime m_historyStart;
     QDateTime m_deviceTime;

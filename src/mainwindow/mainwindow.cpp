@@ -32,9 +32,6 @@ constexpr int recentAge = 2;
 /// fill the memory with rows.
 constexpr int maximumDevices = 50000;
 
-/// The queries and the transfers of an operation share the descriptors.
-constexpr int requestOwners = 2;
-
 } // namespace
 
 MainWindow::MainWindow(const QString &deviceListPath, QWidget *parent)
@@ -93,7 +90,7 @@ void MainWindow::setUpDiscovery()
 {
     m_discovery = new Discovery(static_cast<quint16>(settings::value(settings::scanPort)), this);
     connect(m_discovery, &Discovery::device, this, &MainWindow::onDevice);
-    m_queryQueue = new QueryQueue(RequestPace::requestsThatFit(requestOwners), this);
+    m_queryQueue = new QueryQueue(RequestPace::requestsThatFit(), this);
 }
 
 void MainWindow::setUpTimers()

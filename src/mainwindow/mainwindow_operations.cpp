@@ -108,7 +108,12 @@ void MainWindow::on_actionUpload_config_triggered()
         !PlainMessageBox::question(this, tr("Really upload config to %1 devices?").arg(devices.size()))) {
         return;
     }
-    NetworkOperationsDialog::uploadConfig(file.readAll(), devices, this);
+    const QByteArray config = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        // A part of a configuration is worse than none.
+        return;
+    }
+    NetworkOperationsDialog::uploadConfig(config, devices, this);
     refreshDevices();
 }
 

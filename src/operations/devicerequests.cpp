@@ -16,20 +16,18 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// The information queries go on meanwhile, and need as many descriptors.
-constexpr int descriptorShares = 2;
 /// Starting a request makes a thread; this long at a time.
 constexpr std::chrono::milliseconds startSlice = 8ms;
 constexpr std::chrono::milliseconds slowCheckInterval = 250ms;
 
 /// The most of an answer that is logged, bytes.
-constexpr qint64 longestLoggedAnswer = 1024 * 1024;
+constexpr qint64 longestLoggedAnswer = 1024LL * 1024;
 
 } // namespace
 
 DeviceRequests::DeviceRequests(QObject *parent)
     : QObject(parent)
-    , m_pace(RequestPace::requestsThatFit(descriptorShares))
+    , m_pace(RequestPace::requestsThatFit())
 {
     m_startTimer.setSingleShot(true);
     m_startTimer.setInterval(0);
@@ -75,8 +73,8 @@ void DeviceRequests::start(const QList<DeviceAccess> &devices, const Operation &
         m_rows.emplace_back().device = device;
         emit rowChanged(static_cast<int>(m_rows.size()) - 1, operation.activity, Mark::None);
     }
-    startSome();
     m_slowTimer.start();
+    startSome();
 }
 
 void DeviceRequests::startSome()
@@ -208,10 +206,14 @@ void DeviceRequests::endRow(int index, const QString &text, Mark mark)
     row.hasEnded = true;
     if (row.reply) {
         m_pace.ended(row.reply);
+        // What else it has to say must not reach another run.
+        row.reply->disconnect(this);
         row.reply->deleteLater();
         row.reply = nullptr;
-        // Later, since the manager is still busy delivering the end of this very reply.
-        QTimer::singleShot(1, row.manager, [manager = row.manager] { manager->clearConnectionCache(); });
+        // Later, since the manager is still busy delivering the end of this very reply; and one after the
+        // other when all are canceled at once, since each waits for its thread to end.
+        QTimer::singleShot(m_canceled ? 1 + index : 1, row.manager,
+                           [manager = row.manager] { manager->clearConnectionCache(); });
     }
     ++m_finishedCount;
     emit rowChanged(index, text, mark);

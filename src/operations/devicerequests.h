@@ -58,7 +58,7 @@ private:
     struct Row
     {
         DeviceAccess device;
-        /// Kept until this object goes: its thread is given back earlier.
+        /// Its thread is given back when the request has ended, before the manager goes.
         QNetworkAccessManager *manager = nullptr;
         /// Null before the request is sent and after it has ended.
         QNetworkReply *reply = nullptr;
@@ -87,5 +87,3 @@ private:
     QTimer m_startTimer;
     QTimer m_slowTimer;
 };
-
-Q_DECLARE_METATYPE(DeviceRequests::Mark)

@@ -9,12 +9,15 @@
 #include "operations/devicetable.h"
 #include "widgets/savedstate.h"
 
+#include <QCalendarWidget>
 #include <QDateTime>
 #include <QHeaderView>
 #include <QNetworkAccessManager>
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <array>
+#include <initializer_list>
 
 namespace {
 
@@ -32,6 +35,7 @@ constexpr std::array<qint64, 2> secondsPerUnit{60, 3600};
 LoadHistoryDialog::LoadHistoryDialog(const QList<Device *> &devices, QWidget *parent)
     : QDialog(parent)
     , ui(std::make_unique<Ui::LoadHistoryDialog>())
+    , m_devices(devices)
 {
     ui->setupUi(this);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
@@ -61,11 +65,10 @@ void LoadHistoryDialog::addDevices(const QList<Device *> &devices)
 {
     QTableWidget *const table = ui->tableWidget;
     table->setRowCount(devices.size());
-    for (const Device *const device : devices) {
-        const int row = m_devices.size();
+    for (int row = 0; row < devices.size(); ++row) {
+        const Device *const device = devices.at(row);
         devicetable::fillRow(table, row, {device->record().hostname()});
         table->item(row, historyStartColumn)->setData(Qt::DisplayRole, device->historyStart());
-        m_devices.append(DeviceAccess(*device));
     }
     devicetable::fitHostnames(table);
     table->resizeColumnToContents(historyStartColumn);
@@ -146,7 +149,12 @@ void LoadHistoryDialog::on_pushButtonLoad_clicked()
     for (int row = 0; row < ui->tableWidget->rowCount(); ++row) {
         devicetable::clearStatus(ui->tableWidget->item(row, statusColumn));
     }
-    m_requests.start(m_devices, operation);
+    // As the devices are reached now; the dialog may have been open for long.
+    QList<DeviceAccess> access;
+    for (const Device *const device : m_devices) {
+        access.append(DeviceAccess(*device));
+    }
+    m_requests.start(access, operation);
 }
 
 void LoadHistoryDialog::showRow(int row, const QString &text, DeviceRequests::Mark mark)

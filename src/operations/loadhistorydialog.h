@@ -43,6 +43,6 @@ private:
     void endRun();
 
     std::unique_ptr<Ui::LoadHistoryDialog> ui;
-    QList<DeviceAccess> m_devices;
+    const QList<Device *> m_devices;
     DeviceRequests m_requests;
 };

@@ -20,7 +20,7 @@ public:
     ~NetworkOperationsDialog() override;
 
     /// Saves the configuration of each device as a file in the directory. Returns when the user has closed
-    /// the dialog; the devices must last until then.
+    /// the dialog; it needs the devices no more once it has begun.
     static void downloadConfigs(const QString &directory, const QList<Device *> &devices,
                                 bool includePasswords, QWidget *parent);
     /// Sends the content of a configuration file to each device. Returns as downloadConfigs() does.

@@ -596,8 +596,8 @@ void TestDeviceLogin::logsWhatItGets()
     m_fleet->addFault(
         0, withCookies(Fault::status(303, "See Other", "/start").times(1), {"sid=abc", "lang=de"}));
     QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral("^on_LoginFinished +303 .*/start$")));
-    expect("cookie \"sid\" \"abc\"");
-    expect("cookie \"lang\" \"de\"");
+    expect(R"(cookie "sid" "abc")");
+    expect(R"(cookie "lang" "de")");
     logInAsAdmin();
 
     m_fleet->addFault(0, Fault::status(500, "Oops").onPath("login.cgi"));

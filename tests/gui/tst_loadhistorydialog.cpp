@@ -119,7 +119,7 @@ private slots:
     void goesWithItsRequests_data();
     void goesWithItsRequests();
     void goesWithTheProgram();
-    void staysWithTheDevicesItWasOpenedWith();
+    void asksTheDevicesAsTheyAreWhenItLoads();
 
 private:
     /// Opens the dialog for all devices of the bench, with the bench's directory.
@@ -737,25 +737,28 @@ void TestLoadHistoryDialog::goesWithTheProgram()
     QCOMPARE(m_bench->fileNames(), QStringList());
 }
 
-void TestLoadHistoryDialog::staysWithTheDevicesItWasOpenedWith()
+void TestLoadHistoryDialog::asksTheDevicesAsTheyAreWhenItLoads()
 {
     m_bench->addOpenDevice("before");
     m_bench->addOpenDevice("before");
     m_bench->start();
     run([this](DialogUser &user) {
+        // While the dialog was open the first one got another name.
         DiscoveryDevice record = m_bench->device(0).record();
+        record.setHostname(QStringLiteral("renamed"));
+        m_bench->device(0).updateFromDiscovery(record);
+        user.button("pushButtonLoad").click();
+        // What happens from now on changes nothing for what is running.
         record.setHostname(QStringLiteral("after"));
         record.setAddress(QHostAddress(QStringLiteral("10.77.128.200")));
         m_bench->device(0).updateFromDiscovery(record);
-        user.button("pushButtonLoad").click();
-        // And the rows may even go.
         m_bench->dropRows();
         QVERIFY(user.awaitEnd());
         QCOMPARE(user.statuses(), (QStringList{finished, finished}));
         QCOMPARE(user.table().item(0, 0)->text(), QStringLiteral("before"));
     });
     QCOMPARE(m_bench->fileNames(),
-             (QStringList{suffixed("before-0E5A11000001"), suffixed("before-0E5A11000002")}));
+             (QStringList{suffixed("before-0E5A11000002"), suffixed("renamed-0E5A11000001")}));
 }
 
 NEMBRA_GUI_TEST_MAIN(TestLoadHistoryDialog)

@@ -181,29 +181,23 @@ void TestRequestPace::tellsItsKeys()
 void TestRequestPace::fitsTheDescriptors_data()
 {
     QTest::addColumn<int>("limit");
-    QTest::addColumn<int>("shares");
     QTest::addColumn<int>("requests");
-    QTest::newRow("almost none") << 64 << 1 << 32;
-    QTest::newRow("only those that others need") << 256 << 1 << 32;
-    QTest::newRow("a few more") << 260 << 1 << 32;
-    QTest::newRow("usual") << 1024 << 1 << 192;
-    QTest::newRow("usual, shared") << 1024 << 2 << 96;
-    QTest::newRow("usual, shared by three") << 1024 << 3 << 64;
-    QTest::newRow("low, shared") << 400 << 2 << 32;
-    QTest::newRow("raised") << 4096 << 1 << 960;
-    QTest::newRow("raised, shared") << 4096 << 2 << 480;
+    QTest::newRow("almost none") << 64 << 32;
+    QTest::newRow("only those that others need") << 256 << 32;
+    QTest::newRow("low") << 400 << 32;
+    QTest::newRow("usual") << 1024 << 96;
+    QTest::newRow("raised") << 4096 << 480;
 }
 
 void TestRequestPace::fitsTheDescriptors()
 {
     QFETCH(int, limit);
-    QFETCH(int, shares);
     const DescriptorLimit descriptorLimit(static_cast<rlim_t>(limit));
     if (!descriptorLimit.isSet()) {
         QTest::qSkip("The system doesn't allow so many descriptors.", __FILE__, __LINE__);
         return;
     }
-    QTEST(RequestPace::requestsThatFit(shares), "requests");
+    QTEST(RequestPace::requestsThatFit(), "requests");
 }
 
 QTEST_GUILESS_MAIN(TestRequestPace)
