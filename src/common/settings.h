@@ -56,6 +56,10 @@ inline constexpr char filterHistoryEntry[] = "String";
 inline constexpr Key<const char *> configDirectory{nullptr, "ConfigDir", ""};
 inline constexpr Key<const char *> lastUploadConfigFile{nullptr, "LastUploadConfigFile", ""};
 
+inline constexpr BytesKey firmwareGeometry{"UpdateFirmwareDialog", "Geometry", ""};
+inline constexpr BytesKey firmwareHeader{"UpdateFirmwareDialog", "horizontalHeader", ""};
+inline constexpr BytesKey firmwareHeaderState{"UpdateFirmwareDialog", "horizontalHeaderState", ""};
+
 inline constexpr BytesKey historyGeometry{"LoadHistoryDialog", "Geometry", ""};
 inline constexpr BytesKey historyHeader{"LoadHistoryDialog", "horizontalHeader", ""};
 inline constexpr BytesKey historyHeaderState{"LoadHistoryDialog", "horizontalHeaderState", ""};
