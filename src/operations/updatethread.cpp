@@ -268,7 +268,10 @@ bool UpdateThread::postForm(const char *path, const Form &fields)
         return false;
     }
     QUrlQuery query;
-    query.setQueryItems(fields);
+    for (const QPair<QString, QString> &field : fields) {
+        // A null text would come without its equals sign.
+        query.addQueryItem(field.first, field.second.isNull() ? QStringLiteral("") : field.second);
+    }
     QNetworkRequest request = requestFor(path);
     request.setHeader(QNetworkRequest::ContentTypeHeader,
                       QByteArrayLiteral("application/x-www-form-urlencoded"));
@@ -282,6 +285,10 @@ bool UpdateThread::waitForReply(QNetworkReply *reply, QByteArray *body)
     QEventLoop loop;
     connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     const auto read = [reply, body] {
+        // What was given up can't be read any more.
+        if (!reply->isOpen()) {
+            return;
+        }
         const QByteArray piece = reply->readAll();
         if (body) {
             *body += piece;
