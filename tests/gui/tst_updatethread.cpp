@@ -1,24 +1,17 @@
 #include "device/device.h"
-#include "devicerow.h"
-#include "discovery/discovery.h"
 #include "disktrouble.h"
 #include "fleet.h"
 #include "form.h"
 #include "operations/updatethread.h"
 #include "testenvironment.h"
 #include "transferbench.h"
+#include "updatebench.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QLoggingCategory>
-#include <QMutex>
-#include <QRegularExpression>
-#include <QTimer>
 #include <QtTest>
 
 #include <algorithm>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -28,28 +21,6 @@ using simulator::Fault;
 Q_DECLARE_METATYPE(simulator::Fault)
 
 namespace {
-
-/// Milliseconds for a whole run, by a build with sanitizers too.
-constexpr int patience = 30000;
-/// Milliseconds in which a worker must end that was stopped.
-constexpr int stopTime = 2000;
-/// Milliseconds in which nothing may come that would come at once.
-constexpr int silence = 150;
-
-constexpr std::chrono::milliseconds shortRestart = 30ms;
-constexpr int complete = 100;
-
-const QString savingConfig = QStringLiteral("Saving config");
-const QString uploadingFirmware = QStringLiteral("Uploading firmware");
-const QString activatingFirmware = QStringLiteral("Activating firmware");
-const QString waitingTenSeconds = QStringLiteral("Waiting 10 seconds");
-const QString waitingForDevice = QStringLiteral("Waiting for device");
-const QString restoringConfig = QStringLiteral("Restoring config");
-const QString finished = QStringLiteral("Finished");
-const QString httpError = QStringLiteral("Error for HTTP-Request: ");
-
-const QString admin = QStringLiteral("admin");
-const QByteArray configuration("[system]\r\nname=lab\r\nlocation=\xC3\xBC\xFF--\r\n");
 
 QString wrongStatus(int status)
 {
@@ -72,91 +43,6 @@ qint64 memory(const char *line)
     return -1;
 }
 
-int threadCount()
-{
-    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
-}
-
-/// A worker, and all that it tells in its order: a message as it is, a progress as "10".
-class Run final : public QObject
-{
-public:
-    Run(const Device &device, const UpdateThread::Job &job, int row = 0)
-        : m_thread(device, row, job, nullptr)
-    {
-        connect(&m_thread, &UpdateThread::message, this, [this](const QString &text) {
-            m_events += text;
-            m_messages += text;
-        });
-        connect(&m_thread, &UpdateThread::changeProgress, this, [this](int value) {
-            m_events += QString::number(value);
-            m_progress += value;
-        });
-        connect(&m_thread, &QThread::finished, this, [this] { m_hasEnded = true; });
-    }
-    ~Run() override
-    {
-        m_thread.stop();
-        m_thread.wait();
-    }
-    Q_DISABLE_COPY_MOVE(Run)
-
-    UpdateThread &thread() { return m_thread; }
-    void start() { m_thread.start(); }
-    bool hasEnded() const { return m_hasEnded; }
-    [[nodiscard]] bool awaitEnd() const
-    {
-        return QTest::qWaitFor([this] { return m_hasEnded; }, patience);
-    }
-    /// Whether the message has come for the `count`th time.
-    [[nodiscard]] bool awaitMessage(const QString &text, int count = 1) const
-    {
-        return QTest::qWaitFor([&] { return m_messages.count(text) >= count; }, patience);
-    }
-    /// Stops the worker; whether it ended in time.
-    [[nodiscard]] bool stop()
-    {
-        m_thread.stop();
-        return m_thread.wait(stopTime) && awaitEnd();
-    }
-
-    const QStringList &events() const { return m_events; }
-    const QStringList &messages() const { return m_messages; }
-    QString lastMessage() const { return m_messages.isEmpty() ? QString() : m_messages.constLast(); }
-    const QList<int> &progress() const { return m_progress; }
-    int lastProgress() const { return m_progress.isEmpty() ? -1 : m_progress.constLast(); }
-    /// The events with the progress during the upload left out.
-    QStringList milestones() const
-    {
-        QStringList texts = m_events;
-        const int begin = texts.indexOf(uploadingFirmware) + 1;
-        int end = begin;
-        while (end < texts.size() && texts.at(end) != activatingFirmware) {
-            ++end;
-        }
-        // The last one tells that the upload is over.
-        for (; end - begin > 1; --end) {
-            texts.removeAt(begin);
-        }
-        return texts;
-    }
-
-private:
-    UpdateThread m_thread;
-    QStringList m_events;
-    QStringList m_messages;
-    QList<int> m_progress;
-    bool m_hasEnded = false;
-};
-
-/// "POST http://device/login.cgi", the way to a device written out.
-QString requestLine(const simulator::HttpRecord &record)
-{
-    return QString::fromStdString(record.method) +
-           (record.https ? QStringLiteral(" https:/") : QStringLiteral(" http:/")) +
-           QString::fromStdString(record.target);
-}
-
 /// A line for a request: method, target, kind of body, and body, with the boundary named.
 QString described(const simulator::HttpRecord &record)
 {
@@ -173,12 +59,6 @@ QString described(const simulator::HttpRecord &record)
            QString::fromLatin1(body.replace("\r\n", "|"));
 }
 
-simulator::FieldMap partsOf(const simulator::HttpRecord &record)
-{
-    return simulator::multipartFields(record.header("Content-Type"), record.body)
-        .value_or(simulator::FieldMap());
-}
-
 /// A fault in a request that is the same as others before it: those are answered as usual, or nearly.
 std::vector<Fault> after(int passes, const std::string &path, const Fault &fault)
 {
@@ -192,14 +72,14 @@ std::vector<Fault> after(int passes, const std::string &path, const Fault &fault
 
 } // namespace
 
-class TestUpdateThread final : public QObject
+class TestUpdateThread final : public QObject, private UpdateBench
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase() { omitDebugOutput(); }
+    void init() { open(); }
+    void cleanup() { close(); }
 
     void takesAllStepsInTheirOrder_data();
     void takesAllStepsInTheirOrder();
@@ -230,45 +110,12 @@ private slots:
     void keepsNoFileWithoutADirectory();
     void stopsWhereTheConfigurationCannotBeKept_data();
     void stopsWhereTheConfigurationCannotBeKept();
-    void waitsTenSecondsByDefault();
-    void doesNotCountAnswersOfTheTimeBefore();
-    void countsTwoAnswersOnce();
-    void staysWithTheAddress();
-    void doesNotFollowADeviceToAnotherAddress();
-    void waitsForADeviceThatNeverComesBack();
-    void hearsADeviceThroughDiscovery();
-    void outlivesItsDevice_data();
-    void outlivesItsDevice();
-    void doesNothingIfStoppedBefore();
-    void endsWhenStoppedRightAfterTheStart();
-    void endsWhenStoppedWhileItWaits_data();
-    void endsWhenStoppedWhileItWaits();
-    void endsWhenStoppedBetweenTwoSteps_data();
-    void endsWhenStoppedBetweenTwoSteps();
-    void endsWhenStoppedInAnUpload();
-    void mayBeStoppedAfterTheEnd();
-    void endsWheneverItIsStopped();
-    void updatesTwentyDevicesAtOnce();
-    void writesNoPasswordIntoTheLog();
 
 private:
-    int addDevice(const QByteArray &name, simulator::DeviceOptions options = {});
-    void begin();
-    void setUp(int index, const QString &user = admin);
-    bool writeImage(const QByteArray &image) const;
-    UpdateThread::Job job() const;
-    void answerDiscovery(std::chrono::milliseconds interval = 10ms);
-    bool comesToRest() const;
-    QStringList lines(int index = 0) const;
-    std::size_t requestCount(int index = 0) const { return m_bench->fleet().requests(index).size(); }
-
     struct Outcome;
     static std::vector<Outcome> runAllFailures();
     const Outcome *outcome(const QString &name);
 
-    std::unique_ptr<TestEnvironment> m_environment;
-    std::unique_ptr<TransferBench> m_bench;
-    std::unique_ptr<QTimer> m_discovery;
     std::vector<Outcome> m_outcomes;
 };
 
@@ -375,108 +222,6 @@ QStringList allTargets(bool overHttps)
 }
 
 } // namespace
-
-void TestUpdateThread::initTestCase()
-{
-    // Every request and every answer to discovery would be a line.
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-}
-
-void TestUpdateThread::init()
-{
-    m_environment = std::make_unique<TestEnvironment>();
-    simulator::FleetOptions options;
-    options.journalBodyLimit = 64U << 20U;
-    m_bench = std::make_unique<TransferBench>(options);
-    QVERIFY(writeImage("version=7.8.9\nimage"));
-}
-
-void TestUpdateThread::cleanup()
-{
-    m_discovery.reset();
-    m_bench.reset();
-    m_environment.reset();
-}
-
-int TestUpdateThread::addDevice(const QByteArray &name, simulator::DeviceOptions options)
-{
-    if (!options.restartTime) {
-        options.restartTime = shortRestart;
-    }
-    if (!options.configuration) {
-        options.configuration = configuration.toStdString();
-    }
-    return m_bench->addDevice(name, std::move(options));
-}
-
-/// A fleet of one device, where none was added, with a user at each.
-void TestUpdateThread::begin()
-{
-    if (m_bench->fleet().deviceCount() == 0) {
-        addDevice("lab");
-    }
-    m_bench->start();
-    for (int i = 0; i < m_bench->fleet().deviceCount(); ++i) {
-        setUp(i);
-    }
-    // Those who asked are gone, too.
-    QVERIFY(comesToRest());
-}
-
-void TestUpdateThread::setUp(int index, const QString &user)
-{
-    QVERIFY(m_bench->ask(index));
-    if (!user.isEmpty()) {
-        QVERIFY(m_bench->logIn(index, user));
-    }
-    // The connection that it has kept goes.
-    m_bench->device(index).recreateNetworkManager();
-    m_bench->fleet().clearJournal();
-}
-
-bool TestUpdateThread::writeImage(const QByteArray &image) const
-{
-    QFile file(job().firmwareFile);
-    return file.open(QIODevice::WriteOnly) && file.write(image) == image.size() && file.flush();
-}
-
-UpdateThread::Job TestUpdateThread::job() const
-{
-    UpdateThread::Job job;
-    job.firmwareFile = m_environment->path(QStringLiteral("image.bin"));
-    job.restartTime = shortRestart;
-    return job;
-}
-
-/// The devices that are there answer all the time.
-void TestUpdateThread::answerDiscovery(std::chrono::milliseconds interval)
-{
-    m_discovery = std::make_unique<QTimer>();
-    connect(m_discovery.get(), &QTimer::timeout, this, [this] {
-        for (int i = 0; i < m_bench->fleet().deviceCount(); ++i) {
-            const simulator::DeviceInfo info = m_bench->fleet().device(i);
-            if (!info.restarting) {
-                m_bench->device(i).updateFromDiscovery(recordOf(info));
-            }
-        }
-    });
-    m_discovery->start(interval);
-}
-
-/// Whether nobody is left who could send anything.
-bool TestUpdateThread::comesToRest() const
-{
-    return QTest::qWaitFor([this] { return m_bench->fleet().counters().openConnections == 0; }, patience);
-}
-
-QStringList TestUpdateThread::lines(int index) const
-{
-    QStringList lines;
-    for (const simulator::HttpRecord &record : m_bench->fleet().requests(index)) {
-        lines += requestLine(record);
-    }
-    return lines;
-}
 
 void TestUpdateThread::takesAllStepsInTheirOrder_data()
 {
@@ -883,7 +628,7 @@ void TestUpdateThread::findsTheSchemeAgain()
 std::vector<TestUpdateThread::Outcome> TestUpdateThread::runAllFailures()
 {
     TestUpdateThread bench;
-    bench.init();
+    bench.open();
     std::vector<std::pair<const Step *, const Trouble *>> cases;
     for (const Step &step : steps()) {
         for (const Trouble &trouble : troubles()) {
@@ -944,7 +689,7 @@ std::vector<TestUpdateThread::Outcome> TestUpdateThread::runAllFailures()
         }
     }
     runs.clear();
-    bench.cleanup();
+    bench.close();
     return outcomes;
 }
 
@@ -1224,498 +969,6 @@ void TestUpdateThread::stopsWhereTheConfigurationCannotBeKept()
     QVERIFY(comesToRest());
     QCOMPARE(lines(), QStringList{QStringLiteral("GET http://tpl/document.cgi?tpl/j/config.tpl")});
     QCOMPARE(m_bench->files(), (QMap<QString, QByteArray>()));
-}
-
-void TestUpdateThread::waitsTenSecondsByDefault()
-{
-    QCOMPARE(UpdateThread::Job().restartTime, std::chrono::milliseconds(10000));
-    begin();
-    answerDiscovery();
-    UpdateThread::Job todo = job();
-    todo.restartTime = UpdateThread::Job().restartTime;
-    Run run(m_bench->device(0), todo);
-    run.start();
-    QVERIFY(run.awaitMessage(waitingTenSeconds));
-    QElapsedTimer timer;
-    timer.start();
-    QVERIFY(run.awaitMessage(waitingForDevice));
-    const qint64 waited = timer.elapsed();
-    QVERIFY2(waited >= 9400 && waited < 13000, qPrintable(QString::number(waited)));
-    QVERIFY(run.stop());
-}
-
-void TestUpdateThread::doesNotCountAnswersOfTheTimeBefore()
-{
-    begin();
-    UpdateThread::Job todo = job();
-    todo.restartTime = 300ms;
-    Run run(m_bench->device(0), todo);
-    Device &device = m_bench->device(0);
-    const DiscoveryDevice record = device.record();
-    // From before the run to the end of the first wait, whose messages come one after the other.
-    QElapsedTimer sinceWait;
-    QTimer answers;
-    connect(&answers, &QTimer::timeout, &device, [&] {
-        if (!sinceWait.isValid() && run.lastMessage() == waitingTenSeconds) {
-            sinceWait.start();
-        }
-        if (!sinceWait.isValid() || sinceWait.elapsed() < 150) {
-            device.updateFromDiscovery(record);
-        }
-    });
-    answers.start(5ms);
-    run.start();
-    QVERIFY(run.awaitMessage(waitingForDevice));
-    QVERIFY(!QTest::qWaitFor([&] { return run.lastMessage() != waitingForDevice; }, silence));
-    QCOMPARE(run.lastProgress(), 70);
-    QCOMPARE(requestCount(), std::size_t(3));
-    device.updateFromDiscovery(record);
-    QVERIFY(run.awaitMessage(restoringConfig));
-    QVERIFY(run.stop());
-}
-
-void TestUpdateThread::countsTwoAnswersOnce()
-{
-    begin();
-    Device &device = m_bench->device(0);
-    Run run(device, job());
-    run.start();
-    QVERIFY(run.awaitMessage(waitingForDevice));
-    QTRY_VERIFY_WITH_TIMEOUT(m_bench->fleet().device(0).restarts == 1, patience);
-    // The worker listens at once, but it may not have come to it yet.
-    QVERIFY(!QTest::qWaitFor([&] { return run.lastMessage() != waitingForDevice; }, silence));
-    const DiscoveryDevice record = device.record();
-    device.updateFromDiscovery(record);
-    device.updateFromDiscovery(record);
-    QVERIFY(run.awaitMessage(waitingForDevice, 2));
-    QVERIFY(!QTest::qWaitFor([&] { return run.hasEnded(); }, silence));
-    QCOMPARE(run.lastProgress(), 90);
-    QCOMPARE(run.lastMessage(), waitingForDevice);
-    device.updateFromDiscovery(record);
-    device.updateFromDiscovery(record);
-    QVERIFY(run.awaitEnd());
-    QCOMPARE(run.lastMessage(), finished);
-}
-
-void TestUpdateThread::staysWithTheAddress()
-{
-    begin();
-    Device &device = m_bench->device(0);
-    DiscoveryDevice elsewhere = device.record();
-    elsewhere.setAddress(QHostAddress(QStringLiteral("10.77.128.99")));
-    elsewhere.setHostname(QStringLiteral("other"));
-    Run run(device, job());
-    run.start();
-    QTimer answers;
-    connect(&answers, &QTimer::timeout, &device, [&] {
-        if (!m_bench->fleet().device(0).restarting) {
-            device.updateFromDiscovery(elsewhere);
-        }
-    });
-    answers.start(10ms);
-    QVERIFY(run.awaitEnd());
-    QCOMPARE(run.lastMessage(), finished);
-    QCOMPARE(requestCount(), std::size_t(13));
-}
-
-void TestUpdateThread::doesNotFollowADeviceToAnotherAddress()
-{
-    begin();
-    Run run(m_bench->device(0), job());
-    run.start();
-    QVERIFY(run.awaitMessage(waitingForDevice));
-    m_bench->fleet().change(0, [](simulator::DeviceOptions &options) {
-        options.address = simulator::addressFromText("10.77.130.1");
-    });
-    answerDiscovery();
-    QVERIFY(run.awaitEnd());
-    QCOMPARE(m_bench->device(0).record().address().toString(), QStringLiteral("10.77.130.1"));
-    QCOMPARE(run.lastMessage(),
-             httpError + QStringLiteral("Connection refused  http://10.77.128.1:80/login.cgi"));
-    QCOMPARE(run.lastProgress(), 80);
-    QCOMPARE(requestCount(), std::size_t(3));
-}
-
-void TestUpdateThread::waitsForADeviceThatNeverComesBack()
-{
-    simulator::DeviceOptions options;
-    options.restartTime = 1h;
-    addDevice("lab", options);
-    begin();
-    answerDiscovery();
-    Run run(m_bench->device(0), job());
-    run.start();
-    QVERIFY(run.awaitMessage(waitingForDevice));
-    QVERIFY(!QTest::qWaitFor([&] { return run.lastMessage() != waitingForDevice; }, 5 * silence));
-    QVERIFY(run.thread().isRunning());
-    QCOMPARE(run.lastProgress(), 70);
-    QVERIFY(run.stop());
-    QCOMPARE(run.lastMessage(), waitingForDevice);
-    QCOMPARE(requestCount(), std::size_t(3));
-}
-
-void TestUpdateThread::hearsADeviceThroughDiscovery()
-{
-    addDevice("lab");
-    addDevice("other");
-    begin();
-    Discovery discovery(m_bench->fleet().discoveryPort());
-    discovery.setListening(true);
-    // As the main window hands answers out: each to its own device.
-    connect(&discovery, &Discovery::device, this, [this](const DiscoveryDevice &record) {
-        for (Device *const device : m_bench->devices()) {
-            if (device->record().macText() == record.macText()) {
-                device->updateFromDiscovery(record);
-            }
-        }
-    });
-    QTimer refresh;
-    connect(&refresh, &QTimer::timeout, &discovery, &Discovery::refresh);
-    refresh.start(20ms);
-    m_bench->fleet().change(0, [](simulator::DeviceOptions &options) { options.silent = true; });
-    Run run(m_bench->device(0), job());
-    Run other(m_bench->device(1), job());
-    run.start();
-    other.start();
-    QVERIFY(other.awaitEnd());
-    QCOMPARE(other.lastMessage(), finished);
-    // The answers of the other one were none of this one's.
-    QCOMPARE(run.lastMessage(), waitingForDevice);
-    QCOMPARE(run.lastProgress(), 70);
-    m_bench->fleet().change(0, [](simulator::DeviceOptions &options) { options.silent = false; });
-    QVERIFY(run.awaitEnd());
-    QCOMPARE(run.lastMessage(), finished);
-}
-
-void TestUpdateThread::outlivesItsDevice_data()
-{
-    QTest::addColumn<QString>("moment");
-    QTest::newRow("before the start") << QString();
-    QTest::newRow("while the configuration is fetched") << savingConfig;
-    QTest::newRow("in the upload") << uploadingFirmware;
-    QTest::newRow("while it shuts down") << waitingTenSeconds;
-    QTest::newRow("while it is waited for") << waitingForDevice;
-}
-
-void TestUpdateThread::outlivesItsDevice()
-{
-    QFETCH(QString, moment);
-    begin();
-    Run run(m_bench->device(0), job());
-    if (moment.isEmpty()) {
-        m_bench->dropRows();
-        run.start();
-    } else {
-        run.start();
-        QVERIFY(run.awaitMessage(moment));
-        m_bench->dropRows();
-    }
-    // Nobody is left to tell it of the device.
-    QVERIFY(run.awaitMessage(waitingForDevice));
-    QVERIFY(!QTest::qWaitFor([&] { return run.lastMessage() != waitingForDevice; }, silence));
-    QVERIFY(run.stop());
-    QCOMPARE(requestCount(), std::size_t(3));
-}
-
-void TestUpdateThread::doesNothingIfStoppedBefore()
-{
-    begin();
-    Run run(m_bench->device(0), job());
-    run.thread().stop();
-    run.start();
-    QVERIFY(run.thread().wait(stopTime));
-    QVERIFY(run.awaitEnd());
-    QCOMPARE(run.messages(), QStringList());
-    QVERIFY(comesToRest());
-    QCOMPARE(requestCount(), std::size_t(0));
-}
-
-void TestUpdateThread::endsWhenStoppedRightAfterTheStart()
-{
-    begin();
-    for (int i = 0; i < 50; ++i) {
-        Run run(m_bench->device(0), job());
-        run.start();
-        QVERIFY(run.stop());
-        QVERIFY2(run.lastMessage() == savingConfig || run.lastMessage().isEmpty(),
-                 qPrintable(run.lastMessage()));
-    }
-    QVERIFY(comesToRest());
-    for (const QString &line : lines()) {
-        QCOMPARE(line, QStringLiteral("GET http://tpl/document.cgi?tpl/j/config.tpl"));
-    }
-}
-
-void TestUpdateThread::endsWhenStoppedWhileItWaits_data()
-{
-    QTest::addColumn<QString>("message");
-    QTest::addColumn<int>("count");
-    QTest::addColumn<int>("requests");
-    QTest::newRow("the first time for the restart") << waitingTenSeconds << 1 << 3;
-    QTest::newRow("the first time for the device") << waitingForDevice << 1 << 3;
-    QTest::newRow("the second time for the restart") << waitingTenSeconds << 2 << 13;
-    QTest::newRow("the second time for the device") << waitingForDevice << 2 << 13;
-}
-
-void TestUpdateThread::endsWhenStoppedWhileItWaits()
-{
-    QFETCH(QString, message);
-    QFETCH(int, count);
-    QFETCH(int, requests);
-    begin();
-    answerDiscovery();
-    const int threads = threadCount();
-    UpdateThread::Job todo = job();
-    todo.restartTime = message == waitingTenSeconds ? 800ms : shortRestart;
-    Run run(m_bench->device(0), todo);
-    run.start();
-    if (count == 2) {
-        QVERIFY(run.awaitMessage(restoringConfig));
-    }
-    if (message == waitingForDevice) {
-        m_discovery->stop();
-        // A last answer may be on its way.
-        if (count == 1) {
-            QVERIFY(run.awaitMessage(waitingForDevice));
-        }
-    }
-    QVERIFY(run.awaitMessage(message, count));
-    QVERIFY(run.stop());
-    QCOMPARE(run.lastMessage(), message);
-    QVERIFY(!run.messages().contains(finished));
-    QVERIFY(comesToRest());
-    QCOMPARE(requestCount(), static_cast<std::size_t>(requests));
-    QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
-}
-
-void TestUpdateThread::endsWhenStoppedBetweenTwoSteps_data()
-{
-    QTest::addColumn<int>("progress");
-    QTest::addColumn<int>("requests");
-    QTest::newRow("after the start") << 0 << 0;
-    QTest::newRow("after the configuration") << 10 << 1;
-    QTest::newRow("after the upload") << 60 << 2;
-    QTest::newRow("after the activation") << 70 << 3;
-    QTest::newRow("after the device has come back") << 80 << 3;
-    QTest::newRow("after the reset") << 90 << 13;
-}
-
-void TestUpdateThread::endsWhenStoppedBetweenTwoSteps()
-{
-    QFETCH(int, progress);
-    QFETCH(int, requests);
-    begin();
-    answerDiscovery();
-    Run run(m_bench->device(0), job());
-    // In the worker's own thread, so that it does nothing before it has been stopped. The upload tells of
-    // its 60 first, the step does after it.
-    int passes = progress == 60 ? 1 : 0;
-    connect(
-        &run.thread(), &UpdateThread::changeProgress, &run.thread(),
-        [&](int value) {
-            if (value == progress && passes-- == 0) {
-                run.thread().stop();
-            }
-        },
-        Qt::DirectConnection);
-    run.start();
-    QVERIFY(run.awaitEnd());
-    QCOMPARE(run.lastProgress(), progress);
-    QVERIFY(!run.messages().contains(finished));
-    QVERIFY(comesToRest());
-    QCOMPARE(requestCount(), static_cast<std::size_t>(requests));
-}
-
-void TestUpdateThread::endsWhenStoppedInAnUpload()
-{
-    begin();
-    QFile file(job().firmwareFile);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(32 << 20));
-    Run run(m_bench->device(0), job());
-    std::atomic_bool isStopped{false};
-    connect(
-        &run.thread(), &UpdateThread::changeProgress, &run.thread(),
-        [&](int value) {
-            if (value > 10 && !isStopped.exchange(true)) {
-                run.thread().stop();
-            }
-        },
-        Qt::DirectConnection);
-    run.start();
-    QVERIFY(run.awaitEnd());
-    QCOMPARE(run.lastMessage(), uploadingFirmware);
-    QVERIFY(run.lastProgress() < 60);
-    QVERIFY(comesToRest());
-    // It never became a whole request.
-    QCOMPARE(lines(), QStringList{QStringLiteral("GET http://tpl/document.cgi?tpl/j/config.tpl")});
-}
-
-void TestUpdateThread::mayBeStoppedAfterTheEnd()
-{
-    begin();
-    answerDiscovery();
-    const int threads = threadCount();
-    Run run(m_bench->device(0), job());
-    run.start();
-    QVERIFY(run.awaitEnd());
-    QCOMPARE(run.lastMessage(), finished);
-    const QStringList events = run.events();
-    QVERIFY(run.stop());
-    run.thread().stop();
-    QVERIFY(comesToRest());
-    QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
-    QCOMPARE(run.events(), events);
-    QCOMPARE(requestCount(), std::size_t(13));
-}
-
-void TestUpdateThread::endsWheneverItIsStopped()
-{
-    constexpr int rounds = 20;
-    constexpr int workers = 10;
-    constexpr qint64 stepTime = 700; // microseconds
-    simulator::DeviceOptions options;
-    options.restartTime = 5ms;
-    options.anonymousLevel = 3;
-    for (int i = 0; i < workers; ++i) {
-        options.redirectToHttps = i % 5 == 4;
-        addDevice("lab", options);
-    }
-    begin();
-    answerDiscovery(2ms);
-    const int threads = threadCount();
-    UpdateThread::Job todo = job();
-    todo.restartTime = 2ms;
-    int ended = 0;
-    for (int round = 0; round < rounds; ++round) {
-        m_bench->fleet().clearJournal();
-        std::vector<std::unique_ptr<Run>> runs;
-        for (int i = 0; i < workers; ++i) {
-            runs.push_back(std::make_unique<Run>(m_bench->device(i), todo));
-            runs.back()->start();
-        }
-        QElapsedTimer timer;
-        timer.start();
-        for (int i = 0; i < workers; ++i) {
-            const qint64 moment = (round * workers + i) * stepTime;
-            QVERIFY(QTest::qWaitFor([&] { return timer.nsecsElapsed() / 1000 >= moment; }, patience));
-            Run &run = *runs.at(static_cast<std::size_t>(i));
-            const auto stopped = std::chrono::steady_clock::now();
-            QVERIFY(run.stop());
-            QVERIFY(run.lastMessage().isEmpty() || run.lastProgress() >= 0);
-            ended += run.lastMessage() == finished ? 1 : 0;
-            // What was on its way at this moment.
-            const auto requests = m_bench->fleet().requests(i);
-            const auto late = std::count_if(requests.begin(), requests.end(),
-                                            [&](const auto &request) { return request.time > stopped; });
-            QVERIFY2(late <= 1, qPrintable(QString::number(late)));
-        }
-        QVERIFY(comesToRest());
-        for (int i = 0; i < workers; ++i) {
-            const auto requests = m_bench->fleet().requests(i);
-            const auto activations = std::count_if(requests.begin(), requests.end(), [](const auto &request) {
-                return request.target == "/admin/upgrade.cgi";
-            });
-            QVERIFY(activations <= 1);
-        }
-    }
-    QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
-    // The moments reach beyond the end.
-    QVERIFY2(ended < rounds * workers, qPrintable(QString::number(ended)));
-}
-
-void TestUpdateThread::updatesTwentyDevicesAtOnce()
-{
-    constexpr int count = 20;
-    for (int i = 0; i < count; ++i) {
-        simulator::DeviceOptions options;
-        options.configuration = "[system]\r\nlocation=place " + std::to_string(i) + "\r\n";
-        options.redirectToHttps = i % 4 == 3;
-        addDevice("lab", options);
-    }
-    begin();
-    QVERIFY(writeImage("version=9.9\n" + QByteArray(1 << 20, 'x')));
-    answerDiscovery(20ms);
-    const int threads = threadCount();
-    std::vector<std::unique_ptr<Run>> runs;
-    for (int i = 0; i < count; ++i) {
-        UpdateThread::Job todo = job();
-        todo.buffer = 1 + i % 2;
-        todo.configsDir = m_bench->directory();
-        runs.push_back(std::make_unique<Run>(m_bench->device(i), todo, i));
-        runs.back()->start();
-    }
-    for (int i = 0; i < count; ++i) {
-        const Run &run = *runs.at(static_cast<std::size_t>(i));
-        QVERIFY(run.awaitEnd());
-        QCOMPARE(run.lastMessage(), finished);
-        QCOMPARE(run.lastProgress(), complete);
-        const std::string document = "[system]\r\nlocation=place " + std::to_string(i) + "\r\n";
-        for (const simulator::HttpRecord &upload : m_bench->fleet().requests(i, "admin/config.cgi")) {
-            QCOMPARE(partsOf(upload).at("image"), document);
-        }
-        const simulator::DeviceInfo info = m_bench->fleet().device(i);
-        QCOMPARE(info.firmwareVersion, std::string("9.9"));
-        QCOMPARE(info.activeBuffer, 1 + i % 2);
-        QCOMPARE(info.configurationUploads, 2);
-        QCOMPARE(info.restarts, 2);
-        QCOMPARE(requestCount(i), std::size_t(i % 4 == 3 ? 14 : 13));
-    }
-    QCOMPARE(m_bench->files().size(), count);
-    QVERIFY(comesToRest());
-    QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
-}
-
-namespace {
-
-QMutex logMutex;
-QStringList logLines;
-
-void keepLine(QtMsgType type, const QMessageLogContext &context, const QString &text)
-{
-    Q_UNUSED(type)
-    Q_UNUSED(context)
-    const QMutexLocker locker(&logMutex);
-    logLines += text;
-}
-
-} // namespace
-
-void TestUpdateThread::writesNoPasswordIntoTheLog()
-{
-    simulator::DeviceOptions options;
-    options.users = {{"operator", "s3cret+%", 3}};
-    addDevice("lab", options);
-    m_bench->start();
-    setUp(0, QString());
-    Device &device = m_bench->device(0);
-    QSignalSpy news(&device, &Device::newData);
-    device.login(QStringLiteral("operator"), QStringLiteral("s3cret+%"));
-    QTRY_COMPARE_WITH_TIMEOUT(news.count(), 1, patience);
-    QCOMPARE(device.loginGroup(), 3);
-    answerDiscovery();
-    logLines.clear();
-    QLoggingCategory::setFilterRules(QString());
-    const QtMessageHandler before = qInstallMessageHandler(keepLine);
-    Run run(device, job());
-    run.start();
-    const bool ended = run.awaitEnd();
-    qInstallMessageHandler(before);
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-    QVERIFY(ended);
-    QCOMPARE(run.lastMessage(), finished);
-    const QMutexLocker locker(&logMutex);
-    const QString all = logLines.join(QLatin1Char('\n'));
-    QVERIFY(!all.contains(QLatin1String("s3cret")));
-    QVERIFY(!all.contains(QString::fromLatin1(device.sidCookie().value())));
-    for (const char *const line :
-         {R"(request QUrl("http://10.77.128.1:80/tpl/document.cgi?tpl/j/config.tpl"))",
-          R"(finished QUrl("http://10.77.128.1:80/tpl/document.cgi?tpl/j/config.tpl") 200)",
-          R"(upload QUrl("http://10.77.128.1:80/admin/upload.cgi"))",
-          R"(finished QUrl("http://10.77.128.1:80/admin/reset.cgi") 303)", "upload config status 200",
-          R"(newDiscovery "10.77.128.1" "lab")"}) {
-        QVERIFY2(all.contains(QLatin1String(line)), line);
-    }
-    QVERIFY(all.contains(QLatin1String("[system]\r\nname=lab\r\n")));
 }
 
 NEMBRA_GUI_TEST_MAIN(TestUpdateThread)
