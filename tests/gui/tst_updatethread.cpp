@@ -194,6 +194,13 @@ const std::vector<Trouble> &troubles()
     return all;
 }
 
+/// Where the line between success and failure lies is the same for all steps.
+bool isTried(const Step &step, const Trouble &trouble)
+{
+    const bool isAtTheLine = trouble.fault.statusCode == 399 || trouble.fault.statusCode == 400;
+    return !isAtTheLine || step.path == "admin/postform.cgi";
+}
+
 QString troubleName(const Step &step, const Trouble &trouble)
 {
     return QLatin1String(step.name) + QLatin1String(": ") + QLatin1String(trouble.name);
@@ -387,6 +394,7 @@ void TestUpdateThread::sendsCredentialsAsTyped_data()
     QTest::addColumn<QString>("password");
     QTest::newRow("plus") << QStringLiteral("a+b") << QStringLiteral("+c+");
     QTest::newRow("percent") << QStringLiteral("50%") << QStringLiteral("%41%zz%");
+    QTest::newRow("percent and digits") << QStringLiteral("50%25") << QStringLiteral("%41%2B");
     QTest::newRow("ampersand, equals sign") << QStringLiteral("a&b=c") << QStringLiteral("&redir=/x");
     QTest::newRow("blanks") << QStringLiteral(" a b ") << QStringLiteral("  ");
     QTest::newRow("umlauts") << QString::fromUtf8("J\xC3\xB6rg \xC3\x9F")
@@ -632,6 +640,9 @@ std::vector<TestUpdateThread::Outcome> TestUpdateThread::runAllFailures()
     std::vector<std::pair<const Step *, const Trouble *>> cases;
     for (const Step &step : steps()) {
         for (const Trouble &trouble : troubles()) {
+            if (!isTried(step, trouble)) {
+                continue;
+            }
             simulator::DeviceOptions options;
             options.redirectToHttps = step.overHttps;
             options.anonymousLevel = 3;
@@ -710,8 +721,10 @@ void TestUpdateThread::endsAtTheFirstFailure_data()
     QTest::addColumn<int>("troubleNumber");
     for (std::size_t i = 0; i < steps().size(); ++i) {
         for (std::size_t j = 0; j < troubles().size(); ++j) {
-            QTest::newRow(qPrintable(troubleName(steps().at(i), troubles().at(j))))
-                << static_cast<int>(i) << static_cast<int>(j);
+            if (isTried(steps().at(i), troubles().at(j))) {
+                QTest::newRow(qPrintable(troubleName(steps().at(i), troubles().at(j))))
+                    << static_cast<int>(i) << static_cast<int>(j);
+            }
         }
     }
 }
@@ -800,7 +813,6 @@ void TestUpdateThread::neverUploadsWithoutTheWholeConfiguration_data()
     QTest::newRow("goes off in the middle") << Fault::drip(4, 20ms) << true << httpError;
     QTest::newRow("goes off in a chunk") << Fault::endlessBody() << true << httpError;
     QTest::newRow("has no end") << Fault::endlessBody() << false << httpError;
-    QTest::newRow("has headers without end") << Fault::endlessHeaders() << true << httpError;
     QTest::newRow("no rights") << Fault::status(403, "Forbidden") << false << wrongStatus(403);
     QTest::newRow("no answer at all") << Fault::hang() << true << httpError;
     QTest::newRow("status 199") << Fault::status(199, "Odd") << false << QString();
