@@ -679,6 +679,14 @@
         <source>Really upload config to %1 devices?</source>
         <translation>Die Konfiguration wirklich auf %1 Geräte übertragen?</translation>
     </message>
+    <message>
+        <source>Devices with multiple types selected</source>
+        <translation>Es sind Geräte verschiedenen Typs ausgewählt</translation>
+    </message>
+    <message>
+        <source>Devices with unknown types selected. Update anyway?</source>
+        <translation>Es sind Geräte unbekannten Typs ausgewählt. Trotzdem aktualisieren?</translation>
+    </message>
 </context>
 <context>
     <name>NetworkOperationsDialog</name>
@@ -792,6 +800,112 @@
     <message>
         <source>OK</source>
         <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>UpdateFirmwareDialog</name>
+    <message>
+        <source>Update Nembra Firmware</source>
+        <translation>Nembra-Firmware aktualisieren</translation>
+    </message>
+    <message>
+        <source>Buffer</source>
+        <translation>Speicher</translation>
+    </message>
+    <message>
+        <source>Buffer 1</source>
+        <translation>Speicher 1</translation>
+    </message>
+    <message>
+        <source>Buffer 2</source>
+        <translation>Speicher 2</translation>
+    </message>
+    <message>
+        <source>Firmware</source>
+        <translation>Firmware</translation>
+    </message>
+    <message>
+        <source>Save Config</source>
+        <translation>Konfiguration sichern</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Geräte</translation>
+    </message>
+    <message>
+        <source>Hostname</source>
+        <translation>Hostname</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>Meldung</translation>
+    </message>
+    <message>
+        <source>Update</source>
+        <translation>Aktualisieren</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Download the Nembra firmware here: </source>
+        <translation>Die Nembra-Firmware gibt es hier: </translation>
+    </message>
+</context>
+<context>
+    <name>UpdateThread</name>
+    <message>
+        <source>Finished</source>
+        <translation>Fertig</translation>
+    </message>
+    <message>
+        <source>Restoring config</source>
+        <translation>Konfiguration wird wiederhergestellt</translation>
+    </message>
+    <message>
+        <source>Saving config</source>
+        <translation>Konfiguration wird gesichert</translation>
+    </message>
+    <message>
+        <source>Error opening file </source>
+        <translation>Fehler beim Öffnen der Datei </translation>
+    </message>
+    <message>
+        <source>for writing</source>
+        <translation>zum Schreiben</translation>
+    </message>
+    <message>
+        <source>Uploading firmware</source>
+        <translation>Firmware wird hochgeladen</translation>
+    </message>
+    <message>
+        <source>Error opening firmware file </source>
+        <translation>Fehler beim Öffnen der Firmware-Datei </translation>
+    </message>
+    <message>
+        <source>Activating firmware</source>
+        <translation>Firmware wird aktiviert</translation>
+    </message>
+    <message>
+        <source>Waiting 10 seconds</source>
+        <translation>10 Sekunden warten</translation>
+    </message>
+    <message>
+        <source>Waiting for device</source>
+        <translation>Warten auf das Gerät</translation>
+    </message>
+    <message>
+        <source>Error for HTTP-Request: </source>
+        <translation>Fehler bei der HTTP-Anfrage: </translation>
+    </message>
+    <message>
+        <source>Wrong HTTP Status-Code </source>
+        <translation>Falscher HTTP-Statuscode </translation>
     </message>
 </context>
 <context>

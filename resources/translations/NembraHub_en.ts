@@ -679,6 +679,14 @@
         <source>Really upload config to %1 devices?</source>
         <translation>Really upload config to %1 devices?</translation>
     </message>
+    <message>
+        <source>Devices with multiple types selected</source>
+        <translation>Devices with multiple types selected</translation>
+    </message>
+    <message>
+        <source>Devices with unknown types selected. Update anyway?</source>
+        <translation>Devices with unknown types selected. Update anyway?</translation>
+    </message>
 </context>
 <context>
     <name>NetworkOperationsDialog</name>
@@ -792,6 +800,112 @@
     <message>
         <source>OK</source>
         <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>UpdateFirmwareDialog</name>
+    <message>
+        <source>Update Nembra Firmware</source>
+        <translation>Update Nembra Firmware</translation>
+    </message>
+    <message>
+        <source>Buffer</source>
+        <translation>Buffer</translation>
+    </message>
+    <message>
+        <source>Buffer 1</source>
+        <translation>Buffer 1</translation>
+    </message>
+    <message>
+        <source>Buffer 2</source>
+        <translation>Buffer 2</translation>
+    </message>
+    <message>
+        <source>Firmware</source>
+        <translation>Firmware</translation>
+    </message>
+    <message>
+        <source>Save Config</source>
+        <translation>Save Config</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Devices</translation>
+    </message>
+    <message>
+        <source>Hostname</source>
+        <translation>Hostname</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>Message</translation>
+    </message>
+    <message>
+        <source>Update</source>
+        <translation>Update</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>Download the Nembra firmware here: </source>
+        <translation>Download the Nembra firmware here: </translation>
+    </message>
+</context>
+<context>
+    <name>UpdateThread</name>
+    <message>
+        <source>Finished</source>
+        <translation>Finished</translation>
+    </message>
+    <message>
+        <source>Restoring config</source>
+        <translation>Restoring config</translation>
+    </message>
+    <message>
+        <source>Saving config</source>
+        <translation>Saving config</translation>
+    </message>
+    <message>
+        <source>Error opening file </source>
+        <translation>Error opening file </translation>
+    </message>
+    <message>
+        <source>for writing</source>
+        <translation>for writing</translation>
+    </message>
+    <message>
+        <source>Uploading firmware</source>
+        <translation>Uploading firmware</translation>
+    </message>
+    <message>
+        <source>Error opening firmware file </source>
+        <translation>Error opening firmware file </translation>
+    </message>
+    <message>
+        <source>Activating firmware</source>
+        <translation>Activating firmware</translation>
+    </message>
+    <message>
+        <source>Waiting 10 seconds</source>
+        <translation>Waiting 10 seconds</translation>
+    </message>
+    <message>
+        <source>Waiting for device</source>
+        <translation>Waiting for device</translation>
+    </message>
+    <message>
+        <source>Error for HTTP-Request: </source>
+        <translation>Error for HTTP-Request: </translation>
+    </message>
+    <message>
+        <source>Wrong HTTP Status-Code </source>
+        <translation>Wrong HTTP Status-Code </translation>
     </message>
 </context>
 <context>

@@ -65,6 +65,10 @@ inline constexpr Key<const char *> lastUploadConfigFile{nullptr, "LastUploadConf
 inline constexpr BytesKey historyGeometry{"LoadHistoryDialog", "Geometry"};
 inline constexpr BytesKey historyHeader{"LoadHistoryDialog", "horizontalHeader"};
 inline constexpr BytesKey historyHeaderState{"LoadHistoryDialog", "horizontalHeaderState"};
+inline constexpr BytesKey firmwareGeometry{"UpdateFirmwareDialog", "Geometry"};
+inline constexpr BytesKey firmwareHeader{"UpdateFirmwareDialog", "horizontalHeader"};
+inline constexpr BytesKey firmwareHeaderState{"UpdateFirmwareDialog", "horizontalHeaderState"};
+
 inline constexpr Key<int> historyStepSize{"LoadHistoryDialog", "stepSize", 1};
 /// 0: minutes, 1 and above: hours.
 inline constexpr Key<int> historyStepUnit{"LoadHistoryDialog", "stepUnit", 0};

@@ -131,6 +131,9 @@ private:
     /// selectedDevices() with everything that an operation needs, and ensureAccess().
     bool selectDevices(QList<Device *> &out, int level);
     void saveConfigs(const QList<Device *> &devices, bool includePasswords);
+    /// Asks what there is to ask before an update. False if it must not be.
+    bool mayUpdateFirmware(const QList<Device *> &devices);
+    void updateFirmware(const QList<Device *> &devices);
 
     // Filter.
     void loadFilterHistory();
@@ -145,6 +148,8 @@ private:
 
     // Scan.
     void applySettings();
+    /// Has the refresh timer follow what is stored, and shows that.
+    void applyAutoUpdate();
     void runAutoUpdate(bool on);
 
     // Language.

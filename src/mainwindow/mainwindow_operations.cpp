@@ -8,10 +8,13 @@
 #include "operations/loadhistorydialog.h"
 #include "operations/logindevicesdialog.h"
 #include "operations/networkoperationsdialog.h"
+#include "operations/updatefirmwaredialog.h"
 #include "widgets/plainmessagebox.h"
 
+#include <QDebug>
 #include <QFile>
 #include <QFileDialog>
+#include <QSet>
 
 #include <algorithm>
 #include <iterator>
@@ -30,12 +33,13 @@ constexpr int writeConfig = 3;
 
 void MainWindow::enableOperations(const SelectionRules &rules)
 {
-    for (QAction *const action : {ui->actionSet_Login, ui->actionSave_Configs, ui->actionSave_with_passwords,
-                                  ui->actionDownload_CSV, ui->actionUpload_config}) {
+    for (QAction *const action :
+         {ui->actionSet_Login, ui->actionSave_Configs, ui->actionSave_with_passwords, ui->actionDownload_CSV,
+          ui->actionUpload_config, ui->actionUpdate_Firmware}) {
         action->setEnabled(rules.operate);
     }
     // What is not there yet keeps its place in the menus, disabled, and its slot in the window.
-    for (QAction *const action : {ui->actionUpdate_Firmware, ui->actionConfigureDevice, ui->actionSyslog}) {
+    for (QAction *const action : {ui->actionConfigureDevice, ui->actionSyslog}) {
         action->setEnabled(false);
     }
 }
@@ -125,7 +129,59 @@ void MainWindow::on_actionDownload_CSV_triggered()
     }
 }
 
-void MainWindow::on_actionUpdate_Firmware_triggered() {}
+void MainWindow::on_actionUpdate_Firmware_triggered()
+{
+    QList<Device *> devices;
+    if (selectedDevices(devices, true, true) && mayUpdateFirmware(devices)) {
+        updateFirmware(devices);
+    }
+}
+
+bool MainWindow::mayUpdateFirmware(const QList<Device *> &devices)
+{
+    const auto oneType = [this](const QSet<QString> &types) {
+        if (types.size() > 1) {
+            PlainMessageBox::critical(this, tr("Devices with multiple types selected"));
+        }
+        return types.size() <= 1;
+    };
+    // Before anybody has to log in. What a device without rights says about itself may be wrong.
+    QSet<QString> knownTypes;
+    for (const Device *const device : devices) {
+        if (device->loginGroup() >= accesslevel::writeConfig) {
+            knownTypes.insert(device->deviceType());
+        }
+    }
+    if (!oneType(knownTypes) || !ensureAccess(devices, accesslevel::writeConfig)) {
+        return false;
+    }
+    QSet<QString> types;
+    for (const Device *const device : devices) {
+        qDebug() << device->record().hostname() << device->deviceType();
+        types.insert(device->deviceType());
+    }
+    qDebug() << types.size();
+    return oneType(types) && (!types.contains(QString()) ||
+                              PlainMessageBox::criticalQuestion(
+                                  this, tr("Devices with unknown types selected. Update anyway?")));
+}
+
+void MainWindow::updateFirmware(const QList<Device *> &devices)
+{
+    const auto mark = [this, &devices](bool active) {
+        m_firmwareUpdateActive = active;
+        for (Device *const device : devices) {
+            device->setUpdateMember(active);
+        }
+    };
+    m_autoUpdateTimer.stop();
+    mark(true);
+    UpdateFirmwareDialog(devices, *m_discovery, this).exec();
+    mark(false);
+    applyAutoUpdate();
+    refreshDevices();
+}
+
 void MainWindow::on_actionConfigureDevice_triggered() {}
 void MainWindow::on_actionSyslog_triggered() {}
 void MainWindow::on_logClosed() {}

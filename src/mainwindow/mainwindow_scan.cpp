@@ -37,11 +37,16 @@ int toolBarIconSize()
 void MainWindow::applySettings()
 {
     m_discovery->setPort(static_cast<quint16>(settings::value(settings::scanPort)));
+    applyAutoUpdate();
+    const int iconSize = toolBarIconSize();
+    ui->mainToolBar->setIconSize(QSize(iconSize, iconSize));
+}
+
+void MainWindow::applyAutoUpdate()
+{
     const bool autoUpdate = settings::value(settings::scanAutoUpdate);
     ui->actionAuto->setChecked(autoUpdate);
     runAutoUpdate(autoUpdate);
-    const int iconSize = toolBarIconSize();
-    ui->mainToolBar->setIconSize(QSize(iconSize, iconSize));
 }
 
 void MainWindow::on_actionAuto_triggered(bool checked)

@@ -2,17 +2,24 @@
 
 #include <QDateTime>
 #include <QHttpMultiPart>
+#include <QIODevice>
 
 namespace devicerequest {
 
 namespace {
 
 /// A part with nothing but its name: the devices know no others.
-void appendPart(QHttpMultiPart *form, const char *name, const QByteArray &body)
+QHttpPart namedPart(const char *name)
 {
     QHttpPart part;
     part.setRawHeader(QByteArrayLiteral("Content-Disposition"),
                       QByteArrayLiteral("form-data; name=\"") + name + '"');
+    return part;
+}
+
+void appendPart(QHttpMultiPart *form, const char *name, const QByteArray &body)
+{
+    QHttpPart part = namedPart(name);
     part.setBody(body);
     form->append(part);
 }
@@ -41,6 +48,17 @@ QHttpMultiPart *configurationForm(const QByteArray &configuration)
     appendPart(form, "image", configuration);
     appendPart(form, "redir", QByteArray());
     appendPart(form, "form_fw_up", QByteArrayLiteral("Submit"));
+    return form;
+}
+
+QHttpMultiPart *firmwareForm(int buffer, QIODevice *image)
+{
+    auto *const form = new QHttpMultiPart(QHttpMultiPart::FormDataType);
+    appendPart(form, "buffer", QByteArray::number(buffer));
+    QHttpPart part = namedPart("image");
+    part.setBodyDevice(image);
+    image->setParent(form);
+    form->append(part);
     return form;
 }
 

@@ -5,6 +5,7 @@
 #include <QUrl>
 
 class QHttpMultiPart;
+class QIODevice;
 
 /// The requests of the operations: addresses and bodies. Pure.
 namespace devicerequest {
@@ -15,6 +16,10 @@ namespace devicerequest {
 [[nodiscard]] QUrl configurationUpload(const QString &baseUrl);
 /// The form that brings a configuration to the device. Belongs to the caller.
 [[nodiscard]] QHttpMultiPart *configurationForm(const QByteArray &configuration);
+
+/// The form that brings a firmware image into one of a device's buffers, 1 or 2. The image is read while it
+/// is sent, and belongs to the form from now on; the form belongs to the caller.
+[[nodiscard]] QHttpMultiPart *firmwareForm(int buffer, QIODevice *image);
 
 /// The span of a history, from the beginning of one day to the end of another, local time.
 struct HistorySpan

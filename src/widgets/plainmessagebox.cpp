@@ -25,4 +25,9 @@ bool question(QWidget *parent, const QString &text)
     return ask(QMessageBox::Question, parent, text, QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
 }
 
+bool criticalQuestion(QWidget *parent, const QString &text)
+{
+    return ask(QMessageBox::Critical, parent, text, QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
+}
+
 } // namespace PlainMessageBox

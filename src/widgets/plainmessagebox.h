@@ -11,5 +11,7 @@ namespace PlainMessageBox {
 void critical(QWidget *parent, const QString &text);
 /// Asks, and returns whether the user answered Yes.
 [[nodiscard]] bool question(QWidget *parent, const QString &text);
+/// The same about something dangerous, with the sign of an error.
+[[nodiscard]] bool criticalQuestion(QWidget *parent, const QString &text);
 
 } // namespace PlainMessageBox

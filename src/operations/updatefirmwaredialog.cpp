@@ -1,0 +1,167 @@
+#include "operations/updatefirmwaredialog.h"
+
+#include "ui_updatefirmwaredialog.h"
+
+#include "common/settings.h"
+#include "device/device.h"
+#include "discovery/discovery.h"
+#include "operations/devicetable.h"
+#include "operations/updatethread.h"
+#include "widgets/savedstate.h"
+
+#include <QDebug>
+#include <QHeaderView>
+#include <QProgressBar>
+#include <QStandardPaths>
+
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int messageColumn = 1;
+constexpr int progressColumn = 2;
+constexpr int columnWidth = 200; // pixels
+constexpr int progressEnd = 100;
+constexpr std::chrono::milliseconds refreshInterval = 1s;
+
+const QLatin1String firmwareUrl("https://www.ostrel.example/nembra/firmware");
+
+} // namespace
+
+UpdateFirmwareDialog::UpdateFirmwareDialog(const QList<Device *> &devices, Discovery &discovery,
+                                           QWidget *parent)
+    : QDialog(parent)
+    , ui(std::make_unique<Ui::UpdateFirmwareDialog>())
+    , m_devices(devices)
+{
+    ui->setupUi(this);
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    ui->labelDownloadUrl->setText(tr("Download the Nembra firmware here: ") +
+                                  QStringLiteral("<a href=\"%1\">%1</a>").arg(firmwareUrl));
+    ui->firmwareFile->setCaption(tr("Firmware"));
+    ui->firmwareFile->setSettingsKey(QStringLiteral("FirmwareDir"));
+    ui->configsDir->setSelectDirectory(true);
+    ui->configsDir->setCaption(ui->checkBoxSaveConfig->text());
+    ui->configsDir->setSettingsKey(QStringLiteral("ConfigDir"),
+                                   QStandardPaths::writableLocation(QStandardPaths::AppDataLocation));
+    ui->tableWidget->setRowCount(m_devices.size());
+    for (int row = 0; row < m_devices.size(); ++row) {
+        devicetable::fillRow(ui->tableWidget, row, {m_devices.at(row)->record().hostname()});
+    }
+    restoreView();
+    m_refreshTimer.setInterval(refreshInterval);
+    connect(&m_refreshTimer, &QTimer::timeout, &discovery, &Discovery::refresh);
+}
+
+UpdateFirmwareDialog::~UpdateFirmwareDialog()
+{
+    endThreads();
+}
+
+void UpdateFirmwareDialog::restoreView()
+{
+    ui->tableWidget->setColumnWidth(messageColumn, columnWidth);
+    ui->tableWidget->setColumnWidth(progressColumn, columnWidth);
+    devicetable::fitHostnames(ui->tableWidget);
+    restoreGeometry(settings::bytes(settings::firmwareGeometry));
+    QHeaderView *const header = ui->tableWidget->horizontalHeader();
+    header->restoreGeometry(settings::bytes(settings::firmwareHeader));
+    const QByteArray headerState = settings::bytes(settings::firmwareHeaderState);
+    if (savedstate::fitsHeader(headerState, header->count())) {
+        header->restoreState(headerState);
+    }
+}
+
+void UpdateFirmwareDialog::saveView()
+{
+    const QHeaderView *const header = ui->tableWidget->horizontalHeader();
+    settings::setValue(settings::firmwareGeometry, saveGeometry());
+    settings::setValue(settings::firmwareHeader, header->saveGeometry());
+    settings::setValue(settings::firmwareHeaderState, header->saveState());
+}
+
+void UpdateFirmwareDialog::setUpdating(bool updating)
+{
+    ui->comboBoxBuffer->setEnabled(!updating);
+    ui->firmwareFile->setEnabled(!updating);
+    ui->configsDir->setEnabled(!updating);
+    ui->pushButtonUpdate->setEnabled(!updating);
+    ui->pushButtonCancel->setEnabled(updating);
+}
+
+void UpdateFirmwareDialog::on_pushButtonUpdate_clicked()
+{
+    setUpdating(true);
+    for (int row = 0; row < m_devices.size(); ++row) {
+        startThread(row);
+    }
+    m_refreshTimer.start();
+}
+
+void UpdateFirmwareDialog::startThread(int row)
+{
+    UpdateThread::Job job;
+    job.firmwareFile = ui->firmwareFile->text();
+    job.buffer = ui->comboBoxBuffer->currentIndex() + 1;
+    job.configsDir = ui->checkBoxSaveConfig->isChecked() ? ui->configsDir->text() : QString();
+    job.httpPort = settings::value(settings::scanHttpPort);
+    job.httpsPort = settings::value(settings::scanHttpsPort);
+    auto *const thread = new UpdateThread(*m_devices.at(row), row, job, this);
+    m_threads.append(thread);
+    connect(thread, &UpdateThread::message, this, &UpdateFirmwareDialog::onThreadMessage);
+
+    auto *const bar = new QProgressBar;
+    bar->setTextVisible(false);
+    bar->setRange(0, progressEnd);
+    ui->tableWidget->setCellWidget(row, progressColumn, bar);
+    connect(thread, &UpdateThread::changeProgress, bar, &QProgressBar::setValue);
+    thread->start(QThread::InheritPriority);
+}
+
+void UpdateFirmwareDialog::onThreadMessage(const QString &text)
+{
+    // What was on its way when the threads were ended belongs to a row that is empty again.
+    auto *const thread = qobject_cast<UpdateThread *>(sender());
+    if (!m_threads.contains(thread)) {
+        return;
+    }
+    qDebug().noquote() << text;
+    ui->tableWidget->item(thread->row(), messageColumn)->setText(text);
+}
+
+void UpdateFirmwareDialog::endThreads()
+{
+    m_refreshTimer.stop();
+    for (UpdateThread *const thread : qAsConst(m_threads)) {
+        thread->stop();
+    }
+    for (UpdateThread *const thread : qAsConst(m_threads)) {
+        thread->wait();
+        thread->deleteLater();
+    }
+    m_threads.clear();
+}
+
+void UpdateFirmwareDialog::on_pushButtonCancel_clicked()
+{
+    endThreads();
+    setUpdating(false);
+    for (int row = 0; row < m_devices.size(); ++row) {
+        ui->tableWidget->removeCellWidget(row, progressColumn);
+        ui->tableWidget->item(row, messageColumn)->setText(QString());
+    }
+}
+
+void UpdateFirmwareDialog::on_pushButtonClose_clicked()
+{
+    close();
+}
+
+void UpdateFirmwareDialog::done(int result)
+{
+    on_pushButtonCancel_clicked();
+    saveView();
+    QDialog::done(result);
+}
