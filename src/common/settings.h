@@ -56,6 +56,10 @@ inline constexpr char filterHistoryEntry[] = "String";
 inline constexpr Key<const char *> configDirectory{nullptr, "ConfigDir", ""};
 inline constexpr Key<const char *> lastUploadConfigFile{nullptr, "LastUploadConfigFile", ""};
 
+inline constexpr Key<int> syslogPort{nullptr, "SyslogPort", 514};
+inline constexpr BytesKey syslogGeometry{"LogDialog", "Geometry", ""};
+inline constexpr BytesKey configGeometry{"ConfigDialog", "Geometry", ""};
+
 inline constexpr BytesKey firmwareGeometry{"UpdateFirmwareDialog", "Geometry", ""};
 inline constexpr BytesKey firmwareHeader{"UpdateFirmwareDialog", "horizontalHeader", ""};
 inline constexpr BytesKey firmwareHeaderState{"UpdateFirmwareDialog", "horizontalHeaderState", ""};
