@@ -256,11 +256,11 @@ private slots:
     void tellsThatAPortIsInUse();
     void tellsThatTheChosenPortIsInUse();
 
-    void opensFromTheMainWindow();
+    void opensFromTheMainWindow() const;
     void opensOnlyOnce();
     void startsEmptyAfterItWasClosed_data();
-    void startsEmptyAfterItWasClosed();
-    void goesWithTheMainWindow();
+    void startsEmptyAfterItWasClosed() const;
+    void goesWithTheMainWindow() const;
 
     void losesNothingOfABurst();
     void holdsAMillionLines();
@@ -435,7 +435,8 @@ void TestLogList::tellsThatThereIsNoAddress()
 {
     const NoNetwork noNetwork;
     if (!noNetwork.holds()) {
-        QSKIP("no network of its own is allowed here");
+        QTest::qSkip("no network of its own is allowed here", __FILE__, __LINE__);
+        return;
     }
     open();
     QCOMPARE(label("labelInfo").text(), QStringLiteral("IP: Unknown"));
@@ -461,7 +462,8 @@ void TestLogList::listensOnPort514ByDefault()
 {
     settings::store().remove(portKey);
     if (!isFree(514)) {
-        QSKIP("port 514 is not for us here");
+        QTest::qSkip("port 514 is not for us here", __FILE__, __LINE__);
+        return;
     }
     m_port = 514;
     open();
@@ -532,7 +534,7 @@ void TestLogList::showsMessagesAsReceived_data()
     };
     const QString replacement(QChar(0xFFFD));
     addSame("priority, time and host name", "<13>Jan  1 00:00:00 lab-1 sensor: 21.5");
-    addSame("newer form", "<165>1 2026-11-21T02:50:54.003Z lab-1 sensor 42 ID47 [a b=\"c\"] text");
+    addSame("newer form", R"(<165>1 2026-11-21T02:50:54.003Z lab-1 sensor 42 ID47 [a b="c"] text)");
     addSame("broken priority", "<999999>text");
     addSame("blanks at both ends", "  text  ");
     addRow("zero byte", QByteArray("before\0after", 12), QStringLiteral("before"));
@@ -556,7 +558,7 @@ void TestLogList::showsMessagesAsReceived_data()
                                              "b\xe2\x80\xa9"
                                              "c\xc2\x85"
                                              "d");
-    addSame("HTML", "<b>bold</b><br><img src=\"file:///etc/passwd\"><a href=\"http://a/\">b</a>");
+    addSame("HTML", R"(<b>bold</b><br><img src="file:///etc/passwd"><a href="http://a/">b</a>)");
     addSame("entities", "&lt;&amp;&deg;C");
     addSame("formats", "%1 %s %n %d %L1");
     addSame("mnemonic", "R&D && more");
@@ -947,7 +949,7 @@ void TestLogList::tellsThatTheChosenPortIsInUse()
     QVERIFY(m_log->isVisible());
 }
 
-void TestLogList::opensFromTheMainWindow()
+void TestLogList::opensFromTheMainWindow() const
 {
     WindowBench bench;
     QAction *const action = bench.action("actionSyslog");
@@ -985,7 +987,7 @@ void TestLogList::startsEmptyAfterItWasClosed_data()
     QTest::newRow("left by Escape") << true;
 }
 
-void TestLogList::startsEmptyAfterItWasClosed()
+void TestLogList::startsEmptyAfterItWasClosed() const
 {
     QFETCH(bool, byKey);
     WindowBench bench;
@@ -1012,7 +1014,7 @@ void TestLogList::startsEmptyAfterItWasClosed()
     QTRY_VERIFY_WITH_TIMEOUT(!isFree(m_port), patience);
 }
 
-void TestLogList::goesWithTheMainWindow()
+void TestLogList::goesWithTheMainWindow() const
 {
     WindowBench bench;
     bench.trigger("actionSyslog");
@@ -1027,7 +1029,8 @@ void TestLogList::goesWithTheMainWindow()
 void TestLogList::losesNothingOfABurst()
 {
     if (!measured) {
-        QSKIP("only as users get it");
+        QTest::qSkip("only as users get it", __FILE__, __LINE__);
+        return;
     }
     open();
     constexpr int count = 20000;
@@ -1059,7 +1062,8 @@ void TestLogList::losesNothingOfABurst()
 void TestLogList::holdsAMillionLines()
 {
     if (!measured) {
-        QSKIP("only as users get it");
+        QTest::qSkip("only as users get it", __FILE__, __LINE__);
+        return;
     }
     open();
     constexpr int count = 1000000;

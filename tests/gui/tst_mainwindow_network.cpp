@@ -498,7 +498,7 @@ void TestMainWindowNetwork::sendsTheDatagram_data()
     QTest::newRow("longest counted name") << 17 << QByteArray(99, 'n') << false << ""
                                           << ""
                                           << "" << QByteArray("000000000000000000000000")
-                                          << QByteArray(QByteArray("\x63") + QByteArray(99, 'n'));
+                                          << QByteArray(QByteArray(1, 99) + QByteArray(99, 'n'));
 }
 
 void TestMainWindowNetwork::sendsTheDatagram()
