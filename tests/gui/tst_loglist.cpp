@@ -338,7 +338,7 @@ QString TestLogList::letters() const
 {
     QString letters;
     for (int row = 0; row < list().count(); ++row) {
-        letters += list().item(row)->text().right(1);
+        letters += list().item(row)->text().rightRef(1);
     }
     return letters;
 }
