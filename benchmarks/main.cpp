@@ -33,6 +33,7 @@ const std::map<QString, std::function<void(View)>> &knownCases()
         {QStringLiteral("endurance"), cases::endurance},
         {QStringLiteral("list-work"), cases::listWork},
         {QStringLiteral("start-time"), cases::startTime},
+        {QStringLiteral("syslog"), [](View) { cases::syslogLoad(); }},
         {QStringLiteral("transfer-time"), cases::transferTime},
         {QStringLiteral("transfer-memory"), cases::transferMemory},
     };

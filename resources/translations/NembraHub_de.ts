@@ -2,6 +2,100 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE" sourcelanguage="en_US">
 <context>
+    <name>CLogList</name>
+    <message>
+        <source>Syslog</source>
+        <translation>Syslog</translation>
+    </message>
+    <message>
+        <source>Messages</source>
+        <translation>Meldungen</translation>
+    </message>
+    <message>
+        <source>Change Port</source>
+        <translation>Port ändern</translation>
+    </message>
+    <message>
+        <source>Move to clipboard</source>
+        <translation>In die Zwischenablage verschieben</translation>
+    </message>
+    <message>
+        <source>Copy to clipboard</source>
+        <translation>In die Zwischenablage kopieren</translation>
+    </message>
+    <message>
+        <source>Select all</source>
+        <translation>Alle auswählen</translation>
+    </message>
+    <message>
+        <source>IP: </source>
+        <translation>IP: </translation>
+    </message>
+    <message>
+        <source>Unknown</source>
+        <translation>Unbekannt</translation>
+    </message>
+    <message>
+        <source>Port: %1</source>
+        <translation>Port: %1</translation>
+    </message>
+    <message>
+        <source>Could not bind to syslog port %1.</source>
+        <translation>Der Syslog-Port %1 kann nicht geöffnet werden.</translation>
+    </message>
+    <message>
+        <source>Set syslog port (normally 514):</source>
+        <translation>Syslog-Port (normalerweise 514):</translation>
+    </message>
+</context>
+<context>
+    <name>ConfigDialog</name>
+    <message>
+        <source>Network Configuration</source>
+        <translation>Netzwerkkonfiguration</translation>
+    </message>
+    <message>
+        <source>IP address</source>
+        <translation>IP-Adresse</translation>
+    </message>
+    <message>
+        <source>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Set fixed IP address&lt;br/&gt;0.0.0.0 for DHCP&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</source>
+        <translation>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Feste IP-Adresse&lt;br/&gt;0.0.0.0 für DHCP&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</translation>
+    </message>
+    <message>
+        <source>IP mask</source>
+        <translation>Netzmaske</translation>
+    </message>
+    <message>
+        <source>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Typically 255.255.255.0&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</source>
+        <translation>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Meist 255.255.255.0&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</translation>
+    </message>
+    <message>
+        <source>Manual configuration</source>
+        <translation>Manuelle Konfiguration</translation>
+    </message>
+    <message>
+        <source>IP gate</source>
+        <translation>Gateway</translation>
+    </message>
+    <message>
+        <source>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Ip address of your Internet router&lt;br/&gt;Not required when DHCP is used&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</source>
+        <translation>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;IP-Adresse des Internet-Routers&lt;br/&gt;Nicht nötig, wenn DHCP verwendet wird&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</translation>
+    </message>
+    <message>
+        <source>MAC</source>
+        <translation>MAC</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+<context>
     <name>Device</name>
     <message>
         <source>System name</source>
@@ -686,6 +780,14 @@
     <message>
         <source>Devices with unknown types selected. Update anyway?</source>
         <translation>Es sind Geräte unbekannten Typs ausgewählt. Trotzdem aktualisieren?</translation>
+    </message>
+    <message>
+        <source>Update device?</source>
+        <translation>Das Gerät ändern?</translation>
+    </message>
+    <message>
+        <source>The device will restart.</source>
+        <translation>Das Gerät wird neu starten.</translation>
     </message>
 </context>
 <context>

@@ -2,6 +2,100 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en_US" sourcelanguage="en_US">
 <context>
+    <name>CLogList</name>
+    <message>
+        <source>Syslog</source>
+        <translation>Syslog</translation>
+    </message>
+    <message>
+        <source>Messages</source>
+        <translation>Messages</translation>
+    </message>
+    <message>
+        <source>Change Port</source>
+        <translation>Change Port</translation>
+    </message>
+    <message>
+        <source>Move to clipboard</source>
+        <translation>Move to clipboard</translation>
+    </message>
+    <message>
+        <source>Copy to clipboard</source>
+        <translation>Copy to clipboard</translation>
+    </message>
+    <message>
+        <source>Select all</source>
+        <translation>Select all</translation>
+    </message>
+    <message>
+        <source>IP: </source>
+        <translation>IP: </translation>
+    </message>
+    <message>
+        <source>Unknown</source>
+        <translation>Unknown</translation>
+    </message>
+    <message>
+        <source>Port: %1</source>
+        <translation>Port: %1</translation>
+    </message>
+    <message>
+        <source>Could not bind to syslog port %1.</source>
+        <translation>Could not bind to syslog port %1.</translation>
+    </message>
+    <message>
+        <source>Set syslog port (normally 514):</source>
+        <translation>Set syslog port (normally 514):</translation>
+    </message>
+</context>
+<context>
+    <name>ConfigDialog</name>
+    <message>
+        <source>Network Configuration</source>
+        <translation>Network Configuration</translation>
+    </message>
+    <message>
+        <source>IP address</source>
+        <translation>IP address</translation>
+    </message>
+    <message>
+        <source>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Set fixed IP address&lt;br/&gt;0.0.0.0 for DHCP&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</source>
+        <translation>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Set fixed IP address&lt;br/&gt;0.0.0.0 for DHCP&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</translation>
+    </message>
+    <message>
+        <source>IP mask</source>
+        <translation>IP mask</translation>
+    </message>
+    <message>
+        <source>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Typically 255.255.255.0&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</source>
+        <translation>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Typically 255.255.255.0&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</translation>
+    </message>
+    <message>
+        <source>Manual configuration</source>
+        <translation>Manual configuration</translation>
+    </message>
+    <message>
+        <source>IP gate</source>
+        <translation>IP gate</translation>
+    </message>
+    <message>
+        <source>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Ip address of your Internet router&lt;br/&gt;Not required when DHCP is used&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</source>
+        <translation>&lt;html&gt;&lt;head/&gt;&lt;body&gt;&lt;p&gt;Ip address of your Internet router&lt;br/&gt;Not required when DHCP is used&lt;/p&gt;&lt;/body&gt;&lt;/html&gt;</translation>
+    </message>
+    <message>
+        <source>MAC</source>
+        <translation>MAC</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+<context>
     <name>Device</name>
     <message>
         <source>System name</source>
@@ -686,6 +780,14 @@
     <message>
         <source>Devices with unknown types selected. Update anyway?</source>
         <translation>Devices with unknown types selected. Update anyway?</translation>
+    </message>
+    <message>
+        <source>Update device?</source>
+        <translation>Update device?</translation>
+    </message>
+    <message>
+        <source>The device will restart.</source>
+        <translation>The device will restart.</translation>
     </message>
 </context>
 <context>

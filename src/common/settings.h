@@ -68,6 +68,9 @@ inline constexpr BytesKey historyHeaderState{"LoadHistoryDialog", "horizontalHea
 inline constexpr BytesKey firmwareGeometry{"UpdateFirmwareDialog", "Geometry"};
 inline constexpr BytesKey firmwareHeader{"UpdateFirmwareDialog", "horizontalHeader"};
 inline constexpr BytesKey firmwareHeaderState{"UpdateFirmwareDialog", "horizontalHeaderState"};
+inline constexpr Key<int> syslogPort{nullptr, "SyslogPort", 514};
+inline constexpr BytesKey syslogGeometry{"LogDialog", "Geometry"};
+inline constexpr BytesKey configGeometry{"ConfigDialog", "Geometry"};
 
 inline constexpr Key<int> historyStepSize{"LoadHistoryDialog", "stepSize", 1};
 /// 0: minutes, 1 and above: hours.

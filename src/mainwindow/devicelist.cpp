@@ -1,5 +1,7 @@
 #include "mainwindow/devicelist.h"
 
+#include "common/plainline.h"
+
 #include <QAccessible>
 #include <QHeaderView>
 #include <QStyledItemDelegate>
@@ -26,15 +28,7 @@ public:
 
     QString displayText(const QVariant &value, const QLocale &locale) const override
     {
-        QString text = QStyledItemDelegate::displayText(value, locale).left(maximumCellText);
-        std::replace_if(
-            text.begin(), text.end(),
-            [](QChar c) {
-                return c.category() == QChar::Other_Control || c.category() == QChar::Separator_Line ||
-                       c.category() == QChar::Separator_Paragraph;
-            },
-            QLatin1Char(' '));
-        return text;
+        return plainLine(QStyledItemDelegate::displayText(value, locale), maximumCellText);
     }
 };
 

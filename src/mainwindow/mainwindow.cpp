@@ -7,6 +7,7 @@
 #include "device/devicelistfile.h"
 #include "device/queryqueue.h"
 #include "discovery/discovery.h"
+#include "syslog/loglist.h"
 #include "widgets/plainmessagebox.h"
 #include "widgets/selectionmodelnodeselect.h"
 
@@ -64,6 +65,10 @@ MainWindow::~MainWindow()
     disconnect(qApp, nullptr, this, nullptr);
     disconnect(ui->devList->selectionModel(), nullptr, this, nullptr);
     delete m_queryQueue;
+    if (m_logList) {
+        disconnect(m_logList, nullptr, this, nullptr);
+        delete m_logList;
+    }
 }
 
 void MainWindow::setUpStatusBar()

@@ -14,6 +14,7 @@
 #include <memory>
 
 class Device;
+class CLogList;
 class DeviceItem;
 class Discovery;
 class QActionGroup;
@@ -134,6 +135,7 @@ private:
     /// Asks what there is to ask before an update. False if it must not be.
     bool mayUpdateFirmware(const QList<Device *> &devices);
     void updateFirmware(const QList<Device *> &devices);
+    bool mayRestart();
 
     // Filter.
     void loadFilterHistory();
@@ -177,6 +179,9 @@ private:
     QLineEdit *m_filterEdit = nullptr;
     QStringListModel *m_filterHistoryModel = nullptr;
     QRegExp m_filterRegExp;
+
+    /// Null while there is no such window; it deletes itself when it is closed.
+    CLogList *m_logList = nullptr;
 
     QString m_appliedLanguage;
     QActionGroup *m_languageGroup = nullptr;

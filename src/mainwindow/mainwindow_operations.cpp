@@ -4,22 +4,29 @@
 
 #include "common/settings.h"
 #include "device/device.h"
+#include "discovery/configdialog.h"
+#include "discovery/discovery.h"
 #include "mainwindow/rowcounts.h"
 #include "operations/loadhistorydialog.h"
 #include "operations/logindevicesdialog.h"
 #include "operations/networkoperationsdialog.h"
 #include "operations/updatefirmwaredialog.h"
+#include "syslog/loglist.h"
 #include "widgets/plainmessagebox.h"
 
 #include <QDebug>
 #include <QFile>
 #include <QFileDialog>
+#include <QMessageBox>
 #include <QSet>
 
 #include <algorithm>
 #include <iterator>
 
 namespace {
+
+/// After which a device that was given another address is asked for it; milliseconds.
+constexpr int restartTime = 500;
 
 /// What a session must be allowed to do, see deviceinfo::accessRightsText().
 namespace accesslevel {
@@ -38,10 +45,7 @@ void MainWindow::enableOperations(const SelectionRules &rules)
           ui->actionUpload_config, ui->actionUpdate_Firmware}) {
         action->setEnabled(rules.operate);
     }
-    // What is not there yet keeps its place in the menus, disabled, and its slot in the window.
-    for (QAction *const action : {ui->actionConfigureDevice, ui->actionSyslog}) {
-        action->setEnabled(false);
-    }
+    ui->actionConfigureDevice->setEnabled(rules.configureDevice);
 }
 
 bool MainWindow::ensureAccess(const QList<Device *> &devices, int level)
@@ -182,6 +186,47 @@ void MainWindow::updateFirmware(const QList<Device *> &devices)
     refreshDevices();
 }
 
-void MainWindow::on_actionConfigureDevice_triggered() {}
-void MainWindow::on_actionSyslog_triggered() {}
-void MainWindow::on_logClosed() {}
+void MainWindow::on_actionConfigureDevice_triggered()
+{
+    QList<Device *> devices;
+    if (!selectedDevices(devices, false, true) || devices.size() > 1) {
+        return;
+    }
+    DiscoveryDevice record = devices.first()->record();
+    CConfigDialog dialog(this);
+    dialog.showRecord(record);
+    if (dialog.exec() == QDialog::Accepted && dialog.applyTo(record) && mayRestart()) {
+        m_discovery->configure(record);
+        QTimer::singleShot(restartTime, m_discovery, &Discovery::refresh);
+        updateStatusBarAndMenu();
+    }
+    dialog.saveGeometrySettings();
+}
+
+bool MainWindow::mayRestart()
+{
+    QMessageBox box(this);
+    box.setText(tr("Update device?"));
+    box.setInformativeText(tr("The device will restart."));
+    box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+    box.setDefaultButton(QMessageBox::Yes);
+    return box.exec() == QMessageBox::Yes;
+}
+
+void MainWindow::on_actionSyslog_triggered()
+{
+    if (!m_logList) {
+        m_logList = new CLogList(nullptr);
+        m_logList->setAttribute(Qt::WA_DeleteOnClose);
+        connect(m_logList, &QObject::destroyed, this, &MainWindow::on_logClosed);
+    }
+    m_logList->show();
+    m_logList->raise();
+    ui->actionSyslog->setChecked(true);
+}
+
+void MainWindow::on_logClosed()
+{
+    m_logList = nullptr;
+    ui->actionSyslog->setChecked(false);
+}

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <QString>
+
+/// A text from the network as it can be shown in one line: line breaks and control characters become blanks,
+/// and what is longer than `maximum` characters is cut.
+[[nodiscard]] QString plainLine(const QString &text, int maximum);

@@ -1,0 +1,214 @@
+#include "syslog/loglistwidget.h"
+
+#include "common/plainline.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QDateTime>
+#include <QDebug>
+#include <QKeyEvent>
+#include <QSignalBlocker>
+#include <QStyledItemDelegate>
+
+#include <algorithm>
+
+namespace {
+
+/// Characters of a line that are shown; all of them are copied.
+constexpr int longestShownLine = 2048;
+/// Characters of the clipboard that are logged.
+constexpr int longestLoggedText = 4096;
+
+/// Makes the lines of messages that follow each other: many have the same second, and its text is what costs.
+class LineMaker final
+{
+public:
+    QString lineOf(const LogMessage &message)
+    {
+        constexpr qint64 millisecondsPerSecond = 1000;
+        const qint64 second = message.time / millisecondsPerSecond;
+        if (second != m_second) {
+            m_second = second;
+            m_time = QDateTime::fromSecsSinceEpoch(second).toString(Qt::TextDate) + QLatin1Char(' ');
+        }
+        return m_time + QString::fromUtf8(message.text);
+    }
+
+private:
+    qint64 m_second = -1;
+    QString m_time;
+};
+
+/// Keeps a message as it arrived, which takes a third of the memory that its text would.
+class LogItem final : public QListWidgetItem
+{
+public:
+    explicit LogItem(LogMessage message)
+        : QListWidgetItem(nullptr, UserType)
+        , m_message(std::move(message))
+    {
+    }
+
+    QVariant data(int role) const override
+    {
+        return role == Qt::DisplayRole ? QVariant(LineMaker().lineOf(m_message))
+                                       : QListWidgetItem::data(role);
+    }
+    const LogMessage &message() const { return m_message; }
+
+private:
+    const LogMessage m_message;
+};
+
+} // namespace
+
+/// All lines are as high as a line and as wide as the longest one.
+class CLogListWidget::LineDelegate final : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void widenTo(int width) { m_width = std::max(m_width, width); }
+
+    QString displayText(const QVariant &value, const QLocale &locale) const override
+    {
+        return plainLine(QStyledItemDelegate::displayText(value, locale), longestShownLine);
+    }
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        const QSize size = QStyledItemDelegate::sizeHint(option, index);
+        return {std::max(size.width(), m_width), size.height()};
+    }
+
+private:
+    int m_width = 0;
+};
+
+CLogListWidget::CLogListWidget(QWidget *parent)
+    : QListWidget(parent)
+    , m_delegate(new LineDelegate(this))
+{
+    setItemDelegate(m_delegate);
+    // Otherwise every line would be measured, each time.
+    setUniformItemSizes(true);
+}
+
+void CLogListWidget::append(const QVector<LogMessage> &messages)
+{
+    if (messages.isEmpty()) {
+        return;
+    }
+    const int first = count();
+    {
+        // One by one the list would lay itself out for each of them; it is told of all together.
+        const QSignalBlocker blocker(model());
+        for (const LogMessage &message : messages) {
+            makeRoomFor(message);
+            addItem(new LogItem(message));
+        }
+    }
+    rowsInserted(QModelIndex(), first, count() - 1);
+    scrollToBottom();
+}
+
+void CLogListWidget::makeRoomFor(const LogMessage &message)
+{
+    if (message.text.size() > m_longest) {
+        m_longest = message.text.size();
+        constexpr int margin = 16; // pixels
+        m_delegate->widenTo(
+            fontMetrics().horizontalAdvance(plainLine(LineMaker().lineOf(message), longestShownLine)) +
+            margin);
+    }
+}
+
+QVector<CLogListWidget::Range> CLogListWidget::selectedRanges() const
+{
+    QVector<Range> ranges;
+    const QItemSelection selection = selectionModel()->selection();
+    for (const QItemSelectionRange &range : selection) {
+        ranges.append({range.top(), range.bottom()});
+    }
+    std::sort(ranges.begin(), ranges.end(), [](Range a, Range b) { return a.first < b.first; });
+    return ranges;
+}
+
+QString CLogListWidget::textOf(const QVector<Range> &ranges) const
+{
+    QString text;
+    LineMaker maker;
+    for (const Range range : ranges) {
+        for (int row = range.first; row <= range.last; ++row) {
+            text += maker.lineOf(static_cast<const LogItem *>(item(row))->message()) + QLatin1String("\r\n");
+        }
+    }
+    return text;
+}
+
+void CLogListWidget::copySelection()
+{
+    const QVector<Range> ranges = selectedRanges();
+    if (ranges.isEmpty()) {
+        return;
+    }
+    QClipboard *const clipboard = QApplication::clipboard();
+    clipboard->setText(textOf(ranges), QClipboard::Clipboard);
+    const QString text = clipboard->text(QClipboard::Clipboard);
+    if (text.isEmpty()) {
+        qDebug() << "Clipboard is empty!";
+    } else {
+        qDebug() << "Clipboard is not empty: " << text.left(longestLoggedText);
+    }
+}
+
+void CLogListWidget::cutSelection()
+{
+    const QVector<Range> ranges = selectedRanges();
+    if (ranges.isEmpty()) {
+        return;
+    }
+    QApplication::clipboard()->setText(textOf(ranges), QClipboard::Clipboard);
+    for (auto range = ranges.rbegin(); range != ranges.rend(); ++range) {
+        remove(*range);
+    }
+}
+
+void CLogListWidget::remove(Range range)
+{
+    clearSelection();
+    setCurrentRow(-1);
+    {
+        // From the end, where it costs nothing; taken out of the middle, each row would move all behind it.
+        const QSignalBlocker blocker(model());
+        QVector<QListWidgetItem *> kept;
+        while (count() > range.first) {
+            QListWidgetItem *const last = takeItem(count() - 1);
+            if (count() > range.last) {
+                kept.append(last);
+            } else {
+                delete last;
+            }
+        }
+        for (auto item = kept.rbegin(); item != kept.rend(); ++item) {
+            addItem(*item);
+        }
+    }
+    reset();
+}
+
+void CLogListWidget::keyboardSearch(const QString &search)
+{
+    // Would make every line anew, and freeze a long list with each key.
+    Q_UNUSED(search)
+}
+
+void CLogListWidget::keyPressEvent(QKeyEvent *event)
+{
+    if (event->matches(QKeySequence::Copy)) {
+        copySelection();
+    } else if (event->matches(QKeySequence::Cut)) {
+        cutSelection();
+    } else {
+        QListWidget::keyPressEvent(event);
+    }
+}

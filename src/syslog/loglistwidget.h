@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QByteArray>
+#include <QListWidget>
+#include <QVector>
+
+/// A message as it arrived.
+struct LogMessage
+{
+    /// Milliseconds since 1970, UTC.
+    qint64 time;
+    /// UTF-8, or whatever the sender took for it.
+    QByteArray text;
+};
+
+/// The received messages, a line each, made for a million of them. Each line is the local time, a blank and
+/// the text, whatever is in it.
+class CLogListWidget final : public QListWidget
+{
+    Q_OBJECT
+
+public:
+    explicit CLogListWidget(QWidget *parent = nullptr);
+
+    /// Adds messages at the end and scrolls there. Laying out the list costs as much for one as for many.
+    void append(const QVector<LogMessage> &messages);
+
+    /// Puts the selected lines on the clipboard, each with "\r\n" at its end. Nothing happens without any.
+    void copySelection();
+    /// The same, and takes them off the list.
+    void cutSelection();
+
+    /// Finds nothing: there is no search by typing here.
+    void keyboardSearch(const QString &search) override;
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+
+private:
+    /// Rows; the first and the last selected one. Selections are contiguous.
+    struct Range
+    {
+        int first;
+        int last;
+    };
+    QVector<Range> selectedRanges() const;
+    void remove(Range range);
+    QString textOf(const QVector<Range> &ranges) const;
+    void makeRoomFor(const LogMessage &message);
+
+    /// Of the longest message so far, bytes.
+    int m_longest = 0;
+    class LineDelegate;
+    LineDelegate *m_delegate;
+};
