@@ -22,7 +22,7 @@ namespace {
 
 constexpr int messageColumn = 1;
 constexpr int progressColumn = 2;
-constexpr int columnWidth = 200; // pixels
+constexpr int usualWidth = 200; // pixels
 constexpr int progressEnd = 100;
 constexpr std::chrono::milliseconds refreshInterval = 1s;
 
@@ -62,8 +62,8 @@ UpdateFirmwareDialog::~UpdateFirmwareDialog()
 
 void UpdateFirmwareDialog::restoreView()
 {
-    ui->tableWidget->setColumnWidth(messageColumn, columnWidth);
-    ui->tableWidget->setColumnWidth(progressColumn, columnWidth);
+    ui->tableWidget->setColumnWidth(messageColumn, usualWidth);
+    ui->tableWidget->setColumnWidth(progressColumn, usualWidth);
     devicetable::fitHostnames(ui->tableWidget);
     restoreGeometry(settings::bytes(settings::firmwareGeometry));
     QHeaderView *const header = ui->tableWidget->horizontalHeader();
