@@ -64,7 +64,7 @@ void UpdateBench::close()
     m_environment.reset();
 }
 
-int UpdateBench::addDevice(const QByteArray &name, simulator::DeviceOptions options)
+int UpdateBench::addDevice(const QByteArray &name, simulator::DeviceOptions options) const
 {
     if (!options.restartTime) {
         options.restartTime = shortRestart;
@@ -89,7 +89,7 @@ void UpdateBench::begin()
     QVERIFY(comesToRest());
 }
 
-void UpdateBench::setUp(int index, const QString &user)
+void UpdateBench::setUp(int index, const QString &user) const
 {
     QVERIFY(m_bench->ask(index));
     if (!user.isEmpty()) {

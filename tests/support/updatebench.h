@@ -124,9 +124,9 @@ public:
     static void omitDebugOutput();
     void open();
     void close();
-    int addDevice(const QByteArray &name, simulator::DeviceOptions options = {});
+    int addDevice(const QByteArray &name, simulator::DeviceOptions options = {}) const;
     void begin();
-    void setUp(int index, const QString &user = admin);
+    void setUp(int index, const QString &user = admin) const;
     bool writeImage(const QByteArray &image) const;
     UpdateThread::Job job() const;
     void answerDiscovery(std::chrono::milliseconds interval = std::chrono::milliseconds(10));
