@@ -3,7 +3,7 @@
 
 nembra_require_qt_test()
 
-set(NEMBRA_TEST_SECONDS 300)
+set(NEMBRA_TEST_SECONDS 900)
 
 function(nembra_set_test_environment name)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
