@@ -76,7 +76,7 @@ int UpdateBench::addDevice(const QByteArray &name, simulator::DeviceOptions opti
 }
 
 /// A fleet of one device, where none was added, with a user at each.
-void UpdateBench::begin()
+void UpdateBench::begin() const
 {
     if (m_bench->fleet().deviceCount() == 0) {
         addDevice("lab");

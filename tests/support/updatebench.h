@@ -125,7 +125,7 @@ public:
     void open();
     void close();
     int addDevice(const QByteArray &name, simulator::DeviceOptions options = {}) const;
-    void begin();
+    void begin() const;
     void setUp(int index, const QString &user = admin) const;
     bool writeImage(const QByteArray &image) const;
     UpdateThread::Job job() const;
