@@ -280,7 +280,7 @@ bool UpdateThread::postForm(const char *path, const Form &fields)
     QUrlQuery query;
     for (const QPair<QString, QString> &field : fields) {
         // A null text would come without its equals sign.
-        query.addQueryItem(field.first, field.second.isNull() ? QStringLiteral("") : field.second);
+        query.addQueryItem(field.first, field.second.isNull() ? QLatin1String("") : field.second);
     }
     QNetworkRequest request = requestFor(path);
     request.setHeader(QNetworkRequest::ContentTypeHeader,

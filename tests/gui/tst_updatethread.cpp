@@ -627,7 +627,8 @@ void TestUpdateThread::findsTheSchemeAgain()
                           QStringLiteral("POST https://admin/upload.cgi"),
                           QStringLiteral("POST https://admin/upgrade.cgi"), QStringLiteral("GET http://")}));
     QCOMPARE(seen.size(), 14);
-    for (const QString &line : seen.mid(4)) {
+    const QStringList later = seen.mid(4);
+    for (const QString &line : later) {
         QVERIFY2(line.startsWith(https ? QLatin1String("POST https://") : QLatin1String("POST http://")),
                  qPrintable(line));
     }
@@ -858,7 +859,8 @@ void TestUpdateThread::neverUploadsWithoutTheWholeConfiguration()
     }
     QCOMPARE(run.progress(), QList<int>{0});
     QVERIFY(comesToRest());
-    for (const QString &line : lines()) {
+    const QStringList requested = lines();
+    for (const QString &line : requested) {
         QCOMPARE(line, QStringLiteral("GET http://tpl/document.cgi?tpl/j/config.tpl"));
     }
     QCOMPARE(m_bench->files(), (QMap<QString, QByteArray>()));

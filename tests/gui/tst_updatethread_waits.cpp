@@ -191,7 +191,8 @@ void TestUpdateThreadWaits::hearsADeviceThroughDiscovery()
     discovery.setListening(true);
     // As the main window hands answers out: each to its own device.
     connect(&discovery, &Discovery::device, this, [this](const DiscoveryDevice &record) {
-        for (Device *const device : m_bench->devices()) {
+        const QList<Device *> devices = m_bench->devices();
+        for (Device *const device : devices) {
             if (device->record().macText() == record.macText()) {
                 device->updateFromDiscovery(record);
             }
@@ -269,7 +270,8 @@ void TestUpdateThreadWaits::endsWhenStoppedRightAfterTheStart()
                  qPrintable(run.lastMessage()));
     }
     QVERIFY(comesToRest());
-    for (const QString &line : lines()) {
+    const QStringList requested = lines();
+    for (const QString &line : requested) {
         QCOMPARE(line, QStringLiteral("GET http://tpl/document.cgi?tpl/j/config.tpl"));
     }
 }
