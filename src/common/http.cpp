@@ -1,5 +1,6 @@
 #include "common/http.h"
 
+#include <QHostAddress>
 #include <QIODevice>
 #include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
@@ -60,6 +61,16 @@ private:
 
 } // namespace
 
+QString origin(bool useHttps, const QHostAddress &address)
+{
+    return (useHttps ? QLatin1String("https://") : QLatin1String("http://")) + address.toString();
+}
+
+QString baseUrl(bool useHttps, const QHostAddress &address, int port)
+{
+    return origin(useHttps, address) + QLatin1Char(':') + QString::number(port) + QLatin1Char('/');
+}
+
 QNetworkAccessManager *createManager(QObject *parent)
 {
     auto *const manager = new QNetworkAccessManager(parent);
@@ -81,6 +92,12 @@ bool isSuccess(int status)
 QString redirectTarget(const QNetworkReply *reply)
 {
     return reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl().toString();
+}
+
+bool redirectsToHttps(const QNetworkReply *reply)
+{
+    constexpr int seeOther = 303;
+    return status(reply) == seeOther && redirectTarget(reply).startsWith(QLatin1String("https://"));
 }
 
 QNetworkRequest deviceRequest(const QUrl &url)

@@ -3,12 +3,19 @@
 #include <QByteArray>
 #include <QNetworkRequest>
 
+class QHostAddress;
 class QNetworkAccessManager;
 class QNetworkReply;
 class QObject;
+class QString;
 
 /// What all requests to devices have in common.
 namespace http {
+
+/// "https://10.0.0.7", what a session is valid for.
+QString origin(bool useHttps, const QHostAddress &address);
+/// "https://10.0.0.7:443/", what the paths of a device follow.
+QString baseUrl(bool useHttps, const QHostAddress &address, int port);
 
 /// An HTTP client that speaks to devices without a proxy and has no cookies yet.
 QNetworkAccessManager *createManager(QObject *parent);
@@ -20,11 +27,15 @@ bool isSuccess(int status);
 /// Where a redirection leads; empty if the answer is none.
 QString redirectTarget(const QNetworkReply *reply);
 
+/// Whether a device insists on HTTPS: it answers with a redirection (303) to there.
+bool redirectsToHttps(const QNetworkReply *reply);
+
 /// A request that comes back as it was answered: redirections are not followed, and nothing is unpacked that
 /// was packed unasked: a few kilobytes can unpack to all of our memory.
 QNetworkRequest deviceRequest(const QUrl &url);
 
-/// Bounds what waits in memory of an answer while nobody has time to read it.
+/// Bounds what waits in memory of an answer. Without it the client tells of new data only when none is on its
+/// way any more: a peer that sends fast enough, and without an end, is never heard of.
 void limitReadBuffer(QNetworkReply *reply);
 
 /// Posts a body that is on the wire once at most. An ordinary POST is silently sent again when the peer

@@ -26,7 +26,6 @@
 namespace {
 
 constexpr int httpOk = 200;
-constexpr int httpSeeOther = 303;
 constexpr int httpForbidden = 403;
 
 /// Of a device that was read from the device list file: no longer recent, not yet lost.
@@ -36,9 +35,6 @@ const QLatin1String hostnameKey("hostname");
 const QLatin1String macKey("mac");
 const QLatin1String firstSeenKey("first_seen");
 const QLatin1String lastSeenKey("last_seen");
-
-const QLatin1String httpsScheme("https://");
-const QLatin1String httpScheme("http://");
 
 QNetworkRequest informationRequest(const QString &baseUrl)
 {
@@ -90,8 +86,7 @@ QString Device::webInterfaceUrl() const
         return {};
     }
     const int port = settings::value(m_useHttps ? settings::scanHttpsPort : settings::scanHttpPort);
-    return (m_useHttps ? httpsScheme : httpScheme) + m_record.address().toString() + QLatin1Char(':') +
-           QString::number(port) + QLatin1Char('/');
+    return http::baseUrl(m_useHttps, m_record.address(), port);
 }
 
 void Device::updateFromDiscovery(const DiscoveryDevice &discoveryDevice)
@@ -158,6 +153,7 @@ void Device::updateInfo()
     connect(reply, &QNetworkReply::errorOccurred, this, &Device::on_uploadError);
     connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply] { refuseEncodedAnswer(reply); });
     connect(reply, &QNetworkReply::readyRead, this, [this, reply] { collectAnswer(reply); });
+    http::limitReadBuffer(reply);
 }
 
 void Device::login(const QString &user, const QString &password)
@@ -327,7 +323,7 @@ void Device::on_downloadInfoFinished()
     const int status = http::status(reply);
     const QString reason = reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();
     m_item->setText(Column::Status, QString::number(status) + QLatin1Char(' ') + reason);
-    if (!m_useHttps && status == httpSeeOther && http::redirectTarget(reply).startsWith(httpsScheme)) {
+    if (!m_useHttps && http::redirectsToHttps(reply)) {
         followToHttps();
     } else if (status != httpOk) {
         refuseStatus(status);

@@ -76,11 +76,8 @@ void MainWindow::restoreView()
 {
     restorePlace();
     restoreSorting();
-    ui->devList->header()->restoreGeometry(settings::bytes(settings::tableHeader));
-    const QByteArray headerState = settings::bytes(settings::tableHeaderState);
-    if (savedstate::fitsHeader(headerState, Column::Count)) {
-        ui->devList->header()->restoreState(headerState);
-    }
+    savedstate::restoreHeader(ui->devList->header(), settings::bytes(settings::tableHeader),
+                              settings::bytes(settings::tableHeaderState));
     restoreListFont();
     if (!settings::value(settings::statusBarShown)) {
         ui->statusBar->hide();

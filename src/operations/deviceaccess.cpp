@@ -20,7 +20,6 @@ DeviceAccess::DeviceAccess(const Device &device)
 QNetworkAccessManager *DeviceAccess::createNetworkManager(QObject *parent) const
 {
     QNetworkAccessManager *const manager = http::createManager(parent);
-    const QString scheme = useHttps ? QStringLiteral("https://") : QStringLiteral("http://");
-    manager->cookieJar()->setCookiesFromUrl(cookies, QUrl(scheme + address.toString()));
+    manager->cookieJar()->setCookiesFromUrl(cookies, QUrl(http::origin(useHttps, address)));
     return manager;
 }

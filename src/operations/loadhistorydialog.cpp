@@ -102,12 +102,8 @@ void LoadHistoryDialog::restoreView()
 {
     ui->tableWidget->setColumnWidth(statusColumn, statusWidth);
     restoreGeometry(settings::bytes(settings::historyGeometry));
-    QHeaderView *const header = ui->tableWidget->horizontalHeader();
-    header->restoreGeometry(settings::bytes(settings::historyHeader));
-    const QByteArray headerState = settings::bytes(settings::historyHeaderState);
-    if (savedstate::fitsHeader(headerState, header->count())) {
-        header->restoreState(headerState);
-    }
+    savedstate::restoreHeader(ui->tableWidget->horizontalHeader(), settings::bytes(settings::historyHeader),
+                              settings::bytes(settings::historyHeaderState));
     ui->spinBoxStepSize->setValue(settings::value(settings::historyStepSize));
     ui->comboBoxStepUnit->setCurrentIndex(settings::value(settings::historyStepUnit) >= 1 ? 1 : 0);
 }

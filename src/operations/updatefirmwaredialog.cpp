@@ -66,12 +66,8 @@ void UpdateFirmwareDialog::restoreView()
     ui->tableWidget->setColumnWidth(progressColumn, usualWidth);
     devicetable::fitHostnames(ui->tableWidget);
     restoreGeometry(settings::bytes(settings::firmwareGeometry));
-    QHeaderView *const header = ui->tableWidget->horizontalHeader();
-    header->restoreGeometry(settings::bytes(settings::firmwareHeader));
-    const QByteArray headerState = settings::bytes(settings::firmwareHeaderState);
-    if (savedstate::fitsHeader(headerState, header->count())) {
-        header->restoreState(headerState);
-    }
+    savedstate::restoreHeader(ui->tableWidget->horizontalHeader(), settings::bytes(settings::firmwareHeader),
+                              settings::bytes(settings::firmwareHeaderState));
 }
 
 void UpdateFirmwareDialog::saveView()

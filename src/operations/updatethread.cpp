@@ -30,7 +30,6 @@ constexpr int complete = 100;
 constexpr int longestConfiguration = 16 * 1024 * 1024;
 
 constexpr int firstRedirection = 300;
-constexpr int httpSeeOther = 303;
 
 /// The query keeps what looks percent-encoded, and a plus means a blank to whoever decodes it. What the user
 /// typed means itself.
@@ -212,8 +211,7 @@ bool UpdateThread::detectScheme()
     if (!waitForReply(reply)) {
         return false;
     }
-    m_useHttps = http::status(reply) == httpSeeOther &&
-                 http::redirectTarget(reply).startsWith(QLatin1String("https://"));
+    m_useHttps = http::redirectsToHttps(reply);
     return true;
 }
 
@@ -262,9 +260,7 @@ bool UpdateThread::resetDevice()
 
 QString UpdateThread::baseUrl() const
 {
-    const QString scheme = m_useHttps ? QStringLiteral("https://") : QStringLiteral("http://");
-    return scheme + m_device.address.toString() + QLatin1Char(':') +
-           QString::number(m_useHttps ? m_job.httpsPort : m_job.httpPort) + QLatin1Char('/');
+    return http::baseUrl(m_useHttps, m_device.address, m_useHttps ? m_job.httpsPort : m_job.httpPort);
 }
 
 QNetworkRequest UpdateThread::requestFor(const char *path) const
@@ -307,6 +303,7 @@ bool UpdateThread::waitForReply(QNetworkReply *reply, QByteArray *body)
         }
     };
     connect(reply, &QNetworkReply::readyRead, reply, read);
+    http::limitReadBuffer(reply);
     if (!reply->isFinished() && !pause(loop)) {
         return false;
     }

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QDataStream>
+#include <QHeaderView>
 #include <QIODevice>
 #include <QVector>
 
@@ -169,6 +170,14 @@ bool fitsHeader(const QByteArray &state, int columns)
     reader.require((ordered == 0 || ordered == count) && hidable <= count);
     takeLaterAdditions(reader);
     return reader.fits();
+}
+
+void restoreHeader(QHeaderView *header, const QByteArray &geometry, const QByteArray &state)
+{
+    header->restoreGeometry(geometry);
+    if (fitsHeader(state, header->count())) {
+        header->restoreState(state);
+    }
 }
 
 bool fitsWindow(const QByteArray &state)
