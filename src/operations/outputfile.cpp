@@ -5,6 +5,7 @@
 #include <QUuid>
 
 #include <cstdio>
+#include <unistd.h>
 
 namespace {
 
@@ -66,6 +67,14 @@ QByteArray OutputFile::head(qint64 maximum)
     QByteArray bytes = m_file.read(maximum);
     m_good = m_file.seek(m_file.size()) && m_good;
     return bytes;
+}
+
+bool OutputFile::sync()
+{
+    // An empty file is a file, too.
+    write(QByteArray());
+    m_good = m_good && m_file.flush() && fsync(m_file.handle()) == 0;
+    return m_good;
 }
 
 bool OutputFile::commit(const QDateTime &time)

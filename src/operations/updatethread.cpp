@@ -133,7 +133,8 @@ bool UpdateThread::keepConfig()
     const QDateTime now = QDateTime::currentDateTimeUtc();
     OutputFile file(m_job.configsDir, name);
     file.write(m_savedConfig);
-    if (!file.commit(now)) {
+    // What follows may cost the device its own copy.
+    if (!file.sync() || !file.commit(now)) {
         emit message(tr("Error opening file ") + m_job.configsDir + QLatin1Char('/') + name.at(now) +
                      tr("for writing"));
         return false;

@@ -101,6 +101,8 @@ private slots:
     void failsOnAFullDisk();
     void failsAtASizeLimit_data();
     void failsAtASizeLimit();
+    void isOnTheDiskBeforeItHasItsName();
+    void tellsWhatCantBePutOnTheDisk();
     void keepsTheOldFileWhenItFails();
     void tellsTheHead_data();
     void tellsTheHead();
@@ -550,6 +552,37 @@ void TestOutputFile::failsAtASizeLimit()
         file.write(QByteArray(20000, 'x'));
         committed = file.commit(answerTime());
     }
+    QVERIFY(!committed);
+    QCOMPARE(everything(), nothing);
+}
+
+void TestOutputFile::isOnTheDiskBeforeItHasItsName()
+{
+    OutputFile file(directory(), nameOf(usualHostname));
+    file.write("bytes");
+    QVERIFY(file.sync());
+    QVERIFY(!everything().contains(usualName));
+    const QStringList names = QDir(directory()).entryList(QDir::Files | QDir::Hidden);
+    QCOMPARE(names.size(), 1);
+    // Nothing of it waits in this process any more.
+    QCOMPARE(content(names.first()), QByteArray("bytes"));
+    QVERIFY(file.commit(answerTime()));
+    QCOMPARE(content(usualName), QByteArray("bytes"));
+}
+
+void TestOutputFile::tellsWhatCantBePutOnTheDisk()
+{
+    bool synced = true;
+    bool committed = true;
+    {
+        const FileSizeLimit sizeLimit(50);
+        OutputFile file(directory(), nameOf(usualHostname));
+        file.write(QByteArray(100, 'x'));
+        QVERIFY(file.isGood());
+        synced = file.sync();
+        committed = file.commit(answerTime());
+    }
+    QVERIFY(!synced);
     QVERIFY(!committed);
     QCOMPARE(everything(), nothing);
 }
