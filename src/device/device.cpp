@@ -1,5 +1,6 @@
 #include "device/device.h"
 
+#include "common/disposal.h"
 #include "common/http.h"
 #include "common/settings.h"
 #include "device/agecolor.h"
@@ -77,7 +78,8 @@ Device::~Device()
     connect(manager, &QNetworkAccessManager::finished, manager, &QObject::deleteLater);
     connect(m_pendingReply, &QNetworkReply::readyRead, manager,
             [reply = m_pendingReply] { reply->readAll(); });
-    QTimer::singleShot(giveUpAge, manager, &QObject::deleteLater);
+    QTimer::singleShot(giveUpAge, manager,
+                       [manager, peer = m_record.address()] { http::disposeLater(manager, peer); });
 }
 
 QString Device::webInterfaceUrl() const
@@ -280,7 +282,8 @@ void Device::giveUpRequest()
 void Device::recreateNetworkManager()
 {
     if (m_networkManager) {
-        m_networkManager->deleteLater();
+        IdleManagers::use(m_networkManager);
+        http::disposeLater(m_networkManager, m_record.address());
     }
     m_networkManager = http::createManager(nullptr);
 }

@@ -1,5 +1,6 @@
 #include "operations/devicerequests.h"
 
+#include "common/disposal.h"
 #include "common/http.h"
 #include "operations/outputfile.h"
 
@@ -55,8 +56,7 @@ void DeviceRequests::dropRequests()
         }
         if (row.manager) {
             // One after the other: each waits for its thread to end.
-            row.manager->setParent(QCoreApplication::instance());
-            QTimer::singleShot(delay++, row.manager, &QObject::deleteLater);
+            http::disposeLater(row.manager, row.device.address, std::chrono::milliseconds(delay++));
         }
     }
     m_rows.clear();
@@ -211,9 +211,10 @@ void DeviceRequests::endRow(int index, const QString &text, Mark mark)
         row.reply->deleteLater();
         row.reply = nullptr;
         // Later, since the manager is still busy delivering the end of this very reply; and one after the
-        // other when all are canceled at once, since each waits for its thread to end.
-        QTimer::singleShot(m_canceled ? 1 + index : 1, row.manager,
-                           [manager = row.manager] { manager->clearConnectionCache(); });
+        // other when all are canceled at once.
+        http::disposeLater(row.manager, row.device.address,
+                           std::chrono::milliseconds(m_canceled ? 1 + index : 1));
+        row.manager = nullptr;
     }
     ++m_finishedCount;
     emit rowChanged(index, text, mark);

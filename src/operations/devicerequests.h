@@ -58,7 +58,7 @@ private:
     struct Row
     {
         DeviceAccess device;
-        /// Its thread is given back when the request has ended, before the manager goes.
+        /// Null before the request is sent and after it has ended.
         QNetworkAccessManager *manager = nullptr;
         /// Null before the request is sent and after it has ended.
         QNetworkReply *reply = nullptr;

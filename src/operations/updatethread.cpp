@@ -1,5 +1,6 @@
 #include "operations/updatethread.h"
 
+#include "common/disposal.h"
 #include "common/http.h"
 #include "device/device.h"
 #include "operations/devicerequest.h"
@@ -70,6 +71,18 @@ void UpdateThread::newDiscovery(const DiscoveryDevice &discoveryDevice)
 
 void UpdateThread::run()
 {
+    std::unique_ptr<QNetworkAccessManager> manager(http::createManager(nullptr));
+    m_manager = manager.get();
+    m_manager->cookieJar()->setCookiesFromUrl(m_device.cookies, QUrl(baseUrl()));
+    takeSteps();
+    if (m_unanswered) {
+        // Who stopped the update waits for this thread.
+        http::dispose(manager.release(), m_device.address);
+    }
+}
+
+void UpdateThread::takeSteps()
+{
     struct Step
     {
         bool (UpdateThread::*take)();
@@ -86,9 +99,6 @@ void UpdateThread::run()
         {&UpdateThread::restoreConfig, 0},     {&UpdateThread::loginTwice, 0},
         {&UpdateThread::resetDevice, 10},      {&UpdateThread::waitForDevice, 0},
     };
-    const std::unique_ptr<QNetworkAccessManager> manager(http::createManager(nullptr));
-    m_manager = manager.get();
-    m_manager->cookieJar()->setCookiesFromUrl(m_device.cookies, QUrl(baseUrl()));
     emit changeProgress(0);
     for (const Step &step : steps) {
         if (m_stopped || !(this->*step.take)()) {
@@ -306,6 +316,7 @@ bool UpdateThread::waitForReply(QNetworkReply *reply, QByteArray *body)
     connect(reply, &QNetworkReply::readyRead, reply, read);
     http::limitReadBuffer(reply);
     if (!reply->isFinished() && !pause(loop)) {
+        m_unanswered = http::status(reply) == 0;
         return false;
     }
     read();

@@ -89,6 +89,7 @@ private:
     bool postForm(const char *path, const Form &fields);
     bool waitForReply(QNetworkReply *reply, QByteArray *body = nullptr);
     bool pause(QEventLoop &loop);
+    void takeSteps();
     void showUpload(qint64 bytesSent, qint64 bytesTotal);
 
     const int m_row;
@@ -103,5 +104,7 @@ private:
     QNetworkAccessManager *m_manager = nullptr;
     bool m_useHttps;
     int m_progress = 0;
+    /// It was stopped in a request before any answer came.
+    bool m_unanswered = false;
     QByteArray m_savedConfig;
 };

@@ -6,8 +6,9 @@
 #include "devicerow.h"
 #include "fleet.h"
 #include "testenvironment.h"
+#include "thisprocess.h"
 
-#include <QFile>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QNetworkAccessManager>
 #include <QPalette>
@@ -58,22 +59,6 @@ const char *const expectedQuery =
     "\"histo_start\":\"{{histo_start}}\",\n"
     "\"systimestamp\":\"{{systimestamp}}\"\n"
     "}\n";
-
-/// Kibibytes of memory that the process occupies.
-qint64 residentMemory()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return -1;
-    }
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith("VmRSS:")) {
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-        }
-    }
-    return -1;
-}
 
 /// Managers whose device is gone.
 QList<QNetworkAccessManager *> orphanedManagers()
@@ -176,6 +161,7 @@ private slots:
     void givesUpWhatIsOutForTooLong();
     void givesUpTooMuch_data();
     void givesUpTooMuch();
+    void isNotHeldUpByAFloodOfHeaders();
     void abortsItsQuery();
     void forgetsHttpsWhenAborted();
     void leavesItsRequestBehind();
@@ -903,18 +889,42 @@ void TestDevice::givesUpTooMuch()
     QFETCH(Fault, fault);
     begin();
     ask();
-    const qint64 before = residentMemory();
+    const qint64 before = thisprocess::residentMemory();
     QVERIFY(before > 0);
     m_fleet->addFault(0, fault);
     m_row->device().updateInfo();
     QTRY_COMPARE_WITH_TIMEOUT(m_row->newDataCount(), 2, longPatience);
     QCOMPARE(m_row->text(21), QStringLiteral("200 Operation canceled"));
-    const qint64 growth = residentMemory() - before;
+    const qint64 growth = thisprocess::residentMemory() - before;
     QVERIFY2(growth < 100LL * 1024, qPrintable(QString::number(growth) + QLatin1String(" KiB")));
 
     m_fleet->clearFaults();
     m_row->device().updateInfo();
     QTRY_COMPARE_WITH_TIMEOUT(m_row->text(21), QStringLiteral("200 OK"), patience);
+}
+
+void TestDevice::isNotHeldUpByAFloodOfHeaders()
+{
+    begin();
+    ask();
+    const int threads = thisprocess::threadCount();
+    const qint64 before = thisprocess::bytesRead();
+    m_fleet->addFault(0, Fault::endlessHeaders());
+    m_row->device().updateInfo();
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesRead() > before + 1024LL * 1024, patience);
+    m_fleet->clearFaults();
+    QElapsedTimer clock;
+    clock.start();
+    m_row->device().abortQuery();
+    QCOMPARE(m_row->text(21), QStringLiteral("Operation canceled"));
+    m_row->device().updateInfo();
+    QTRY_COMPARE_WITH_TIMEOUT(m_row->text(21), QStringLiteral("200 OK"), patience);
+    QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
+
+    // The flood is ended for the device, which wouldn't by itself.
+    QTRY_VERIFY_WITH_TIMEOUT(m_fleet->counters().openConnections == 0, longPatience);
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::threadCount() <= threads, longPatience);
+    ask();
 }
 
 void TestDevice::abortsItsQuery()

@@ -17,7 +17,11 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
+
+Q_DECLARE_METATYPE(simulator::Fault)
 
 using namespace std::chrono_literals;
 using simulator::Fault;
@@ -45,6 +49,8 @@ private slots:
     void endsWhenStoppedRightAfterTheStart();
     void endsWhenStoppedWhileItWaits_data();
     void endsWhenStoppedWhileItWaits();
+    void endsWhenStoppedInAFlood_data();
+    void endsWhenStoppedInAFlood();
     void endsWhenStoppedBetweenTwoSteps_data();
     void endsWhenStoppedBetweenTwoSteps();
     void endsWhenStoppedInAnUpload();
@@ -315,6 +321,43 @@ void TestUpdateThreadWaits::endsWhenStoppedWhileItWaits()
     QVERIFY(!run.messages().contains(finished));
     QVERIFY(comesToRest());
     QCOMPARE(requestCount(), static_cast<std::size_t>(requests));
+    QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
+}
+
+void TestUpdateThreadWaits::endsWhenStoppedInAFlood_data()
+{
+    QTest::addColumn<Fault>("flood");
+    QTest::addColumn<QString>("message");
+    const std::vector<std::pair<const char *, Fault>> floods{{"headers", Fault::endlessHeaders()},
+                                                             {"a body", Fault::endlessBody()}};
+    const std::vector<std::pair<const char *, QString>> steps{{"admin/upload.cgi", uploadingFirmware},
+                                                              {"admin/upgrade.cgi", activatingFirmware},
+                                                              {"admin/config.cgi", restoringConfig}};
+    QTest::newRow("headers instead of the configuration") << Fault::endlessHeaders() << savingConfig;
+    for (const auto &[what, flood] : floods) {
+        for (const auto &[path, message] : steps) {
+            QTest::addRow("%s from %s", what, path) << Fault(flood).onPath(path) << message;
+        }
+    }
+}
+
+void TestUpdateThreadWaits::endsWhenStoppedInAFlood()
+{
+    QFETCH(Fault, flood);
+    QFETCH(QString, message);
+    begin();
+    answerDiscovery();
+    const int threads = threadCount();
+    m_bench->fleet().addFault(0, flood);
+    UpdateThread::Job todo = job();
+    todo.restartTime = shortRestart;
+    Run run(m_bench->device(0), todo);
+    run.start();
+    QVERIFY(run.awaitMessage(message));
+    const qint64 before = thisprocess::bytesRead();
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesRead() > before + 1024LL * 1024, patience);
+    QVERIFY(run.stop());
+    QCOMPARE(run.lastMessage(), message);
     QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
 }
 

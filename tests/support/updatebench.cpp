@@ -5,7 +5,6 @@
 #include "testenvironment.h"
 #include "transferbench.h"
 
-#include <QDir>
 #include <QFile>
 #include <QLoggingCategory>
 #include <QtTest>
@@ -33,11 +32,6 @@ simulator::FieldMap partsOf(const simulator::HttpRecord &record)
 {
     return simulator::multipartFields(record.header("Content-Type"), record.body)
         .value_or(simulator::FieldMap());
-}
-
-int threadCount()
-{
-    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
 UpdateBench::UpdateBench() = default;

@@ -3,6 +3,7 @@
 #include "fleet.h"
 #include "form.h"
 #include "operations/updatethread.h"
+#include "thisprocess.h"
 
 #include <QByteArray>
 #include <QList>
@@ -106,11 +107,11 @@ private:
     bool m_hasEnded = false;
 };
 
+using thisprocess::threadCount;
+
 /// "POST http://login.cgi": the address left out.
 QString requestLine(const simulator::HttpRecord &record);
 simulator::FieldMap partsOf(const simulator::HttpRecord &record);
-/// Of this process.
-int threadCount();
 
 /// Simulated devices, somebody logged in at each, and an image for them.
 class UpdateBench

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+
+class QHostAddress;
+class QNetworkAccessManager;
+
+namespace http {
+
+/// Takes a manager down whose request ended without an answer, and everything that belongs to it, without
+/// keeping the caller waiting. A peer that sends headers without an end holds the client's own thread: the
+/// destructor waits for it for seconds, and leaves it running. Such a peer loses all its connections to this
+/// program.
+///
+/// From the manager's own thread, but not out of a signal of the manager or its replies.
+void dispose(QNetworkAccessManager *manager, const QHostAddress &peer);
+
+/// The same once control is back in the event loop. Until then the manager belongs to the application. From
+/// the main thread.
+void disposeLater(QNetworkAccessManager *manager, const QHostAddress &peer,
+                  std::chrono::milliseconds delay = std::chrono::milliseconds(0));
+
+} // namespace http

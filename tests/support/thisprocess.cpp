@@ -1,0 +1,44 @@
+#include "thisprocess.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+
+namespace thisprocess {
+
+namespace {
+
+/// The number behind a name in one of the system's lists.
+qint64 figure(const QString &path, const QByteArray &name)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return -1;
+    }
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith(name)) {
+            return line.mid(name.size()).trimmed().split(' ').first().toLongLong();
+        }
+    }
+    return -1;
+}
+
+} // namespace
+
+int threadCount()
+{
+    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+}
+
+qint64 residentMemory()
+{
+    return figure(QStringLiteral("/proc/self/status"), "VmRSS:");
+}
+
+qint64 bytesRead()
+{
+    return figure(QStringLiteral("/proc/self/io"), "rchar:");
+}
+
+} // namespace thisprocess
