@@ -120,7 +120,7 @@ private slots:
 
 private:
     /// Starts a fleet "lab-1", "lab-2" and so on, opens the window, and waits until all have answered. One
-    /// type for each device.
+    /// type for each device; "WLAN TH2" is wireless.
     void begin(const QStringList &types, const simulator::DeviceOptions &common = {});
     bool hasAnswered();
     Device &device(int index) { return m_bench->row(macOf(index))->device(); }

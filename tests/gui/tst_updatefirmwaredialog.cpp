@@ -235,6 +235,7 @@ private slots:
     void endsWithTheProgram_data();
     void endsWithTheProgram();
     void startsAnewAfterCancel();
+    void forgetsWhatWasOnItsWay();
 
 private:
     /// The dialog for all devices, with an image and a directory chosen.
@@ -1009,6 +1010,25 @@ void TestUpdateFirmwareDialog::startsAnewAfterCancel()
     screen->click("pushButtonUpdate");
     QVERIFY(screen->awaitMessage(0, waitingTenSeconds));
     QVERIFY(screen->awaitMessage(1, waitingTenSeconds));
+}
+
+void TestUpdateFirmwareDialog::forgetsWhatWasOnItsWay()
+{
+    addDevice("lab");
+    addDevice("roof");
+    begin();
+    m_bench->fleet().addFault(Fault::hang().onPath("admin/upload.cgi"));
+    const auto screen = show();
+    screen->click("pushButtonUpdate");
+    // The event loop stands still, so that what the threads tell arrives after the end.
+    const auto areUploading = [](const simulator::Counters &counters) {
+        const auto uploads = counters.requestsByPath.find("admin/upload.cgi");
+        return uploads != counters.requestsByPath.end() && uploads->second == 2;
+    };
+    QVERIFY(m_bench->fleet().waitFor(areUploading, std::chrono::milliseconds(patience)));
+    QVERIFY(screen->showsOnly(QString()));
+    screen->click("pushButtonCancel");
+    QVERIFY(!QTest::qWaitFor([&] { return !screen->showsOnly(QString()) || screen->hasBars(); }, silence));
 }
 
 NEMBRA_GUI_TEST_MAIN(TestUpdateFirmwareDialog)
