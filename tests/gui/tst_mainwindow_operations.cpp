@@ -42,10 +42,11 @@ const QString uploadDialog = QStringLiteral("transfer: Upload config");
 const QString directoryCaption = QStringLiteral("files: Open Directory");
 const QString saveDialog = QStringLiteral("transfer: Save config");
 const QString historyDialog = QStringLiteral("history: Downloading CSV");
+const QString firmwareDialog = QStringLiteral("firmware: Update Nembra Firmware");
 
 /// Everything that starts from the selected devices.
-const QList<QByteArray> launchers{"actionSet_Login", "actionSave_Configs", "actionSave_with_passwords",
-                                  "actionDownload_CSV", "actionUpload_config"};
+const QList<QByteArray> launchers{"actionSet_Login",    "actionSave_Configs",  "actionSave_with_passwords",
+                                  "actionDownload_CSV", "actionUpload_config", "actionUpdate_Firmware"};
 
 QString macOf(int index)
 {
@@ -200,6 +201,8 @@ void TestMainWindowOperations::cleanup()
 void TestMainWindowOperations::begin(int count, simulator::DeviceOptions options)
 {
     m_fleet = std::make_unique<Fleet>();
+    options.deviceType = "TH2";
+    options.interfaces = std::vector<simulator::NetworkInterface>(1);
     for (int i = 0; i < count; ++i) {
         options.mac = simulator::MacAddress{0x0E, 0x5A, 0x11, 0x00, 0x00, static_cast<std::uint8_t>(i + 1)};
         options.hostName = "lab-" + std::to_string(i + 1);
@@ -275,13 +278,13 @@ void TestMainWindowOperations::allowsOperationsWhereTheWebServerAnswers()
         }
         return names;
     };
-    QCOMPARE(enabled(), QByteArray("00000"));
+    QCOMPARE(enabled(), QByteArray("000000"));
     select({0});
-    QCOMPARE(enabled(), QByteArray("11111"));
+    QCOMPARE(enabled(), QByteArray("111111"));
     select({0, 1});
-    QCOMPARE(enabled(), QByteArray("11111"));
+    QCOMPARE(enabled(), QByteArray("111111"));
     select({});
-    QCOMPARE(enabled(), QByteArray("00000"));
+    QCOMPARE(enabled(), QByteArray("000000"));
 }
 
 void TestMainWindowOperations::forbidsOperationsWithoutTheWebServer()
@@ -416,6 +419,7 @@ void TestMainWindowOperations::asksWhereTheRightsAreMissing_data()
     QTest::newRow("configuration with passwords")
         << QByteArray("actionSave_with_passwords") << admin << three << directoryCaption;
     QTest::newRow("upload") << QByteArray("actionUpload_config") << admin << three << uploadCaption;
+    QTest::newRow("firmware") << QByteArray("actionUpdate_Firmware") << admin << three << firmwareDialog;
 }
 
 void TestMainWindowOperations::asksWhereTheRightsAreMissing()
@@ -461,6 +465,7 @@ void TestMainWindowOperations::refusesLessThanIsRequired_data()
     QTest::newRow("configuration") << QByteArray("actionSave_Configs") << guest;
     QTest::newRow("configuration with passwords") << QByteArray("actionSave_with_passwords") << service;
     QTest::newRow("upload") << QByteArray("actionUpload_config") << service;
+    QTest::newRow("firmware") << QByteArray("actionUpdate_Firmware") << service;
 }
 
 void TestMainWindowOperations::refusesLessThanIsRequired()

@@ -20,7 +20,7 @@ namespace {
 
 /// How often it is looked whether a dialog has come up, and how long one may stay.
 constexpr std::chrono::milliseconds lookInterval = 5ms;
-constexpr std::chrono::milliseconds longestDialog = 30s;
+constexpr std::chrono::milliseconds longestDialog = 120s;
 
 QString description(const QWidget *dialog)
 {
@@ -33,6 +33,7 @@ QString description(const QWidget *dialog)
     }
     const QString kind = name == QLatin1String("NetworkOperationsDialog") ? QStringLiteral("transfer")
                          : name == QLatin1String("LoadHistoryDialog")     ? QStringLiteral("history")
+                         : name == QLatin1String("UpdateFirmwareDialog")  ? QStringLiteral("firmware")
                          : qobject_cast<const QFileDialog *>(dialog)      ? QStringLiteral("files")
                                                                           : name;
     return kind + QLatin1String(": ") + dialog->windowTitle();

@@ -24,7 +24,7 @@ public:
     /// What is done with the next dialog.
     DialogSeries &then(Step step);
     /// What the dialogs so far were and said: "login: lab-1", "box: Really?", "files: Open Directory",
-    /// "transfer: Save config", "history: Downloading CSV".
+    /// "transfer: Save config", "history: Downloading CSV", "firmware: Update Nembra Firmware".
     QStringList seen() const { return m_seen; }
     /// The titles of all windows that were there while a dialog was up.
     QString titles() const { return m_titles.join(QLatin1Char('\n')); }
