@@ -21,6 +21,8 @@ void endurance(FleetWindow::View view);
 void transferTime(FleetWindow::View view);
 /// What the program holds while it saves long histories.
 void transferMemory(FleetWindow::View view);
+/// How long updating the firmware of many devices takes, what it holds, and how the window reacts meanwhile.
+void firmwareUpdate(FleetWindow::View view);
 /// How the log window keeps up with devices that have much to say, compared with a bare receive loop.
 void syslogLoad();
 /// What a user waits for in a long list: filtering, sorting, resizing columns.

@@ -42,6 +42,15 @@ CurlRun CurlRun::downloads(int devices, const QString &path)
     return run;
 }
 
+CurlRun CurlRun::firmwareUploads(int devices, const QString &image)
+{
+    CurlRun run;
+    run.prepare(
+        devices, QStringLiteral("admin/upload.cgi"),
+        QStringLiteral("form = \"buffer=1\"\nform = \"image=@%1\"\noutput = \"/dev/null\"\n").arg(image));
+    return run;
+}
+
 CurlRun::CurlRun()
     : m_directory(std::make_unique<QTemporaryDir>())
 {

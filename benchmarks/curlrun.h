@@ -13,6 +13,8 @@ public:
     [[nodiscard]] static CurlRun queries(int devices);
     /// A download from each of so many devices, each into a file of its own.
     [[nodiscard]] static CurlRun downloads(int devices, const QString &path);
+    /// A firmware image to each of so many devices.
+    [[nodiscard]] static CurlRun firmwareUploads(int devices, const QString &image);
 
     /// Runs the event loop until curl has ended; the milliseconds that it took. Gives up the benchmark when
     /// it fails.

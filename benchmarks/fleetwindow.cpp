@@ -93,6 +93,18 @@ void FleetWindow::sortBy(int column)
     m_list->sortByColumn(column, Qt::AscendingOrder);
 }
 
+QSet<QString> FleetWindow::select(int count)
+{
+    QSet<QString> macs;
+    m_list->clearSelection();
+    const QVector<DeviceItem *> selected = rows().mid(0, count);
+    for (DeviceItem *const row : selected) {
+        row->setSelected(true);
+        macs.insert(row->device().record().macText());
+    }
+    return macs;
+}
+
 int FleetWindow::rowCount() const
 {
     return m_list->topLevelItemCount();

@@ -2,6 +2,8 @@
 
 #include "discovery/discoverydevice.h"
 
+#include <QSet>
+#include <QString>
 #include <QVector>
 
 #include <chrono>
@@ -35,6 +37,8 @@ public:
     /// Waits until no request is out and none waits.
     void waitForQueries();
     void sortBy(int column);
+    /// Selects so many rows and no others; the MAC addresses of their devices.
+    QSet<QString> select(int count);
 
     int rowCount() const;
     /// All rows in no particular order.

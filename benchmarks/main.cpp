@@ -36,6 +36,7 @@ const std::map<QString, std::function<void(View)>> &knownCases()
         {QStringLiteral("syslog"), [](View) { cases::syslogLoad(); }},
         {QStringLiteral("transfer-time"), cases::transferTime},
         {QStringLiteral("transfer-memory"), cases::transferMemory},
+        {QStringLiteral("firmware"), cases::firmwareUpdate},
     };
     return known;
 }

@@ -2,6 +2,7 @@
 #include "common/settings.h"
 #include "curlrun.h"
 #include "device/deviceitem.h"
+#include "dialoguser.h"
 #include "fleetprocess.h"
 #include "heartbeat.h"
 #include "mainwindow/mainwindow.h"
@@ -11,7 +12,6 @@
 #include "report.h"
 #include "waiting.h"
 
-#include <QApplication>
 #include <QCalendarWidget>
 #include <QDialog>
 #include <QDir>
@@ -21,10 +21,8 @@
 #include <QJsonObject>
 #include <QPushButton>
 #include <QTemporaryDir>
-#include <QTimer>
 
 #include <algorithm>
-#include <functional>
 
 using namespace std::chrono_literals;
 
@@ -60,31 +58,6 @@ QList<Device *> devicesOf(const FleetWindow &window)
     return devices;
 }
 
-/// Looks after the dialog that is open: calls `look` a few hundred times a second until it says that the
-/// dialog has had its time.
-class DialogUser final
-{
-public:
-    explicit DialogUser(std::function<bool(QDialog &dialog)> look)
-    {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [look = std::move(look)] {
-            auto *const dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
-            if (dialog && look(*dialog)) {
-                dialog->close();
-            }
-        });
-        m_timer.start(2);
-    }
-
-private:
-    QTimer m_timer;
-};
-
-QPushButton *button(const QDialog &dialog, const char *name)
-{
-    return dialog.findChild<QPushButton *>(QLatin1String(name));
-}
-
 /// Milliseconds until everything is saved, as the dialog shows it.
 double saveTimed(FleetWindow &window, const QList<Device *> &devices, const QString &directory)
 {
@@ -92,7 +65,7 @@ double saveTimed(FleetWindow &window, const QList<Device *> &devices, const QStr
     double time = 0.0;
     const DialogUser user([&](const QDialog &dialog) {
         time = static_cast<double>(clock.elapsed());
-        return button(dialog, "pushButtonClose")->isEnabled();
+        return DialogUser::button(dialog, "pushButtonClose")->isEnabled();
     });
     clock.start();
     NetworkOperationsDialog::downloadConfigs(directory, devices, false, &window.window());
@@ -112,11 +85,11 @@ double historyGrowth(FleetWindow &window, const QList<Device *> &devices, const 
         if (!loading) {
             dialog.findChild<QCalendarWidget *>(QStringLiteral("calendarWidgetStart"))
                 ->setSelectedDate(start);
-            button(dialog, "pushButtonLoad")->click();
+            DialogUser::button(dialog, "pushButtonLoad")->click();
             loading = true;
             return false;
         }
-        return button(dialog, "pushButtonClose")->isEnabled();
+        return DialogUser::button(dialog, "pushButtonClose")->isEnabled();
     });
     LoadHistoryDialog::downloadHistory(devices, &window.window());
     return most - before;

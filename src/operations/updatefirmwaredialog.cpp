@@ -91,12 +91,17 @@ void UpdateFirmwareDialog::on_pushButtonUpdate_clicked()
 {
     setUpdating(true);
     for (int row = 0; row < m_devices.size(); ++row) {
-        startThread(row);
+        addThread(row);
+    }
+    // Until then all bars lie upon each other, and the first step of each one would paint them all.
+    ui->tableWidget->doItemsLayout();
+    for (UpdateThread *const thread : qAsConst(m_threads)) {
+        thread->start(QThread::InheritPriority);
     }
     m_refreshTimer.start();
 }
 
-void UpdateFirmwareDialog::startThread(int row)
+void UpdateFirmwareDialog::addThread(int row)
 {
     UpdateThread::Job job;
     job.firmwareFile = ui->firmwareFile->text();
@@ -113,7 +118,6 @@ void UpdateFirmwareDialog::startThread(int row)
     bar->setRange(0, progressEnd);
     ui->tableWidget->setCellWidget(row, progressColumn, bar);
     connect(thread, &UpdateThread::changeProgress, bar, &QProgressBar::setValue);
-    thread->start(QThread::InheritPriority);
 }
 
 void UpdateFirmwareDialog::onThreadMessage(const QString &text)

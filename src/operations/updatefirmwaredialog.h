@@ -38,7 +38,7 @@ private:
     void restoreView();
     void saveView();
     void setUpdating(bool updating);
-    void startThread(int row);
+    void addThread(int row);
     void endThreads();
 
     std::unique_ptr<Ui::UpdateFirmwareDialog> ui;
