@@ -3,15 +3,17 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QHostAddress>
 #include <QNetworkAccessManager>
 #include <QPointer>
+#include <QSemaphore>
 #include <QThreadPool>
 #include <QTimer>
 
 #include <arpa/inet.h>
+#include <array>
 #include <chrono>
+#include <memory>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -21,13 +23,15 @@ namespace http {
 
 namespace {
 
-/// A destructor that takes so long has given up waiting for its thread, which it does after five seconds.
-constexpr std::chrono::milliseconds floodTime = 4s;
+/// Taking a manager down lasts milliseconds. What takes so long is held by a flood; the destructor gives up
+/// waiting after five seconds, and it should not come to that.
+constexpr std::chrono::milliseconds floodTime = 2s;
 
 /// Each waits for one flood to be recognised.
 constexpr int maximumThreads = 32;
 constexpr std::chrono::milliseconds idleTime = 100ms;
 
+/// Stays until the process ends, so that nobody waits for it.
 QThreadPool *createPool()
 {
     auto *const pool = new QThreadPool;
@@ -48,7 +52,16 @@ QHostAddress peerOf(int descriptor)
     return QHostAddress(ntohl(address.sin_addr.s_addr));
 }
 
-/// Ends all connections to a peer. They stay open for whoever uses them, and find themselves at their end.
+/// Ends a connection. It stays open for whoever uses it, and finds itself at its end.
+void cut(int descriptor)
+{
+    shutdown(descriptor, SHUT_RDWR);
+    // What has arrived already would keep its reader busy for seconds.
+    std::array<char, 65536> bytes{};
+    while (recv(descriptor, bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+    }
+}
+
 void cutConnections(const QHostAddress &peer)
 {
     const QStringList descriptors =
@@ -56,7 +69,7 @@ void cutConnections(const QHostAddress &peer)
     for (const QString &text : descriptors) {
         const int descriptor = text.toInt();
         if (peerOf(descriptor) == peer) {
-            shutdown(descriptor, SHUT_RDWR);
+            cut(descriptor);
         }
     }
 }
@@ -65,19 +78,21 @@ void cutConnections(const QHostAddress &peer)
 
 void dispose(QNetworkAccessManager *manager, const QHostAddress &peer)
 {
-    // Stays until the process ends, so that nobody waits for it.
     static QThreadPool *const pool = createPool();
+    static QThreadPool *const watch = createPool();
     manager->setParent(nullptr);
     // Nothing is delivered to it any more.
     manager->moveToThread(nullptr);
     pool->start([manager, peer] {
-        QElapsedTimer clock;
-        clock.start();
+        const auto gone = std::make_shared<QSemaphore>();
+        watch->start([gone, peer] {
+            if (!gone->tryAcquire(1, floodTime / 1ms)) {
+                qDebug() << "A flood of headers; all connections are cut to" << peer.toString();
+                cutConnections(peer);
+            }
+        });
         delete manager;
-        if (clock.hasExpired(floodTime / 1ms)) {
-            qDebug() << "A flood of headers; all connections are cut to" << peer.toString();
-            cutConnections(peer);
-        }
+        gone->release();
     });
 }
 
