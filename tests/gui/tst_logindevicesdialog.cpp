@@ -9,7 +9,6 @@
 #include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
-#include <QNetworkAccessManager>
 #include <QPushButton>
 #include <QTranslator>
 #include <QtTest>
@@ -154,9 +153,7 @@ void TestLoginDevicesDialog::cleanup()
     m_rows.clear();
     m_fleet.reset();
     // Requests that were out end with the fleet; none may outlive the test.
-    QTRY_COMPARE_WITH_TIMEOUT(
-        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
-        patience);
+    QTRY_COMPARE_WITH_TIMEOUT(orphanedManagers().size(), 0, patience);
     m_environment.reset();
 }
 

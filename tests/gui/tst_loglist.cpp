@@ -4,6 +4,7 @@
 #include "syslog/loglist.h"
 #include "syslog/loglistwidget.h"
 #include "testenvironment.h"
+#include "thisprocess.h"
 #include "windowbench.h"
 
 #include <QAction>
@@ -172,15 +173,6 @@ qint64 droppedBy(quint16 port)
         }
     }
     return dropped;
-}
-
-/// Memory that the process holds, bytes.
-qint64 residentMemory()
-{
-    QFile file(QStringLiteral("/proc/self/statm"));
-    return file.open(QIODevice::ReadOnly)
-               ? file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE)
-               : 0;
 }
 
 /// This thread sees a network without any interface that is up, as long as the object lives.
@@ -1069,7 +1061,7 @@ void TestLogList::holdsAMillionLines()
     constexpr int count = 1000000;
     constexpr int atOnce = 10000;
     constexpr qint64 mostMemory = 400LL * 1024 * 1024;
-    const qint64 before = residentMemory();
+    const qint64 before = thisprocess::residentMemory();
     for (int i = 0; i < count; i += atOnce) {
         QVector<LogMessage> messages;
         messages.reserve(atOnce);
@@ -1079,7 +1071,7 @@ void TestLogList::holdsAMillionLines()
         list().append(messages);
     }
     QCOMPARE(list().count(), count);
-    const qint64 held = residentMemory() - before;
+    const qint64 held = thisprocess::residentMemory() - before;
 
     QElapsedTimer clock;
     // The machine may be busy: the best of three.

@@ -47,13 +47,13 @@ DiscoveryDevice answerOf(const QString &mac, const QString &hostname, const QStr
 
 } // namespace
 
-class TestMainWindow : public QObject
+class TestMainWindow : public QObject, private WindowTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { open(); }
+    void cleanup() { close(); }
 
     void offersItsSlotsInTheirOrder();
 
@@ -104,27 +104,7 @@ private:
     void setAllPowered(bool on);
     /// Triggers a refresh and waits until the request has reached the fleet.
     void refresh();
-
-    std::unique_ptr<TestEnvironment> m_environment;
-    std::unique_ptr<Fleet> m_fleet;
-    std::unique_ptr<WindowBench> m_bench;
 };
-
-void TestMainWindow::init()
-{
-    m_environment = std::make_unique<TestEnvironment>();
-}
-
-void TestMainWindow::cleanup()
-{
-    m_bench.reset();
-    m_fleet.reset();
-    // Requests that were out end with the fleet; none may outlive the test.
-    QTRY_COMPARE_WITH_TIMEOUT(
-        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
-        patience);
-    m_environment.reset();
-}
 
 void TestMainWindow::begin(simulator::DeviceOptions options, simulator::FleetOptions fleetOptions)
 {
@@ -487,9 +467,8 @@ void TestMainWindow::removesARowWhoseRequestIsOut()
     m_bench->trigger("actionRemove");
     QCOMPARE(m_bench->list().topLevelItemCount(), 4);
 
-    const auto left = qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly);
-    QCOMPARE(left.size(), 1);
-    const QPointer<QNetworkAccessManager> manager = left.first();
+    QCOMPARE(orphanedManagers().size(), 1);
+    const QPointer<QNetworkAccessManager> manager = orphanedManagers().constFirst();
     // The device reboots, which ends the request, and comes back.
     m_fleet->setPowered(0, false);
     QTRY_VERIFY_WITH_TIMEOUT(manager.isNull(), patience);
@@ -512,12 +491,9 @@ void TestMainWindow::closesWhileRequestsAreOut()
     }
     m_bench->list().selectAll();
     m_bench->destroyWindow();
-    const auto left = [] {
-        return qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size();
-    };
-    QCOMPARE(left(), fleetSize);
+    QCOMPARE(orphanedManagers().size(), fleetSize);
     m_fleet->stop();
-    QTRY_COMPARE_WITH_TIMEOUT(left(), 0, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(orphanedManagers().size(), 0, patience);
 }
 
 void TestMainWindow::selectsAll()

@@ -14,7 +14,6 @@
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QMessageBox>
-#include <QNetworkAccessManager>
 #include <QSignalSpy>
 #include <QToolBar>
 #include <QTranslator>
@@ -215,9 +214,7 @@ void TestMainWindowDeviceList::cleanup()
     m_fleet.reset();
     QApplication::setPalette(m_palette);
     // Requests that were out end with the fleet; none may outlive the test.
-    QTRY_COMPARE_WITH_TIMEOUT(
-        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
-        patience);
+    QTRY_COMPARE_WITH_TIMEOUT(orphanedManagers().size(), 0, patience);
     m_environment.reset();
 }
 

@@ -15,7 +15,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QMessageBox>
-#include <QNetworkAccessManager>
 #include <QPushButton>
 #include <QTableWidget>
 #include <QTimer>
@@ -92,14 +91,14 @@ QStringList criticalLook(QMessageBox::StandardButtons buttons)
 } // namespace
 
 /// How the main window comes to update firmware, and what it does meanwhile.
-class TestMainWindowFirmware final : public QObject
+class TestMainWindowFirmware final : public QObject, private WindowTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { UpdateBench::omitDebugOutput(); }
-    void init();
-    void cleanup();
+    void init() { open(); }
+    void cleanup() { close(); }
 
     void startsWithoutAQuestion_data();
     void startsWithoutAQuestion();
@@ -135,27 +134,7 @@ private:
     QString path(const QString &name) const { return m_environment->path(name); }
     /// What the dialog is to be filled in with.
     void preparePlaces() const;
-
-    std::unique_ptr<TestEnvironment> m_environment;
-    std::unique_ptr<Fleet> m_fleet;
-    std::unique_ptr<WindowBench> m_bench;
 };
-
-void TestMainWindowFirmware::init()
-{
-    m_environment = std::make_unique<TestEnvironment>();
-}
-
-void TestMainWindowFirmware::cleanup()
-{
-    m_bench.reset();
-    m_fleet.reset();
-    // Requests that were out end with the fleet; none may outlive the test.
-    QTRY_COMPARE_WITH_TIMEOUT(
-        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
-        patience);
-    m_environment.reset();
-}
 
 void TestMainWindowFirmware::begin(const QStringList &types, const simulator::DeviceOptions &common)
 {

@@ -11,7 +11,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QLineEdit>
-#include <QNetworkAccessManager>
 #include <QPushButton>
 #include <QTimer>
 #include <QTranslator>
@@ -94,13 +93,13 @@ QByteArray nameArea(QByteArray name)
 } // namespace
 
 /// Configuring a device's network from the main window.
-class TestMainWindowNetwork : public QObject
+class TestMainWindowNetwork : public QObject, private WindowTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { open(); }
+    void cleanup() { close(); }
 
     void opensForTheSelectedDevice();
     void opensForADeviceWithoutAnAddress();
@@ -144,27 +143,7 @@ private:
     /// The one order that was sent, in hexadecimal digits.
     QByteArray order() const;
     bool isRead(const QString &mac) const;
-
-    std::unique_ptr<TestEnvironment> m_environment;
-    std::unique_ptr<Fleet> m_fleet;
-    std::unique_ptr<WindowBench> m_bench;
 };
-
-void TestMainWindowNetwork::init()
-{
-    m_environment = std::make_unique<TestEnvironment>();
-}
-
-void TestMainWindowNetwork::cleanup()
-{
-    m_bench.reset();
-    m_fleet.reset();
-    // Requests that were out end with the fleet; none may outlive the test.
-    QTRY_COMPARE_WITH_TIMEOUT(
-        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
-        patience);
-    m_environment.reset();
-}
 
 void TestMainWindowNetwork::begin(const std::vector<simulator::DeviceOptions> &devices)
 {

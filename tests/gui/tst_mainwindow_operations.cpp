@@ -15,7 +15,6 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QMessageBox>
-#include <QNetworkAccessManager>
 #include <QRegularExpression>
 #include <QtTest>
 
@@ -99,13 +98,13 @@ private:
 } // namespace
 
 /// What the main window does to start an operation on the selected devices.
-class TestMainWindowOperations : public QObject
+class TestMainWindowOperations : public QObject, private WindowTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { open(); }
+    void cleanup() { close(); }
 
     void allowsOperationsWhereTheWebServerAnswers();
     void forbidsOperationsWithoutTheWebServer();
@@ -176,27 +175,7 @@ private:
     }
     std::uint64_t broadcasts() const { return m_fleet->counters().discoveryRequests; }
     bool hasAnswered(int count);
-
-    std::unique_ptr<TestEnvironment> m_environment;
-    std::unique_ptr<Fleet> m_fleet;
-    std::unique_ptr<WindowBench> m_bench;
 };
-
-void TestMainWindowOperations::init()
-{
-    m_environment = std::make_unique<TestEnvironment>();
-}
-
-void TestMainWindowOperations::cleanup()
-{
-    m_bench.reset();
-    m_fleet.reset();
-    // Requests that were out end with the fleet; none may outlive the test.
-    QTRY_COMPARE_WITH_TIMEOUT(
-        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
-        patience);
-    m_environment.reset();
-}
 
 void TestMainWindowOperations::begin(int count, simulator::DeviceOptions options)
 {

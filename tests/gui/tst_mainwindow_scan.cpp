@@ -11,7 +11,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDoubleSpinBox>
-#include <QNetworkAccessManager>
 #include <QPointer>
 #include <QPushButton>
 #include <QSpinBox>
@@ -129,13 +128,13 @@ QVariant stored(const char *key)
 
 } // namespace
 
-class TestMainWindowScan : public QObject
+class TestMainWindowScan : public QObject, private WindowTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { open(); }
+    void cleanup() { close(); }
 
     void opensTheOptionsByKey();
     void opensAModalDialogWithoutAParent();
@@ -167,26 +166,7 @@ private:
     void options(const std::function<void(QDialog &)> &use);
     QStringList statuses() const;
     int outstanding() const;
-
-    std::unique_ptr<TestEnvironment> m_environment;
-    std::unique_ptr<Fleet> m_fleet;
-    std::unique_ptr<WindowBench> m_bench;
 };
-
-void TestMainWindowScan::init()
-{
-    m_environment = std::make_unique<TestEnvironment>();
-}
-
-void TestMainWindowScan::cleanup()
-{
-    m_bench.reset();
-    m_fleet.reset();
-    QTRY_COMPARE_WITH_TIMEOUT(
-        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
-        patience);
-    m_environment.reset();
-}
 
 void TestMainWindowScan::begin(simulator::FleetOptions fleetOptions, simulator::DeviceOptions options)
 {

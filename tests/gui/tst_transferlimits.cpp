@@ -4,13 +4,13 @@
 #include "operations/loadhistorydialog.h"
 #include "operations/networkoperationsdialog.h"
 #include "testenvironment.h"
+#include "thisprocess.h"
 #include "transferbench.h"
 
 #include <QAbstractButton>
 #include <QCalendarWidget>
 #include <QDir>
 #include <QFile>
-#include <QNetworkAccessManager>
 #include <QProcess>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -30,23 +30,6 @@ constexpr qint64 megabyte = 1024LL * 1024;
 
 enum class Operation { Download, Upload, History };
 
-/// A number of /proc/self: the bytes of memory that the process occupies, or all bytes that it has read.
-qint64 figure(const char *fileName, const QByteArray &name)
-{
-    QFile file(QLatin1String("/proc/self/") + QLatin1String(fileName));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return -1;
-    }
-    const QList<QByteArray> lines = file.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith(name + ':')) {
-            const QByteArray value = line.mid(name.size() + 1).simplified();
-            return value.split(' ').constFirst().toLongLong() * (value.endsWith(" kB") ? 1024 : 1);
-        }
-    }
-    return -1;
-}
-
 /// Every request that is out has a thread.
 int requestsOut()
 {
@@ -59,27 +42,22 @@ int requestsOut()
     return count;
 }
 
-/// Looks, as long as it lives, how much memory the process occupies at most.
+/// How much more memory the process has occupied at most since the object was made.
 class MemoryPeak final
 {
 public:
     MemoryPeak()
-        : m_before(occupied())
-        , m_peak(m_before)
+        : m_isMeasured(thisprocess::restartPeakMemory())
+        , m_before(thisprocess::residentMemory())
     {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer,
-                         [this] { m_peak = std::max(m_peak, occupied()); });
-        m_timer.start(5);
     }
 
-    qint64 growth() const { return m_peak - m_before; }
+    bool isMeasured() const { return m_isMeasured && m_before > 0; }
+    qint64 growth() const { return thisprocess::peakMemory() - m_before; }
 
 private:
-    static qint64 occupied() { return figure("status", "VmRSS"); }
-
+    const bool m_isMeasured;
     const qint64 m_before;
-    qint64 m_peak;
-    QTimer m_timer;
 };
 
 /// Runs the event loop as the program does, without the pauses that waiting in a test usually makes, until
@@ -167,9 +145,7 @@ void TestTransferLimits::cleanup()
         m_fleet.terminate();
         QVERIFY(m_fleet.waitForFinished(patience));
     }
-    QTRY_COMPARE_WITH_TIMEOUT(
-        qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size(), 0,
-        patience);
+    QTRY_COMPARE_WITH_TIMEOUT(orphanedManagers().size(), 0, patience);
     m_directory.reset();
     m_environment.reset();
 }
@@ -283,6 +259,7 @@ void TestTransferLimits::keepsNoHistoryInMemory()
                            auto &calendar = user.find<QCalendarWidget>("calendarWidgetStart");
                            calendar.setSelectedDate(calendar.minimumDate());
                            const MemoryPeak memory;
+                           QVERIFY(memory.isMeasured());
                            user.button("pushButtonLoad").click();
                            const QAbstractButton &cancel = user.button("pushButtonCancel");
                            QVERIFY(loopUntil([&cancel] { return !cancel.isEnabled(); }));
@@ -304,8 +281,9 @@ void TestTransferLimits::keepsNoAnswerToAnUploadInMemory()
     start(R"({"devices": [{"anonymous_level": 3}], "faults": [{"kind": "endless-body"}]})", 1);
     run(Operation::Upload, [](DialogUser &user) {
         const MemoryPeak memory;
-        const qint64 before = figure("io", "rchar");
-        QVERIFY(loopUntil([before] { return figure("io", "rchar") > before + 600 * megabyte; }));
+        QVERIFY(memory.isMeasured());
+        const qint64 before = thisprocess::bytesRead();
+        QVERIFY(loopUntil([before] { return thisprocess::bytesRead() > before + 600 * megabyte; }));
         // It comes faster than any network brings it, so that some of it may have to wait.
         QVERIFY2(memory.growth() < 300 * megabyte, qPrintable(QString::number(memory.growth())));
         QCOMPARE(user.statuses(), QStringList{QStringLiteral("Uploading, none")});

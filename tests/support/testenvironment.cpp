@@ -5,6 +5,7 @@
 #include "device/timespan.h"
 
 #include <QApplication>
+#include <QNetworkAccessManager>
 #include <QtTest>
 
 #include <cstdio>
@@ -30,6 +31,11 @@ QString TestEnvironment::path(const QString &fileName) const
 QString TestEnvironment::settingsFile() const
 {
     return path(QStringLiteral("settings.ini"));
+}
+
+QList<QNetworkAccessManager *> orphanedManagers()
+{
+    return qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
 int runGuiTest(QObject *test, int argc, char **argv)

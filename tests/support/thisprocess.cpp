@@ -8,7 +8,9 @@ namespace thisprocess {
 
 namespace {
 
-/// The number behind a name in one of the system's lists.
+constexpr qint64 kibibyte = 1024;
+
+/// The number behind a name in one of the system's lists. It gives memory in kibibytes.
 qint64 figure(const QString &path, const QByteArray &name)
 {
     QFile file(path);
@@ -33,7 +35,18 @@ int threadCount()
 
 qint64 residentMemory()
 {
-    return figure(QStringLiteral("/proc/self/status"), "VmRSS:");
+    return figure(QStringLiteral("/proc/self/status"), "VmRSS:") * kibibyte;
+}
+
+qint64 peakMemory()
+{
+    return figure(QStringLiteral("/proc/self/status"), "VmHWM:") * kibibyte;
+}
+
+bool restartPeakMemory()
+{
+    QFile control(QStringLiteral("/proc/self/clear_refs"));
+    return control.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && control.write("5") == 1;
 }
 
 qint64 bytesRead()

@@ -2,6 +2,7 @@
 
 #include "device/device.h"
 #include "devicerow.h"
+#include "testenvironment.h"
 
 #include <QAbstractButton>
 #include <QAbstractEventDispatcher>
@@ -10,7 +11,6 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QDir>
-#include <QNetworkAccessManager>
 #include <QPalette>
 #include <QPointer>
 #include <QRegularExpression>
@@ -54,11 +54,6 @@ QString withoutTime(const QString &name, const QDateTime &begin)
 QDateTime thisSecond()
 {
     return QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), Qt::UTC);
-}
-
-int orphanedManagers()
-{
-    return qApp->findChildren<QNetworkAccessManager *>(QString(), Qt::FindDirectChildrenOnly).size();
 }
 
 } // namespace
@@ -175,8 +170,8 @@ std::vector<simulator::HttpRecord> TransferBench::operations(int index) const
 
 bool TransferBench::comesToRest() const
 {
-    if (!QTest::qWaitFor([] { return orphanedManagers() == 0; }, patience)) {
-        qWarning() << orphanedManagers() << "clients are left";
+    if (!QTest::qWaitFor([] { return orphanedManagers().isEmpty(); }, patience)) {
+        qWarning() << orphanedManagers().size() << "clients are left";
         return false;
     }
     const auto none = [](const simulator::Counters &counters) { return counters.openConnections == 0; };

@@ -118,6 +118,24 @@ QPoint WindowBench::middleOf(const QString &mac, int column) const
     return list().visualRect(index).center();
 }
 
+WindowTest::WindowTest() = default;
+WindowTest::~WindowTest() = default;
+
+void WindowTest::open()
+{
+    m_environment = std::make_unique<TestEnvironment>();
+}
+
+void WindowTest::close()
+{
+    constexpr int patience = 10000; // milliseconds
+    m_bench.reset();
+    // Requests that were out end with the fleet.
+    m_fleet.reset();
+    QTRY_COMPARE_WITH_TIMEOUT(orphanedManagers().size(), 0, patience);
+    m_environment.reset();
+}
+
 QString menuText(const QMenu &menu)
 {
     QStringList entries;

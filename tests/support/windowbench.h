@@ -1,5 +1,8 @@
 #pragma once
 
+#include "fleet.h"
+#include "testenvironment.h"
+
 #include <QObject>
 #include <QPoint>
 #include <QStringList>
@@ -48,6 +51,23 @@ public:
 
 private:
     std::unique_ptr<MainWindow> m_window;
+};
+
+/// A simulated fleet and the main window in front of it. A test makes what it needs of them between open()
+/// and close(), which drops all of it.
+class WindowTest
+{
+public:
+    WindowTest();
+    ~WindowTest();
+    Q_DISABLE_COPY_MOVE(WindowTest)
+
+    void open();
+    void close();
+
+    std::unique_ptr<TestEnvironment> m_environment;
+    std::unique_ptr<simulator::Fleet> m_fleet;
+    std::unique_ptr<WindowBench> m_bench;
 };
 
 /// A menu in one line: "Refresh list | - | Download (Configuration | Data)"; mnemonics left out.
