@@ -95,6 +95,8 @@ struct DeviceOptions
     bool servesHttps = true;
     TlsMode tls = TlsMode::Modern;
     bool keepAlive = true;
+    /// Hangs up on who asks a second time over one connection, though it doesn't announce that.
+    bool answersOnce = false;
     std::optional<std::chrono::milliseconds> restartTime;
 
     std::vector<User> users{

@@ -82,9 +82,16 @@ Fault Fault::inflatingBody(std::size_t inflatedBytes)
     return fault;
 }
 
-Fault Fault::endlessBody()
+Fault Fault::endlessBody(int status)
 {
-    return made(Kind::EndlessBody);
+    Fault fault = made(Kind::EndlessBody);
+    fault.statusCode = status;
+    return fault;
+}
+
+Fault Fault::endlessChunkSize()
+{
+    return made(Kind::EndlessChunkSize);
 }
 
 Fault Fault::endlessHeaders()

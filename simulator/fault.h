@@ -37,8 +37,10 @@ struct Fault
         Body,
         /// Status 200, gzip of a few hundred kB that inflates to `bytes` blanks.
         InflatingBody,
-        /// A chunked body without an end and without a pause.
+        /// `status` and `headers` with a chunked body without an end and without a pause.
         EndlessBody,
+        /// Status 200 and `headers` with a chunked body whose first chunk never says how long it is.
+        EndlessChunkSize,
         /// Header lines without an end.
         EndlessHeaders,
         /// The HTTPS port talks something that isn't TLS. Counts connections; ignores the path.
@@ -78,7 +80,8 @@ struct Fault
     [[nodiscard]] static Fault answerWith(std::string body,
                                           std::vector<std::pair<std::string, std::string>> headers = {});
     [[nodiscard]] static Fault inflatingBody(std::size_t inflatedBytes = 400U << 20U);
-    [[nodiscard]] static Fault endlessBody();
+    [[nodiscard]] static Fault endlessBody(int status = 200);
+    [[nodiscard]] static Fault endlessChunkSize();
     [[nodiscard]] static Fault endlessHeaders();
     [[nodiscard]] static Fault tlsGarbage();
     [[nodiscard]] static Fault tlsHang();

@@ -124,6 +124,10 @@ private:
 
     void headerRead()
     {
+        if (m_hasAnswered && m_setup.device.options().answersOnce) {
+            hangUp();
+            return;
+        }
         if (!boost::beast::iequals(m_parser->get()[http::field::expect], "100-continue")) {
             readBody();
             return;
@@ -227,6 +231,7 @@ private:
 
     void written()
     {
+        m_hasAnswered = true;
         if (m_restarts) {
             // The answer is out; what is left of the connection goes with the restart.
             DeviceState &device = m_setup.device;
@@ -281,6 +286,7 @@ private:
     asio::steady_timer m_timer;
     boost::beast::flat_buffer m_buffer;
     std::optional<http::request_parser<http::string_body>> m_parser;
+    bool m_hasAnswered = false;
     Request m_request;
     std::optional<Fault> m_fault;
     Outgoing m_outgoing;

@@ -52,6 +52,7 @@ Response replacement(const Fault &fault)
         response.body = gzipOfBlanks(fault.bytes);
         break;
     case Fault::Kind::EndlessBody:
+        response.status = fault.statusCode;
         response.source = [](std::string &piece) {
             piece.assign(endlessPieceSize, ' ');
             return true;
@@ -126,6 +127,14 @@ Outgoing Outgoing::faulty(const Fault &fault, std::optional<Response> response, 
             while (piece.size() < endlessPieceSize) {
                 piece += "X-Header-" + std::to_string(number++) + ": " + std::string(100, 'x') + "\r\n";
             }
+            return true;
+        };
+        return outgoing;
+    }
+    case Fault::Kind::EndlessChunkSize: {
+        Outgoing outgoing = plain(head(replacement(fault), {{"Transfer-Encoding", "chunked"}}));
+        outgoing.m_source = [](std::string &piece) {
+            piece.assign(endlessPieceSize, '0');
             return true;
         };
         return outgoing;

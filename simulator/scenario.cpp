@@ -136,6 +136,7 @@ void readWeb(JsonReader &reader, DeviceOptions &options)
     reader.read("serves_https", options.servesHttps);
     reader.read("tls", options.tls);
     reader.read("keep_alive", options.keepAlive);
+    reader.read("answers_once", options.answersOnce);
     reader.read("restart_ms", options.restartTime);
     reader.read("anonymous_level", options.anonymousLevel);
     reader.read("information_needs_login", options.informationNeedsLogin);
@@ -242,7 +243,7 @@ struct FaultName
     Fault::Kind kind;
 };
 
-constexpr std::array<FaultName, 16> faultNames{{
+constexpr std::array<FaultName, 17> faultNames{{
     {"refuse", Fault::Kind::Refuse},
     {"hang", Fault::Kind::Hang},
     {"delay", Fault::Kind::Delay},
@@ -255,6 +256,7 @@ constexpr std::array<FaultName, 16> faultNames{{
     {"body", Fault::Kind::Body},
     {"inflating-body", Fault::Kind::InflatingBody},
     {"endless-body", Fault::Kind::EndlessBody},
+    {"endless-chunk-size", Fault::Kind::EndlessChunkSize},
     {"endless-headers", Fault::Kind::EndlessHeaders},
     {"tls-garbage", Fault::Kind::TlsGarbage},
     {"tls-hang", Fault::Kind::TlsHang},

@@ -218,6 +218,35 @@ TEST_F(Faults, EndlessBodyGoesOn)
     EXPECT_GT(reply.body.size(), 19U << 20U);
 }
 
+TEST_F(Faults, EndlessBodyMayHaveAnyStatus)
+{
+    start();
+    fleet.addFault(0, Fault::endlessBody(401));
+    const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
+    wire->send(requestText("GET", "/"));
+    const Reply reply = wire->reply(5U << 20U);
+    EXPECT_EQ(reply.end, End::Limit);
+    EXPECT_EQ(reply.status, 401);
+    EXPECT_GT(reply.body.size(), 4U << 20U);
+}
+
+TEST_F(Faults, EndlessChunkSizeNeverComesToAChunk)
+{
+    start();
+    Fault fault = Fault::endlessChunkSize();
+    fault.headers = {{"Content-Encoding", "gzip"}};
+    fleet.addFault(0, fault);
+    const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
+    wire->send(requestText("GET", "/"));
+    const Reply reply = wire->reply(5U << 20U);
+    EXPECT_EQ(reply.end, End::Limit);
+    EXPECT_EQ(reply.header("Content-Encoding"), "gzip");
+    EXPECT_EQ(reply.header("Transfer-Encoding"), "chunked");
+    const std::string rest = reply.raw.substr(reply.raw.find("\r\n\r\n") + 4);
+    EXPECT_GT(rest.size(), 4U << 20U);
+    EXPECT_EQ(rest.find_first_not_of('0'), std::string::npos);
+}
+
 TEST_F(Faults, EndlessHeadersNeverComeToABody)
 {
     start();

@@ -51,8 +51,8 @@ INSTANTIATE_TEST_SUITE_P(
             "scenario.defaults.sensors[0]: unknown key \"units\""},
         Row{"UnknownFaultKind", R"({"faults": [{"kind": "explode"}]})",
             "scenario.faults[0].kind: must be one of refuse, hang, delay, drip, cut, close, status, garbage, "
-            "invalid-json, body, inflating-body, endless-body, endless-headers, tls-garbage, tls-hang, "
-            "forget-session"},
+            "invalid-json, body, inflating-body, endless-body, endless-chunk-size, "
+            "endless-headers, tls-garbage, tls-hang, forget-session"},
         Row{"FaultOfMissingDevice", R"({"fleet": {"devices": 2}, "faults": [{"kind": "hang", "device": 2}]})",
             "scenario.faults[0].device: there is no device 2"},
         Row{"PortTooBig", R"({"fleet": {"http_port": 65536}})",

@@ -379,6 +379,24 @@ TEST_F(Web, ConnectionServesManyRequestsOrEndsAsTold)
     EXPECT_EQ(once->state(), End::Closed);
 }
 
+TEST_F(Web, DeviceMayHangUpUnannounced)
+{
+    DeviceOptions once;
+    once.answersOnce = true;
+    add(once);
+    fleet.start();
+    const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
+    wire->send(requestText("POST", information, text("{{login_group}}")));
+    const Reply reply = wire->reply();
+    EXPECT_EQ(reply.body, "1");
+    EXPECT_EQ(reply.header("Connection"), "keep-alive");
+    wire->send(requestText("POST", information, text("{{login_group}}")));
+    EXPECT_EQ(wire->receive(), "");
+    EXPECT_EQ(wire->state(), End::Closed);
+    EXPECT_EQ(fleet.requests(0).size(), 1U);
+    EXPECT_EQ(Visitor(fleet, 0).get("/").status, 200);
+}
+
 TEST_F(Web, ClientThatAsksFirstIsToldToContinue)
 {
     add();
