@@ -1009,6 +1009,10 @@
         <source>Wrong HTTP Status-Code </source>
         <translation>Falscher HTTP-Statuscode </translation>
     </message>
+    <message>
+        <source>The device sent no usable configuration</source>
+        <translation>Das Gerät hat keine brauchbare Konfiguration geschickt</translation>
+    </message>
 </context>
 <context>
     <name>main</name>

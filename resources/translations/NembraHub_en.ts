@@ -1009,6 +1009,10 @@
         <source>Wrong HTTP Status-Code </source>
         <translation>Wrong HTTP Status-Code </translation>
     </message>
+    <message>
+        <source>The device sent no usable configuration</source>
+        <translation>The device sent no usable configuration</translation>
+    </message>
 </context>
 <context>
     <name>main</name>

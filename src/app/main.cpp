@@ -3,6 +3,7 @@
 #include "app/messagelog.h"
 #include "app/singleapplication.h"
 #include "app/timezone.h"
+#include "common/disposal.h"
 #include "common/settings.h"
 #include "common/tlsdefaults.h"
 #include "common/translations.h"
@@ -26,5 +27,7 @@ int main(int argc, char *argv[])
     const startup::Arguments arguments = startup::parseArguments(application);
     applyDeviceTlsDefaults();
     settings::open(arguments.configFile);
-    return startup::runMainWindow(application, arguments.devicesFile);
+    const int result = startup::runMainWindow(application, arguments.devicesFile);
+    http::disposeOfAll();
+    return result;
 }

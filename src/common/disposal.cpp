@@ -1,21 +1,20 @@
 #include "common/disposal.h"
 
+#include "common/connections.h"
+
 #include <QCoreApplication>
 #include <QDebug>
-#include <QDir>
 #include <QHostAddress>
+#include <QMutex>
 #include <QNetworkAccessManager>
 #include <QPointer>
 #include <QSemaphore>
 #include <QThreadPool>
 #include <QTimer>
+#include <QVector>
 
-#include <arpa/inet.h>
-#include <array>
 #include <chrono>
 #include <memory>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 using namespace std::chrono_literals;
 
@@ -26,10 +25,17 @@ namespace {
 /// Taking a manager down lasts milliseconds. What takes so long is held by a flood; the destructor gives up
 /// waiting after five seconds, and it should not come to that.
 constexpr std::chrono::milliseconds floodTime = 2s;
+/// The same at the end of the program, when nobody has a use for a connection any more.
+constexpr std::chrono::milliseconds lastFloodTime = 200ms;
+/// In which a manager goes whose connections are cut.
+constexpr std::chrono::milliseconds cutTime = 1s;
 
 /// Each waits for one flood to be recognised.
 constexpr int maximumThreads = 32;
 constexpr std::chrono::milliseconds idleTime = 100ms;
+
+/// A property of a manager whose time has not come: whose it is.
+constexpr char peerProperty[] = "peer";
 
 /// Stays until the process ends, so that nobody waits for it.
 QThreadPool *createPool()
@@ -40,59 +46,64 @@ QThreadPool *createPool()
     return pool;
 }
 
-/// The other end of a connection; null if that is no IPv4 socket.
-QHostAddress peerOf(int descriptor)
+/// Where managers are taken down.
+QThreadPool *disposalPool()
 {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    if (getpeername(descriptor, reinterpret_cast<sockaddr *>(&address), &size) != 0 ||
-        address.sin_family != AF_INET) {
-        return {};
-    }
-    return QHostAddress(ntohl(address.sin_addr.s_addr));
+    static QThreadPool *const pool = createPool();
+    return pool;
 }
 
-/// Ends a connection. It stays open for whoever uses it, and finds itself at its end.
-void cut(int descriptor)
+/// Whose managers are being taken down.
+class PeersInWork final
 {
-    shutdown(descriptor, SHUT_RDWR);
-    // What has arrived already would keep its reader busy for seconds.
-    std::array<char, 65536> bytes{};
-    while (recv(descriptor, bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+public:
+    void add(const QHostAddress &peer)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_peers.append(peer);
     }
-}
+    void remove(const QHostAddress &peer)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_peers.removeOne(peer);
+    }
+    QVector<QHostAddress> all()
+    {
+        const QMutexLocker locker(&m_mutex);
+        return m_peers;
+    }
 
-void cutConnections(const QHostAddress &peer)
+private:
+    QMutex m_mutex;
+    QVector<QHostAddress> m_peers;
+};
+
+PeersInWork &peersInWork()
 {
-    const QStringList descriptors =
-        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System | QDir::Files);
-    for (const QString &text : descriptors) {
-        const int descriptor = text.toInt();
-        if (peerOf(descriptor) == peer) {
-            cut(descriptor);
-        }
-    }
+    static auto *const peers = new PeersInWork;
+    return *peers;
 }
 
 } // namespace
 
 void dispose(QNetworkAccessManager *manager, const QHostAddress &peer)
 {
-    static QThreadPool *const pool = createPool();
     static QThreadPool *const watch = createPool();
     manager->setParent(nullptr);
     // Nothing is delivered to it any more.
     manager->moveToThread(nullptr);
-    pool->start([manager, peer] {
+    peersInWork().add(peer);
+    disposalPool()->start([manager, peer] {
         const auto gone = std::make_shared<QSemaphore>();
         watch->start([gone, peer] {
             if (!gone->tryAcquire(1, floodTime / 1ms)) {
                 qDebug() << "A flood of headers; all connections are cut to" << peer.toString();
-                cutConnections(peer);
+                connections::cut(peer);
             }
         });
         delete manager;
         gone->release();
+        peersInWork().remove(peer);
     });
 }
 
@@ -100,11 +111,29 @@ void disposeLater(QNetworkAccessManager *manager, const QHostAddress &peer, std:
 {
     QCoreApplication *const application = QCoreApplication::instance();
     manager->setParent(application);
+    manager->setProperty(peerProperty, peer.toString());
     QTimer::singleShot(delay, application, [manager = QPointer<QNetworkAccessManager>(manager), peer] {
         if (manager) {
             dispose(manager, peer);
         }
     });
+}
+
+void disposeOfAll()
+{
+    const auto waiting = QCoreApplication::instance()->findChildren<QNetworkAccessManager *>(
+        QString(), Qt::FindDirectChildrenOnly);
+    for (QNetworkAccessManager *const manager : waiting) {
+        dispose(manager, QHostAddress(manager->property(peerProperty).toString()));
+    }
+    if (disposalPool()->waitForDone(lastFloodTime / 1ms)) {
+        return;
+    }
+    const QVector<QHostAddress> peers = peersInWork().all();
+    for (const QHostAddress &peer : peers) {
+        connections::cut(peer);
+    }
+    disposalPool()->waitForDone(cutTime / 1ms);
 }
 
 } // namespace http

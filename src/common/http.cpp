@@ -1,5 +1,7 @@
 #include "common/http.h"
 
+#include "common/floodwatch.h"
+
 #include <QHostAddress>
 #include <QIODevice>
 #include <QNetworkAccessManager>
@@ -108,16 +110,19 @@ QNetworkRequest deviceRequest(const QUrl &url)
     return request;
 }
 
-void limitReadBuffer(QNetworkReply *reply)
+void boundAnswer(QNetworkReply *reply)
 {
     constexpr qint64 readBufferSize = 1024LL * 1024;
     // The client hears of the limit only after it has begun, which it does later.
     QMetaObject::invokeMethod(
         reply, [reply] { reply->setReadBufferSize(readBufferSize); }, Qt::QueuedConnection);
+    watchForFlood(reply);
 }
 
 QNetworkReply *postOnce(QNetworkAccessManager *manager, QNetworkRequest request, const QByteArray &body)
 {
+    // A device that hangs up after each answer, and doesn't say so, may just be doing that.
+    manager->clearConnectionCache();
     request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
     request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
     auto *const content = new PassingBody(body);

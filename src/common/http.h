@@ -34,12 +34,16 @@ bool redirectsToHttps(const QNetworkReply *reply);
 /// was packed unasked: a few kilobytes can unpack to all of our memory.
 QNetworkRequest deviceRequest(const QUrl &url);
 
-/// Bounds what waits in memory of an answer. Without it the client tells of new data only when none is on its
-/// way any more: a peer that sends fast enough, and without an end, is never heard of.
-void limitReadBuffer(QNetworkReply *reply);
+/// Bounds what an answer may occupy in memory before somebody reads it. Left alone, the client tells of new
+/// data only when none is on its way any more: a peer that sends fast enough, and without an end, is never
+/// heard of. And what the client keeps to itself has no bound at all; see watchForFlood(). For a reply that
+/// has just been made.
+void boundAnswer(QNetworkReply *reply);
 
 /// Posts a body that is on the wire once at most. An ordinary POST is silently sent again when the peer
-/// closes the connection without an answer, which a device does that restarts; here that is an error.
+/// closes the connection without an answer, which a device does that restarts; here that is an error. It goes
+/// over a new connection, since it would be lost in one that is just being closed. No other request of the
+/// manager may be out.
 QNetworkReply *postOnce(QNetworkAccessManager *manager, QNetworkRequest request, const QByteArray &body);
 
 } // namespace http

@@ -74,12 +74,10 @@ Device::~Device()
     // program ends. Until then what arrives is thrown away, so that an answer without end doesn't fill the
     // memory.
     QNetworkAccessManager *const manager = m_networkManager;
-    manager->setParent(QCoreApplication::instance());
     connect(manager, &QNetworkAccessManager::finished, manager, &QObject::deleteLater);
     connect(m_pendingReply, &QNetworkReply::readyRead, manager,
             [reply = m_pendingReply] { reply->readAll(); });
-    QTimer::singleShot(giveUpAge, manager,
-                       [manager, peer = m_record.address()] { http::disposeLater(manager, peer); });
+    http::disposeLater(manager, m_askedAddress, std::chrono::milliseconds(giveUpAge));
 }
 
 QString Device::webInterfaceUrl() const
@@ -151,11 +149,12 @@ void Device::updateInfo()
         m_networkManager->post(informationRequest(webInterfaceUrl()), deviceinfo::queryTemplate());
     m_pendingReply = reply;
     m_requestTimer.start();
+    m_askedAddress = m_record.address();
     connect(reply, &QNetworkReply::finished, this, &Device::on_downloadInfoFinished);
     connect(reply, &QNetworkReply::errorOccurred, this, &Device::on_uploadError);
     connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply] { refuseEncodedAnswer(reply); });
     connect(reply, &QNetworkReply::readyRead, this, [this, reply] { collectAnswer(reply); });
-    http::limitReadBuffer(reply);
+    http::boundAnswer(reply);
 }
 
 void Device::login(const QString &user, const QString &password)
@@ -179,11 +178,12 @@ void Device::login(const QString &user, const QString &password)
     QNetworkReply *const reply = http::postOnce(m_networkManager, request, form);
     m_pendingReply = reply;
     m_requestTimer.start();
+    m_askedAddress = m_record.address();
     connect(reply, &QNetworkReply::finished, this, &Device::on_LoginFinished);
     connect(reply, &QNetworkReply::errorOccurred, this, &Device::on_LoginError);
     // The page that comes with the answer tells nothing, and must not pile up, not even while this thread has
     // no time for it.
-    http::limitReadBuffer(reply);
+    http::boundAnswer(reply);
     connect(reply, &QNetworkReply::readyRead, reply, [reply] { reply->readAll(); });
 }
 
@@ -239,12 +239,12 @@ void Device::takeCookies(const QNetworkReply *reply)
 
 void Device::on_LoginError(QNetworkReply::NetworkError code)
 {
-    Q_UNUSED(code)
     auto *const reply = qobject_cast<QNetworkReply *>(sender());
     if (!reply) {
         return;
     }
     logError(reply);
+    leaveCanceledClient(reply, code);
     // The end of the reply follows, and says "Wrong login": that is the last word.
     emit loginResult(false, tr("Network Problem: ") + reply->errorString());
     reply->deleteLater();
@@ -283,9 +283,16 @@ void Device::recreateNetworkManager()
 {
     if (m_networkManager) {
         IdleManagers::use(m_networkManager);
-        http::disposeLater(m_networkManager, m_record.address());
+        http::disposeLater(m_networkManager, m_askedAddress);
     }
     m_networkManager = http::createManager(nullptr);
+}
+
+void Device::leaveCanceledClient(const QNetworkReply *reply, QNetworkReply::NetworkError code)
+{
+    if (code == QNetworkReply::OperationCanceledError && reply->manager() == m_networkManager) {
+        recreateNetworkManager();
+    }
 }
 
 void Device::collectAnswer(QNetworkReply *reply)
@@ -415,12 +422,12 @@ void Device::showHttpType()
 
 void Device::on_uploadError(QNetworkReply::NetworkError code)
 {
-    Q_UNUSED(code)
     auto *const reply = qobject_cast<QNetworkReply *>(sender());
     if (!reply) {
         return;
     }
     logError(reply);
+    leaveCanceledClient(reply, code);
     if (reply != m_pendingReply) {
         reply->deleteLater();
         return;

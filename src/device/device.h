@@ -123,6 +123,9 @@ private:
     void giveUpRequest();
     void collectAnswer(QNetworkReply *reply);
     void refuseEncodedAnswer(QNetworkReply *reply);
+    /// Whoever waits for nothing more of a device must not wait for its client either: what was canceled may
+    /// be a flood that holds it.
+    void leaveCanceledClient(const QNetworkReply *reply, QNetworkReply::NetworkError code);
     void followToHttps();
     void refuseStatus(int status);
     void readAnswer();
@@ -155,6 +158,8 @@ private:
     /// The one request that is out; belongs to its network manager.
     QNetworkReply *m_pendingReply = nullptr;
     QElapsedTimer m_requestTimer;
+    /// Where the last request went. The device may have moved since, or somebody said so in its name.
+    QHostAddress m_askedAddress;
     QNetworkAccessManager *m_networkManager = nullptr;
     int m_discoveryAge = 0;
     int m_dataAge = 0;

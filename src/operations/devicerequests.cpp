@@ -101,7 +101,7 @@ void DeviceRequests::startRequest(int index)
             m_operation.directory, OutputName{row.device.hostname, row.device.mac, m_operation.suffix});
     }
     QNetworkReply *const reply = m_operation.send(row.manager, row.device);
-    http::limitReadBuffer(reply);
+    http::boundAnswer(reply);
     row.reply = reply;
     m_pace.started(reply);
     connect(reply, &QNetworkReply::errorOccurred, this, [this, index] { requestFailed(index); });

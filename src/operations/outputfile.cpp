@@ -5,6 +5,7 @@
 #include <QUuid>
 
 #include <cstdio>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -12,6 +13,18 @@ namespace {
 bool holdsASeparator(const QString &text)
 {
     return text.contains(QLatin1Char('/')) || text.contains(QDir::separator());
+}
+
+/// So that the names in it outlast a loss of power, too. Some file systems know nothing of the kind.
+void syncDirectory(const QString &path)
+{
+    const int directory = open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory < 0 || fsync(directory) != 0) {
+        qDebug() << "Can't sync" << path;
+    }
+    if (directory >= 0) {
+        close(directory);
+    }
 }
 
 } // namespace
@@ -74,6 +87,7 @@ bool OutputFile::sync()
     // An empty file is a file, too.
     write(QByteArray());
     m_good = m_good && m_file.flush() && fsync(m_file.handle()) == 0;
+    m_outlastsPowerLoss = m_good;
     return m_good;
 }
 
@@ -91,6 +105,9 @@ bool OutputFile::commit(const QDateTime &time)
     m_good = std::rename(from.constData(), to.constData()) == 0;
     if (m_good) {
         m_file.close();
+        if (m_outlastsPowerLoss) {
+            syncDirectory(m_directory);
+        }
     }
     return m_good;
 }

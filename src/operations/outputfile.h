@@ -37,8 +37,8 @@ public:
     bool isGood() const { return m_good; }
     /// The first bytes of what was written.
     QByteArray head(qint64 maximum);
-    /// Has the system put everything so far on the disk, so that it outlasts a loss of power as well. Takes
-    /// its time: not for the GUI thread. False if anything was not written.
+    /// Has the system put everything so far on the disk, so that it outlasts a loss of power as well, and
+    /// later its name. Takes its time: not for the GUI thread. False if anything was not written.
     [[nodiscard]] bool sync();
     /// Gives the file its name. `time`: UTC. False if anything was not written; then no file is there.
     [[nodiscard]] bool commit(const QDateTime &time);
@@ -50,4 +50,5 @@ private:
     const OutputName m_name;
     QFile m_file;
     bool m_good;
+    bool m_outlastsPowerLoss = false;
 };

@@ -11,6 +11,7 @@
 #include <QDebug>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QHttpMultiPart>
 #include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
@@ -75,7 +76,7 @@ void UpdateThread::run()
     m_manager = manager.get();
     m_manager->cookieJar()->setCookiesFromUrl(m_device.cookies, QUrl(baseUrl()));
     takeSteps();
-    if (m_unanswered) {
+    if (m_canceled) {
         // Who stopped the update waits for this thread.
         http::dispose(manager.release(), m_device.address);
     }
@@ -133,6 +134,12 @@ bool UpdateThread::saveConfig()
         emit message(tr("Wrong HTTP Status-Code ") + QString::number(http::status(reply)));
         return false;
     }
+    const QByteArray encoding = reply->rawHeader(QByteArrayLiteral("Content-Encoding"));
+    if (m_savedConfig.isEmpty() || !(encoding.isEmpty() || encoding == "identity")) {
+        // Nothing that the device would understand when it gets it back.
+        emit message(tr("The device sent no usable configuration"));
+        return false;
+    }
     qDebug().noquote() << m_savedConfig;
     return m_job.configsDir.isEmpty() || keepConfig();
 }
@@ -157,7 +164,8 @@ bool UpdateThread::uploadFirmware()
     emit message(tr("Uploading firmware"));
     auto *const image = new QFile(m_job.firmwareFile);
     QHttpMultiPart *const form = devicerequest::firmwareForm(m_job.buffer, image);
-    if (!image->open(QIODevice::ReadOnly)) {
+    // Opening a pipe may last for ever.
+    if (!QFileInfo(*image).isFile() || !image->open(QIODevice::ReadOnly)) {
         emit message(tr("Error opening firmware file ") + m_job.firmwareFile);
         delete form;
         return false;
@@ -204,8 +212,7 @@ bool UpdateThread::waitForDevice()
     m_waitingForDevice = true;
     const bool found = pause(loop);
     m_waitingForDevice = false;
-    // Those to the device as it was before are dead, though it may never have said so. What is sent once only
-    // must not get lost in one of them.
+    // Those to the device as it was before are dead, though it may never have said so.
     m_manager->clearConnectionCache();
     return found;
 }
@@ -314,12 +321,13 @@ bool UpdateThread::waitForReply(QNetworkReply *reply, QByteArray *body)
         }
     };
     connect(reply, &QNetworkReply::readyRead, reply, read);
-    http::limitReadBuffer(reply);
+    http::boundAnswer(reply);
     if (!reply->isFinished() && !pause(loop)) {
-        m_unanswered = http::status(reply) == 0;
+        m_canceled = true;
         return false;
     }
     read();
+    m_canceled = reply->error() == QNetworkReply::OperationCanceledError;
     const int status = http::status(reply);
     qDebug() << "finished" << reply->url() << status;
     // For the toolkit a refusal is an error, too; its number tells more.

@@ -23,8 +23,8 @@ class QUrl;
 /// failure; in particular nothing is uploaded before the configuration is safe.
 ///
 /// The object belongs to the GUI thread; run() makes all that it needs in its own thread and takes it down
-/// there. What crosses are the signals and a few flags. Belongs to the dialog, which must stop() and wait()
-/// before it deletes it.
+/// there, unless a device could hold it up with that. What crosses are the signals and a few flags. Belongs
+/// to the dialog, which must stop() and wait() before it deletes it.
 class UpdateThread final : public QThread
 {
     Q_OBJECT
@@ -104,7 +104,7 @@ private:
     QNetworkAccessManager *m_manager = nullptr;
     bool m_useHttps;
     int m_progress = 0;
-    /// It was stopped in a request before any answer came.
-    bool m_unanswered = false;
+    /// The last request was given up: by whoever stopped the update, or for a flood.
+    bool m_canceled = false;
     QByteArray m_savedConfig;
 };

@@ -155,7 +155,11 @@ private slots:
     void givesUpWhatIsOutForTooLong();
     void givesUpTooMuch_data();
     void givesUpTooMuch();
-    void isNotHeldUpByAFloodOfHeaders();
+    void cutsAFlood_data();
+    void cutsAFlood();
+    void isNotHeldUpByAFlood_data();
+    void isNotHeldUpByAFlood();
+    void cutsTheFloodOfADeviceThatHasMoved();
     void abortsItsQuery();
     void forgetsHttpsWhenAborted();
     void leavesItsRequestBehind();
@@ -875,6 +879,9 @@ void TestDevice::givesUpTooMuch_data()
     QTest::addColumn<Fault>("fault");
     QTest::newRow("endless body") << Fault::endlessBody();
     QTest::newRow("unasked compression of 400 MiB") << Fault::inflatingBody();
+    Fault packedFlood = Fault::endlessChunkSize();
+    packedFlood.headers = {{"Content-Encoding", "gzip"}};
+    QTest::newRow("unasked compression, and no chunk") << packedFlood;
     QTest::newRow("body of 8 MiB") << Fault::answerWith(std::string(8U << 20U, ' '));
 }
 
@@ -885,10 +892,12 @@ void TestDevice::givesUpTooMuch()
     ask();
     const qint64 before = thisprocess::residentMemory();
     QVERIFY(before > 0);
+    const int threads = thisprocess::threadCount();
     m_fleet->addFault(0, fault);
     m_row->device().updateInfo();
     QTRY_COMPARE_WITH_TIMEOUT(m_row->newDataCount(), 2, longPatience);
     QCOMPARE(m_row->text(21), QStringLiteral("200 Operation canceled"));
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::threadCount() <= threads, longPatience);
     const qint64 growth = thisprocess::residentMemory() - before;
     QVERIFY2(growth < 100LL * 1024 * 1024, qPrintable(QString::number(growth)));
 
@@ -897,28 +906,86 @@ void TestDevice::givesUpTooMuch()
     QTRY_COMPARE_WITH_TIMEOUT(m_row->text(21), QStringLiteral("200 OK"), patience);
 }
 
-void TestDevice::isNotHeldUpByAFloodOfHeaders()
+void TestDevice::cutsAFlood_data()
 {
+    QTest::addColumn<Fault>("fault");
+    // Nothing of these reaches the device's own code.
+    QTest::newRow("headers") << Fault::endlessHeaders();
+    QTest::newRow("size of a chunk") << Fault::endlessChunkSize();
+    QTest::newRow("page to a call for a password") << Fault::endlessBody(401);
+    QTest::newRow("page to a proxy's call for a password") << Fault::endlessBody(407);
+}
+
+void TestDevice::cutsAFlood()
+{
+    QFETCH(Fault, fault);
+    begin();
+    ask();
+    QVERIFY(thisprocess::restartPeakMemory());
+    const qint64 before = thisprocess::residentMemory();
+    m_fleet->addFault(0, fault);
+    m_row->device().updateInfo();
+    QTRY_COMPARE_WITH_TIMEOUT(m_row->device().requestOutstanding(), false, longPatience);
+    QCOMPARE(m_row->newDataCount(), 2);
+    // It comes at the speed of memory here.
+    const qint64 growth = thisprocess::peakMemory() - before;
+    QVERIFY2(growth < 1024LL * 1024 * 1024, qPrintable(QString::number(growth)));
+    QTRY_COMPARE_WITH_TIMEOUT(m_fleet->counters().openConnections, std::uint64_t(0), longPatience);
+
+    m_fleet->clearFaults();
+    m_row->device().updateInfo();
+    QTRY_COMPARE_WITH_TIMEOUT(m_row->text(21), QStringLiteral("200 OK"), patience);
+}
+
+void TestDevice::isNotHeldUpByAFlood_data()
+{
+    QTest::addColumn<Fault>("fault");
+    QTest::addColumn<QString>("status");
+    const QString canceled = QStringLiteral("Operation canceled");
+    QTest::newRow("headers") << Fault::endlessHeaders() << canceled;
+    QTest::newRow("size of a chunk") << Fault::endlessChunkSize() << QStringLiteral("200 ") + canceled;
+    QTest::newRow("page to a call for a password") << Fault::endlessBody(401) << canceled;
+}
+
+void TestDevice::isNotHeldUpByAFlood()
+{
+    QFETCH(Fault, fault);
+    QFETCH(QString, status);
     begin();
     ask();
     const int threads = thisprocess::threadCount();
     const qint64 before = thisprocess::bytesRead();
-    m_fleet->addFault(0, Fault::endlessHeaders());
+    m_fleet->addFault(0, fault);
     m_row->device().updateInfo();
     QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesRead() > before + 1024LL * 1024, patience);
     m_fleet->clearFaults();
     QElapsedTimer clock;
     clock.start();
     m_row->device().abortQuery();
-    QCOMPARE(m_row->text(21), QStringLiteral("Operation canceled"));
+    QCOMPARE(m_row->text(21), status);
     m_row->device().updateInfo();
     QTRY_COMPARE_WITH_TIMEOUT(m_row->text(21), QStringLiteral("200 OK"), patience);
     QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
 
     // The flood is ended for the device, which wouldn't by itself.
-    QTRY_VERIFY_WITH_TIMEOUT(m_fleet->counters().openConnections == 0, longPatience);
+    QTRY_COMPARE_WITH_TIMEOUT(m_fleet->counters().openConnections, std::uint64_t(0), longPatience);
     QTRY_VERIFY_WITH_TIMEOUT(thisprocess::threadCount() <= threads, longPatience);
     ask();
+}
+
+void TestDevice::cutsTheFloodOfADeviceThatHasMoved()
+{
+    begin();
+    const qint64 before = thisprocess::bytesRead();
+    m_fleet->addFault(0, Fault::endlessHeaders());
+    m_row->device().updateInfo();
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesRead() > before + 1024LL * 1024, patience);
+    // Anybody can say so.
+    DiscoveryDevice moved = m_row->device().record();
+    moved.setAddress(QHostAddress(QStringLiteral("10.77.128.99")));
+    m_row->device().updateFromDiscovery(moved);
+    m_row->device().abortQuery();
+    QTRY_COMPARE_WITH_TIMEOUT(m_fleet->counters().openConnections, std::uint64_t(0), longPatience);
 }
 
 void TestDevice::abortsItsQuery()

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <sys/stat.h>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -68,6 +69,8 @@ private slots:
 
     void takesAllStepsInTheirOrder_data();
     void takesAllStepsInTheirOrder();
+    void managesWithADeviceThatHangsUpUnannounced_data();
+    void managesWithADeviceThatHangsUpUnannounced();
     void leavesTheLoginOutWithoutASession_data();
     void leavesTheLoginOutWithoutASession();
     void staysInTheSessionUntilItIsLoggedIn();
@@ -299,6 +302,31 @@ void TestUpdateThread::takesAllStepsInTheirOrder()
     QCOMPARE(info.restarts, 2);
     QCOMPARE(info.configurationUploads, 2);
     QVERIFY(comesToRest());
+}
+
+void TestUpdateThread::managesWithADeviceThatHangsUpUnannounced_data()
+{
+    QTest::addColumn<bool>("https");
+    QTest::newRow("HTTP") << false;
+    QTest::newRow("HTTPS") << true;
+}
+
+void TestUpdateThread::managesWithADeviceThatHangsUpUnannounced()
+{
+    QFETCH(bool, https);
+    simulator::DeviceOptions options;
+    options.redirectToHttps = https;
+    options.answersOnce = true;
+    addDevice("lab", options);
+    begin();
+    answerDiscovery();
+    Run run(m_bench->device(0), job());
+    run.start();
+    QVERIFY(run.awaitEnd());
+    QCOMPARE(run.lastMessage(), finished);
+    QCOMPARE(m_bench->fleet().requests(0, "login.cgi").size(), std::size_t(6));
+    QCOMPARE(m_bench->fleet().requests(0, "admin/upgrade.cgi").size(), std::size_t(1));
+    QCOMPARE(m_bench->fleet().requests(0, "admin/reset.cgi").size(), std::size_t(1));
 }
 
 void TestUpdateThread::leavesTheLoginOutWithoutASession_data()
@@ -552,12 +580,19 @@ void TestUpdateThread::stopsWithoutAnImage_data()
     QTest::newRow("no such file") << QStringLiteral("/nonexistent/image.bin");
     QTest::newRow("a directory") << QStringLiteral("/tmp");
     QTest::newRow("no name") << QString();
+    // Nobody writes into it: opening it would last for ever.
+    QTest::newRow("a pipe") << QStringLiteral("pipe");
+    QTest::newRow("without an end") << QStringLiteral("/dev/zero");
 }
 
 void TestUpdateThread::stopsWithoutAnImage()
 {
     QFETCH(QString, path);
     begin();
+    if (path == QLatin1String("pipe")) {
+        path = m_bench->directory() + QLatin1String("/pipe");
+        QCOMPARE(mkfifo(QFile::encodeName(path).constData(), S_IRUSR | S_IWUSR), 0);
+    }
     UpdateThread::Job todo = job();
     todo.firmwareFile = path;
     Run run(m_bench->device(0), todo);
@@ -821,6 +856,10 @@ void TestUpdateThread::neverUploadsWithoutTheWholeConfiguration_data()
     QTest::newRow("has no end") << Fault::endlessBody() << false << httpError;
     QTest::newRow("no rights") << Fault::status(403, "Forbidden") << false << wrongStatus(403);
     QTest::newRow("no answer at all") << Fault::hang() << true << httpError;
+    const QString unusable = QStringLiteral("The device sent no usable configuration");
+    QTest::newRow("empty") << Fault::answerWith("") << false << unusable;
+    QTest::newRow("packed unasked") << Fault::answerWith("\x1f\x8b", {{"Content-Encoding", "gzip"}}) << false
+                                    << unusable;
     QTest::newRow("status 199") << Fault::status(199, "Odd") << false << QString();
 }
 
@@ -862,7 +901,6 @@ void TestUpdateThread::restoresTheConfigurationByteForByte_data()
     for (int i = 0; i < 256; ++i) {
         allBytes += static_cast<char>(i);
     }
-    QTest::newRow("empty") << QByteArray();
     QTest::newRow("one byte") << QByteArray("x");
     QTest::newRow("all bytes") << allBytes;
     QTest::newRow("lines") << QByteArray("\r\n\n\r--\r\n--boundary_.oOo._\r\n");

@@ -51,6 +51,8 @@ private slots:
     void endsWhenStoppedWhileItWaits();
     void endsWhenStoppedInAFlood_data();
     void endsWhenStoppedInAFlood();
+    void endsByItselfInAFlood_data();
+    void endsByItselfInAFlood();
     void endsWhenStoppedBetweenTwoSteps_data();
     void endsWhenStoppedBetweenTwoSteps();
     void endsWhenStoppedInAnUpload();
@@ -329,11 +331,13 @@ void TestUpdateThreadWaits::endsWhenStoppedInAFlood_data()
     QTest::addColumn<Fault>("flood");
     QTest::addColumn<QString>("message");
     const std::vector<std::pair<const char *, Fault>> floods{{"headers", Fault::endlessHeaders()},
-                                                             {"a body", Fault::endlessBody()}};
+                                                             {"a body", Fault::endlessBody()},
+                                                             {"a chunk size", Fault::endlessChunkSize()}};
     const std::vector<std::pair<const char *, QString>> steps{{"admin/upload.cgi", uploadingFirmware},
                                                               {"admin/upgrade.cgi", activatingFirmware},
                                                               {"admin/config.cgi", restoringConfig}};
     QTest::newRow("headers instead of the configuration") << Fault::endlessHeaders() << savingConfig;
+    QTest::newRow("a call for a password") << Fault::endlessBody(401) << savingConfig;
     for (const auto &[what, flood] : floods) {
         for (const auto &[path, message] : steps) {
             QTest::addRow("%s from %s", what, path) << Fault(flood).onPath(path) << message;
@@ -358,6 +362,37 @@ void TestUpdateThreadWaits::endsWhenStoppedInAFlood()
     QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesRead() > before + 1024LL * 1024, patience);
     QVERIFY(run.stop());
     QCOMPARE(run.lastMessage(), message);
+    QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
+}
+
+void TestUpdateThreadWaits::endsByItselfInAFlood_data()
+{
+    QTest::addColumn<Fault>("flood");
+    QTest::addColumn<QString>("target");
+    const Fault headers = Fault::endlessHeaders();
+    const Fault call = Fault::endlessBody(401);
+    const QString upload = QStringLiteral("/admin/upload.cgi");
+    QTest::newRow("headers to a download") << headers << QStringLiteral("/tpl/document.cgi?tpl/j/config.tpl");
+    QTest::newRow("headers to an upload") << headers << upload;
+    QTest::newRow("headers to a form") << headers << QStringLiteral("/admin/upgrade.cgi");
+    QTest::newRow("a call for a password") << call << upload;
+}
+
+void TestUpdateThreadWaits::endsByItselfInAFlood()
+{
+    QFETCH(Fault, flood);
+    QFETCH(QString, target);
+    begin();
+    const int threads = threadCount();
+    m_bench->fleet().addFault(0, Fault(flood).onPath(target.mid(1).toStdString()));
+    Run run(m_bench->device(0), job());
+    run.start();
+    QVERIFY(run.awaitEnd());
+    // As the client sees the end first, or the one who cut it.
+    QVERIFY2(run.lastMessage().startsWith(QLatin1String("Error for HTTP-Request: ")) ||
+                 run.lastMessage() == QLatin1String("Wrong HTTP Status-Code 401"),
+             qPrintable(run.lastMessage()));
+    QCOMPARE(QString::fromStdString(m_bench->fleet().requests(0).back().target), target);
     QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
 }
 

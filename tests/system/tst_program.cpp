@@ -57,6 +57,7 @@ private slots:
     void remembersTheListItSaved();
     void looksAfterAStartAsItDidBefore();
     void writesThePasswordNowhere();
+    void quitsInAFlood();
 
 private:
     /// Of three devices; `more`: what else the simulator is told.
@@ -615,6 +616,33 @@ void TestProgram::looksAfterAStartAsItDidBefore()
     QCOMPARE(geometryOf(window), place);
     QVERIFY(left != fresh);
     QUIT(second, window);
+}
+
+void TestProgram::quitsInAFlood()
+{
+    const QTemporaryDir elsewhere;
+    QFile scenario(elsewhere.filePath(QStringLiteral("scenario.json")));
+    QVERIFY(scenario.open(QIODevice::WriteOnly));
+    scenario.write(R"({"fleet": {"devices": 3}, "faults": [{"kind": "endless-headers"}]})");
+    scenario.close();
+    stopFleet();
+    startFleet({QStringLiteral("--scenario"), scenario.fileName()});
+    QProcess program;
+    START_AND_FIND(program, window);
+    const auto bytesRead = [&program] {
+        QFile file(QStringLiteral("/proc/%1/io").arg(program.processId()));
+        return file.open(QIODevice::ReadOnly)
+                   ? file.readLine().trimmed().mid(int(qstrlen("rchar: "))).toLongLong()
+                   : 0;
+    };
+    const qint64 before = bytesRead();
+    QTRY_VERIFY_WITH_TIMEOUT(bytesRead() > before + (3LL << 20), startTimeout);
+    QElapsedTimer clock;
+    clock.start();
+    QUIT(program, window);
+    // The client waits five seconds for each of them.
+    QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
+    stopFleet();
 }
 
 void TestProgram::writesThePasswordNowhere()
