@@ -262,6 +262,9 @@ void TestConfigDialog::closesByItsButtonsAndKeys_data()
     QTest::newRow("Cancel") << "cancelButton" << 0 << int(QDialog::Rejected);
     QTest::newRow("Return in a field") << "ipMask" << int(Qt::Key_Return) << int(QDialog::Accepted);
     QTest::newRow("Space on Cancel") << "cancelButton" << int(Qt::Key_Space) << int(QDialog::Rejected);
+    QTest::newRow("Return on Cancel") << "cancelButton" << int(Qt::Key_Return) << int(QDialog::Rejected);
+    QTest::newRow("Enter on Cancel") << "cancelButton" << int(Qt::Key_Enter) << int(QDialog::Rejected);
+    QTest::newRow("Return on OK") << "okButton" << int(Qt::Key_Return) << int(QDialog::Accepted);
     QTest::newRow("Escape in a field") << "ipMask" << int(Qt::Key_Escape) << int(QDialog::Rejected);
 }
 
