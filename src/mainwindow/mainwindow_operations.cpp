@@ -206,6 +206,7 @@ void MainWindow::on_actionConfigureDevice_triggered()
 bool MainWindow::mayRestart()
 {
     QMessageBox box(this);
+    box.setIcon(QMessageBox::Question);
     box.setText(tr("Update device?"));
     box.setInformativeText(tr("The device will restart."));
     box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
