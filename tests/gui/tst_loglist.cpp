@@ -969,7 +969,13 @@ void TestLogList::opensOnlyOnce()
     bench.trigger("actionSyslog");
     QCOMPARE(logWindows(), QList<CLogList *>{first});
     QVERIFY(first->isVisible());
+    QVERIFY(!first->isMinimized());
     QVERIFY(bench.action("actionSyslog")->isChecked());
+    // Its other states stay.
+    first->setWindowState(Qt::WindowMaximized | Qt::WindowMinimized);
+    bench.trigger("actionSyslog");
+    QVERIFY(!first->isMinimized());
+    QVERIFY(first->isMaximized());
 }
 
 void TestLogList::startsEmptyAfterItWasClosed_data()
