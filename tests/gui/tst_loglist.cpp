@@ -247,6 +247,8 @@ private slots:
     void keepsThePortWhenLeft();
     void tellsThatAPortIsInUse();
     void tellsThatTheChosenPortIsInUse();
+    void takesThePortFromTheSettings_data();
+    void takesThePortFromTheSettings();
 
     void opensFromTheMainWindow() const;
     void opensOnlyOnce();
@@ -939,6 +941,60 @@ void TestLogList::tellsThatTheChosenPortIsInUse()
     // What was received stays.
     QCOMPARE(list().count(), 1);
     QVERIFY(m_log->isVisible());
+}
+
+void TestLogList::takesThePortFromTheSettings_data()
+{
+    QTest::addColumn<QByteArray>("stored");
+    QTest::addColumn<int>("port");
+    QTest::newRow("a port") << QByteArray("20514") << 20514;
+    QTest::newRow("the highest") << QByteArray("65535") << 65535;
+    QTest::newRow("any that is free") << QByteArray("0") << 0;
+    QTest::newRow("too high") << QByteArray("65536") << 514;
+    QTest::newRow("that is another when cut to 16 bits") << QByteArray("70000") << 514;
+    QTest::newRow("that is another when cut to 32 bits") << QByteArray("4294987810") << 514;
+    QTest::newRow("of more than 64 bits") << QByteArray("99999999999999999999") << 514;
+    QTest::newRow("negative") << QByteArray("-1") << 514;
+    QTest::newRow("text") << QByteArray("text") << 514;
+    QTest::newRow("empty") << QByteArray() << 514;
+    QTest::newRow("a fraction") << QByteArray("20514.5") << 514;
+    QTest::newRow("an exponent") << QByteArray("1e4") << 514;
+    QTest::newRow("a list") << QByteArray("20514, 20515") << 514;
+    QTest::newRow("invalid") << QByteArray("@Invalid()") << 514;
+    QTest::newRow("bytes") << QByteArray("@ByteArray(20514)") << 20514;
+}
+
+void TestLogList::takesThePortFromTheSettings()
+{
+    QFETCH(QByteArray, stored);
+    QFETCH(int, port);
+    QFile file(m_environment->path(QStringLiteral("edited.ini")));
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(file.errorString()));
+    QVERIFY(file.write("[General]\nSyslogPort=" + stored + '\n') > 0);
+    file.close();
+    settings::open(file.fileName());
+    int offered = -1;
+    const auto look = [&offered](QWidget *dialog) {
+        if (const auto *const input = qobject_cast<QInputDialog *>(dialog)) {
+            offered = input->intValue();
+            cancel(dialog);
+        } else {
+            // Where 514 is not for us, a box says so.
+            answer(QMessageBox::Ok)(dialog);
+        }
+    };
+    DialogSeries dialogs;
+    dialogs.then(look).then(look);
+    m_log = std::make_unique<CLogList>(nullptr);
+    m_log->show();
+    QTRY_COMPARE_WITH_TIMEOUT(label("labelPort").text(), QStringLiteral("Port: %1").arg(port), patience);
+    if (dialogs.seen().isEmpty() && port != 0) {
+        QVERIFY(!isFree(static_cast<quint16>(port)));
+    } else {
+        QTRY_VERIFY_WITH_TIMEOUT(!QApplication::activeModalWidget(), patience);
+    }
+    m_log->on_actionChangePort_triggered();
+    QCOMPARE(offered, port);
 }
 
 void TestLogList::opensFromTheMainWindow() const
