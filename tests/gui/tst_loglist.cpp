@@ -215,6 +215,8 @@ private slots:
     void tellsTheKeysOfTheClipboard();
     void tellsWhereItListens();
     void tellsThatThereIsNoAddress();
+    void wrapsItsAddresses_data();
+    void wrapsItsAddresses();
     void listensOnceItIsUp();
     void listensOnPort514ByDefault();
     void speaksTheLanguageChosenMeanwhile();
@@ -308,6 +310,8 @@ void TestLogList::open()
     QVERIFY(QTest::qWaitForWindowActive(m_log.get()));
     const QString port = QStringLiteral("Port: %1").arg(settings::store().value(portKey, 514).toInt());
     QTRY_COMPARE_WITH_TIMEOUT(label("labelPort").text(), port, patience);
+    // It moves as long as there is no room for its text.
+    QTRY_VERIFY_WITH_TIMEOUT(label("labelPort").width() >= label("labelPort").sizeHint().width(), patience);
 }
 
 void TestLogList::receive(const QList<QByteArray> &datagrams)
@@ -439,6 +443,44 @@ void TestLogList::tellsThatThereIsNoAddress()
     QVERIFY(QCoreApplication::installTranslator(&german));
     QTRY_COMPARE_WITH_TIMEOUT(label("labelInfo").text(), QStringLiteral("IP: Unbekannt"), patience);
     m_log.reset();
+}
+
+void TestLogList::wrapsItsAddresses_data()
+{
+    QTest::addColumn<int>("width");
+    QTest::addColumn<int>("addresses");
+    QTest::addColumn<bool>("severalLines");
+    QTest::newRow("one") << 400 << 1 << false;
+    QTest::newRow("one in a wide window") << 800 << 1 << false;
+    QTest::newRow("twelve") << 400 << 12 << true;
+    QTest::newRow("twelve in a wide window") << 800 << 12 << true;
+}
+
+void TestLogList::wrapsItsAddresses()
+{
+    QFETCH(int, width);
+    QFETCH(int, addresses);
+    QFETCH(bool, severalLines);
+    open();
+    QStringList texts;
+    for (int i = 0; i < addresses; ++i) {
+        texts += QStringLiteral("192.168.%1.200").arg(200 + i);
+    }
+    QLabel &info = label("labelInfo");
+    info.setText(QLatin1String("IP: ") + texts.join(QLatin1String(" / ")));
+    m_log->resize(width, 462);
+    // As wide as there is room beside the port, as high as its text, and all else is the list's.
+    const auto *const line = m_log->findChild<QFrame *>(QStringLiteral("line"));
+    const int gap = m_log->layout()->spacing();
+    QTRY_COMPARE_WITH_TIMEOUT(info.height(), info.heightForWidth(info.width()), patience);
+    QCOMPARE(m_log->size(), QSize(width, 462));
+    QCOMPARE(list().geometry().bottom() + 1 + gap, info.y());
+    QCOMPARE(info.height() >= 2 * info.fontMetrics().height() - 2, severalLines);
+    QCOMPARE(info.geometry().right() + 1 + gap, line->x());
+    QVERIFY(line->x() < label("labelPort").x());
+    QCOMPARE(label("labelPort").geometry().right(), list().geometry().right());
+    QCOMPARE(label("labelPort").width(), label("labelPort").sizeHint().width());
+    QVERIFY(list().height() > 8 * list().fontMetrics().height());
 }
 
 void TestLogList::listensOnceItIsUp()
