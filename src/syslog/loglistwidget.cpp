@@ -8,6 +8,7 @@
 #include <QDebug>
 #include <QKeyEvent>
 #include <QSignalBlocker>
+#include <QStyle>
 #include <QStyledItemDelegate>
 
 #include <algorithm>
@@ -76,11 +77,22 @@ public:
     }
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
     {
-        const QSize size = QStyledItemDelegate::sizeHint(option, index);
-        return {std::max(size.width(), m_width), size.height()};
+        const int width = QStyledItemDelegate::sizeHint(option, index).width();
+        return {std::max(width, m_width), heightOfLine(option)};
     }
 
 private:
+    /// The same for every line. A character from another font may be higher than this one, and all lines
+    /// would jump when it comes and when it isn't the last one any more.
+    static int heightOfLine(const QStyleOptionViewItem &option)
+    {
+        QStyleOptionViewItem plain = option;
+        plain.features |= QStyleOptionViewItem::HasDisplay;
+        plain.text = QStringLiteral("x");
+        const QStyle *const style = option.widget ? option.widget->style() : QApplication::style();
+        return style->sizeFromContents(QStyle::CT_ItemViewItem, &plain, QSize(), option.widget).height();
+    }
+
     int m_width = 0;
 };
 

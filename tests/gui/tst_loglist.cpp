@@ -19,6 +19,7 @@
 #include <QScrollBar>
 #include <QSizeGrip>
 #include <QStyledItemDelegate>
+#include <QTextLayout>
 #include <QTranslator>
 #include <QUdpSocket>
 #include <QWindow>
@@ -175,6 +176,16 @@ qint64 droppedBy(quint16 port)
     return dropped;
 }
 
+/// How high a text is without anything around, pixels.
+int heightOf(const QString &text, const QFont &font)
+{
+    QTextLayout layout(text, font);
+    layout.beginLayout();
+    const QTextLine line = layout.createLine();
+    layout.endLayout();
+    return qCeil(line.height());
+}
+
 /// This thread sees a network without any interface that is up, as long as the object lives.
 class NoNetwork final
 {
@@ -226,6 +237,7 @@ private slots:
     void showsMessagesAsReceived_data();
     void showsMessagesAsReceived();
     void showsLinesOfOneHeight();
+    void keepsTheHeightOfALine();
     void showsTheLocalTime();
     void keepsTheOrder();
     void staysOpenEarsAfterAnEmptyDatagram();
@@ -644,6 +656,35 @@ void TestLogList::showsLinesOfOneHeight()
     QVERIFY(delegate);
     QVERIFY(
         delegate->displayText(list().item(0)->text(), QLocale()).endsWith(QLatin1String(" one two three")));
+}
+
+void TestLogList::keepsTheHeightOfALine()
+{
+    open();
+    list().append({{0, "plain"}});
+    const auto height = [this] { return list().visualItemRect(list().item(0)).height(); };
+    // As high as the view makes any line.
+    QListWidget usual;
+    usual.addItem(QStringLiteral("plain"));
+    const int before = height();
+    QCOMPARE(before, usual.visualItemRect(usual.item(0)).height());
+    // Chinese, an emoji and brackets, which come from other fonts.
+    const QString higher = QString::fromUtf8("\xe6\xb8\xa9 \xf0\x9f\x98\x80 \xe2\x8c\xa9 \xe3\x80\x9a");
+    if (heightOf(higher, list().font()) <= heightOf(QStringLiteral("plain"), list().font())) {
+        QTest::qSkip("no font here is higher than the usual one", __FILE__, __LINE__);
+        return;
+    }
+    list().append({{0, higher.toUtf8()}});
+    QCOMPARE(height(), before);
+    list().append({{0, "plain"}});
+    QCOMPARE(height(), before);
+    // And with a font that the user has made bigger.
+    QFont bigger = list().font();
+    bigger.setPointSize(bigger.pointSize() * 2);
+    list().setFont(bigger);
+    usual.setFont(bigger);
+    QTRY_COMPARE_WITH_TIMEOUT(height(), usual.visualItemRect(usual.item(0)).height(), patience);
+    QVERIFY(height() > before);
 }
 
 void TestLogList::showsTheLocalTime()
