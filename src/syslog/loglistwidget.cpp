@@ -70,6 +70,7 @@ public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
     void widenTo(int width) { m_width = std::max(m_width, width); }
+    void forgetWidth() { m_width = 0; }
 
     QString displayText(const QVariant &value, const QLocale &locale) const override
     {
@@ -110,12 +111,12 @@ void CLogListWidget::append(const QVector<LogMessage> &messages)
     if (messages.isEmpty()) {
         return;
     }
+    makeRoomFor(messages);
     const int first = count();
     {
         // One by one the list would lay itself out for each of them; it is told of all together.
         const QSignalBlocker blocker(model());
         for (const LogMessage &message : messages) {
-            makeRoomFor(message);
             addItem(new LogItem(message));
         }
     }
@@ -123,14 +124,21 @@ void CLogListWidget::append(const QVector<LogMessage> &messages)
     scrollToBottom();
 }
 
-void CLogListWidget::makeRoomFor(const LogMessage &message)
+void CLogListWidget::makeRoomFor(const QVector<LogMessage> &messages)
 {
-    if (message.text.size() > m_longest) {
-        m_longest = message.text.size();
+    if (count() == 0) {
+        m_longest = 0;
+        m_delegate->forgetWidth();
+    }
+    const auto longest =
+        std::max_element(messages.begin(), messages.end(), [](const LogMessage &a, const LogMessage &b) {
+            return a.text.size() < b.text.size();
+        });
+    if (longest->text.size() > m_longest) {
+        m_longest = longest->text.size();
         constexpr int margin = 16; // pixels
-        m_delegate->widenTo(
-            fontMetrics().horizontalAdvance(plainLine(LineMaker().lineOf(message), longestShownLine)) +
-            margin);
+        const QString line = plainLine(LineMaker().lineOf(*longest), longestShownLine);
+        m_delegate->widenTo(fontMetrics().horizontalAdvance(line) + margin);
     }
 }
 

@@ -46,9 +46,9 @@ private:
     QVector<Range> selectedRanges() const;
     void remove(Range range);
     QString textOf(const QVector<Range> &ranges) const;
-    void makeRoomFor(const LogMessage &message);
+    void makeRoomFor(const QVector<LogMessage> &messages);
 
-    /// Of the longest message so far, bytes.
+    /// Of the longest message since the list was empty, bytes.
     int m_longest = 0;
     class LineDelegate;
     LineDelegate *m_delegate;

@@ -238,6 +238,8 @@ private slots:
     void showsMessagesAsReceived();
     void showsLinesOfOneHeight();
     void keepsTheHeightOfALine();
+    void leavesRoomForTheLongestLine();
+    void measuresOncePerBatch();
     void showsTheLocalTime();
     void keepsTheOrder();
     void staysOpenEarsAfterAnEmptyDatagram();
@@ -685,6 +687,60 @@ void TestLogList::keepsTheHeightOfALine()
     usual.setFont(bigger);
     QTRY_COMPARE_WITH_TIMEOUT(height(), usual.visualItemRect(usual.item(0)).height(), patience);
     QVERIFY(height() > before);
+}
+
+void TestLogList::leavesRoomForTheLongestLine()
+{
+    open();
+    const QScrollBar &bar = *list().horizontalScrollBar();
+    list().append({{0, "short"}});
+    QCOMPARE(bar.maximum(), 0);
+    list().append({{0, "short"}, {0, QByteArray(500, 'x')}, {0, "short"}});
+    const int widest = bar.maximum() + list().viewport()->width();
+    QVERIFY2(widest > list().fontMetrics().horizontalAdvance(QString(500, QLatin1Char('x'))),
+             qPrintable(QString::number(widest)));
+    // It stays while the line is there.
+    list().append({{0, "short"}});
+    QCOMPARE(bar.maximum() + list().viewport()->width(), widest);
+    list().selectAll();
+    list().cutSelection();
+    list().append({{0, "short"}});
+    QCOMPARE(bar.maximum(), 0);
+    // And comes again with the next long one.
+    list().append({{0, QByteArray(400, 'x')}});
+    QVERIFY(bar.maximum() > 0);
+}
+
+void TestLogList::measuresOncePerBatch()
+{
+    if (!measured) {
+        QTest::qSkip("only as users get it", __FILE__, __LINE__);
+        return;
+    }
+    // Each one longer than all before, and the same the other way round.
+    constexpr int count = 2000;
+    QVector<LogMessage> rising;
+    for (int i = 1; i <= count; ++i) {
+        rising.append({0, QByteArray(i, 'x')});
+    }
+    QVector<LogMessage> falling = rising;
+    std::reverse(falling.begin(), falling.end());
+    const auto timeFor = [](const QVector<LogMessage> &messages) {
+        // The machine may be busy: the best of three.
+        qint64 best = std::numeric_limits<qint64>::max();
+        for (int i = 0; i < 3; ++i) {
+            CLogListWidget list;
+            QElapsedTimer clock;
+            clock.start();
+            list.append(messages);
+            best = std::min(best, clock.nsecsElapsed());
+        }
+        return best / 1000;
+    };
+    const qint64 one = timeFor(falling);
+    const qint64 each = timeFor(rising);
+    qInfo() << one << "us with the longest first," << each << "us with the longest last";
+    QVERIFY2(each < 10 * one, qPrintable(QStringLiteral("%1 of %2").arg(each).arg(one)));
 }
 
 void TestLogList::showsTheLocalTime()
