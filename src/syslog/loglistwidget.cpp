@@ -20,6 +20,9 @@ constexpr int longestShownLine = 2048;
 /// Characters of the clipboard that are logged.
 constexpr int longestLoggedText = 4096;
 
+/// Lines that a search goes through in less than 50 ms, as long as lines usually are.
+constexpr int longestSearchedList = 20000;
+
 /// Makes the lines of messages that follow each other: many have the same second, and its text is what costs.
 class LineMaker final
 {
@@ -218,8 +221,10 @@ void CLogListWidget::remove(Range range)
 
 void CLogListWidget::keyboardSearch(const QString &search)
 {
-    // Would make every line anew, and freeze a long list with each key.
-    Q_UNUSED(search)
+    // It makes every line anew, which would freeze a long list with each key.
+    if (count() <= longestSearchedList) {
+        QListWidget::keyboardSearch(search);
+    }
 }
 
 void CLogListWidget::keyPressEvent(QKeyEvent *event)

@@ -30,7 +30,7 @@ public:
     /// The same, and takes them off the list.
     void cutSelection();
 
-    /// Finds nothing: there is no search by typing here.
+    /// Finds nothing in a long list.
     void keyboardSearch(const QString &search) override;
 
 protected:

@@ -244,6 +244,8 @@ private slots:
     void keepsTheOrder();
     void staysOpenEarsAfterAnEmptyDatagram();
     void keepsTheSelectionWhileOthersArrive();
+    void findsALineByTyping();
+    void doesNotSearchALongList();
 
     void copiesTheSelectedLines();
     void cutsTheSelectedLines();
@@ -291,6 +293,8 @@ private:
     /// The last letters of all lines.
     QString letters() const;
     void selectRows(int first, int last) const;
+    /// "3 4 5", from top to bottom.
+    QString selectedRows() const;
     void rightClick(QWidget &widget) const;
     static QClipboard &clipboard() { return *QApplication::clipboard(); }
 
@@ -361,6 +365,17 @@ void TestLogList::selectRows(int first, int last) const
                       list().visualItemRect(list().item(first)).center());
     QTest::mouseClick(list().viewport(), Qt::LeftButton, Qt::ShiftModifier,
                       list().visualItemRect(list().item(last)).center());
+}
+
+QString TestLogList::selectedRows() const
+{
+    QStringList rows;
+    for (int row = 0; row < list().count(); ++row) {
+        if (list().item(row)->isSelected()) {
+            rows += QString::number(row);
+        }
+    }
+    return rows.join(QLatin1Char(' '));
 }
 
 void TestLogList::rightClick(QWidget &widget) const
@@ -803,6 +818,36 @@ void TestLogList::keepsTheSelectionWhileOthersArrive()
     receive({"d"});
     QCOMPARE(bar.value(), bar.maximum());
     QCOMPARE(list().selectedItems(), selected);
+}
+
+void TestLogList::findsALineByTyping()
+{
+    open();
+    // A Thursday, a Sunday and a Friday.
+    list().append({{0, "a"}, {1000000000999, "b"}, {946681199000, "c"}});
+    list().setCurrentRow(0);
+    QTest::keyClicks(&list(), QStringLiteral("fri"));
+    QCOMPARE(list().currentRow(), 2);
+    QCOMPARE(selectedRows(), QStringLiteral("2"));
+}
+
+void TestLogList::doesNotSearchALongList()
+{
+    const auto found = [](int lines) {
+        CLogListWidget list;
+        list.append(QVector<LogMessage>(lines - 1, LogMessage{0, QByteArray(200, 'a')}));
+        // The only Sunday.
+        list.append({{1000000000999, "b"}});
+        list.setCurrentRow(0);
+        QElapsedTimer clock;
+        clock.start();
+        QTest::keyClick(&list, Qt::Key_S);
+        qInfo() << lines << "lines:" << clock.elapsed() << "ms";
+        return list.currentRow();
+    };
+    QCOMPARE(found(20000), 19999);
+    // One more, and it would take too long.
+    QCOMPARE(found(20001), 0);
 }
 
 void TestLogList::copiesTheSelectedLines()
