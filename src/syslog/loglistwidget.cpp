@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QKeyEvent>
+#include <QMessageBox>
 #include <QSignalBlocker>
 #include <QStyle>
 #include <QStyledItemDelegate>
@@ -156,6 +157,19 @@ QVector<CLogListWidget::Range> CLogListWidget::selectedRanges() const
     return ranges;
 }
 
+qint64 CLogListWidget::lengthOf(const QVector<Range> &ranges) const
+{
+    constexpr qint64 besidesTheMessage = 32; // the time, a blank and the end of the line
+    qint64 length = 0;
+    for (const Range range : ranges) {
+        for (int row = range.first; row <= range.last; ++row) {
+            // No byte makes more than one character.
+            length += static_cast<const LogItem *>(item(row))->message().text.size() + besidesTheMessage;
+        }
+    }
+    return length;
+}
+
 QString CLogListWidget::textOf(const QVector<Range> &ranges) const
 {
     QString text;
@@ -168,15 +182,26 @@ QString CLogListWidget::textOf(const QVector<Range> &ranges) const
     return text;
 }
 
+bool CLogListWidget::putOnClipboard(const QVector<Range> &ranges)
+{
+    if (ranges.isEmpty()) {
+        return false;
+    }
+    if (lengthOf(ranges) > m_clipboardLimit) {
+        // A text has an upper limit, beyond which the program would end.
+        QMessageBox::critical(this, QString(), tr("Too many lines for the clipboard."));
+        return false;
+    }
+    QApplication::clipboard()->setText(textOf(ranges), QClipboard::Clipboard);
+    return true;
+}
+
 void CLogListWidget::copySelection()
 {
-    const QVector<Range> ranges = selectedRanges();
-    if (ranges.isEmpty()) {
+    if (!putOnClipboard(selectedRanges())) {
         return;
     }
-    QClipboard *const clipboard = QApplication::clipboard();
-    clipboard->setText(textOf(ranges), QClipboard::Clipboard);
-    const QString text = clipboard->text(QClipboard::Clipboard);
+    const QString text = QApplication::clipboard()->text(QClipboard::Clipboard);
     if (text.isEmpty()) {
         qDebug() << "Clipboard is empty!";
     } else {
@@ -187,10 +212,9 @@ void CLogListWidget::copySelection()
 void CLogListWidget::cutSelection()
 {
     const QVector<Range> ranges = selectedRanges();
-    if (ranges.isEmpty()) {
+    if (!putOnClipboard(ranges)) {
         return;
     }
-    QApplication::clipboard()->setText(textOf(ranges), QClipboard::Clipboard);
     for (auto range = ranges.rbegin(); range != ranges.rend(); ++range) {
         remove(*range);
     }

@@ -252,6 +252,8 @@ private slots:
     void leavesTheClipboardWithoutASelection_data();
     void leavesTheClipboardWithoutASelection();
     void logsWhatItCopied();
+    void leavesTheClipboardToFewerLines_data();
+    void leavesTheClipboardToFewerLines();
     void selectsContiguousLines();
     void selectsAllByItsKey();
     void receivesAfterACut();
@@ -914,6 +916,46 @@ void TestLogList::logsWhatItCopied()
     QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral(
                                          R"re(^Clipboard is not empty: .*Thu Jan 1 01:00:00 1970 a)re")));
     list().copySelection();
+}
+
+void TestLogList::leavesTheClipboardToFewerLines_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::newRow("copy") << int(Qt::Key_C);
+    QTest::newRow("cut") << int(Qt::Key_X);
+}
+
+void TestLogList::leavesTheClipboardToFewerLines()
+{
+    QFETCH(int, key);
+    open();
+    // 1,000 characters of text, and what belongs to each line.
+    list().append(QVector<LogMessage>(10, LogMessage{0, QByteArray(100, 'x')}));
+    list().setClipboardLimit(1100);
+    list().selectAll();
+    QStringList how;
+    DialogSeries dialogs;
+    dialogs.then([&how, this](QWidget *dialog) {
+        const auto *const box = qobject_cast<QMessageBox *>(dialog);
+        how = QStringList{box->windowTitle(), QString::number(box->icon()),
+                          QString::number(int(box->standardButtons()))};
+        // Others arrive meanwhile.
+        list().append({{0, "next"}});
+        answer(QMessageBox::Ok)(dialog);
+    });
+    QTest::keyClick(&list(), static_cast<Qt::Key>(key), Qt::ControlModifier);
+    QCOMPARE(dialogs.seen(), QStringList{QStringLiteral("box: Too many lines for the clipboard.")});
+    QCOMPARE(how, QStringList(
+                      {QString(), QString::number(QMessageBox::Critical), QString::number(QMessageBox::Ok)}));
+    QCOMPARE(clipboard().text(), clipboardBefore);
+    QCOMPARE(list().count(), 11);
+    QCOMPARE(list().selectedItems().size(), 10);
+    // Fewer do.
+    selectRows(0, 4);
+    QTest::keyClick(&list(), static_cast<Qt::Key>(key), Qt::ControlModifier);
+    QCOMPARE(clipboard().text().count(QLatin1String("\r\n")), 5);
+    QCOMPARE(list().count(), key == Qt::Key_X ? 6 : 11);
+    QCOMPARE(dialogs.seen().size(), 1);
 }
 
 void TestLogList::selectsContiguousLines()
