@@ -176,6 +176,31 @@ qint64 droppedBy(quint16 port)
     return dropped;
 }
 
+/// Collects the debug log, as long as it lives.
+class LogReader final
+{
+public:
+    LogReader()
+    {
+        collected().clear();
+        m_before = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &, const QString &message) { collected() += message; });
+    }
+    ~LogReader() { qInstallMessageHandler(m_before); }
+    Q_DISABLE_COPY_MOVE(LogReader)
+
+    static QStringList lines() { return collected(); }
+
+private:
+    static QStringList &collected()
+    {
+        static QStringList lines;
+        return lines;
+    }
+
+    QtMessageHandler m_before;
+};
+
 /// How high a text is without anything around, pixels.
 int heightOf(const QString &text, const QFont &font)
 {
@@ -252,6 +277,9 @@ private slots:
     void leavesTheClipboardWithoutASelection_data();
     void leavesTheClipboardWithoutASelection();
     void logsWhatItCopied();
+    void logsOnlyTheBeginning();
+    void logsThatTheClipboardStayedEmpty();
+    void logsNothingAboutACut();
     void leavesTheClipboardToFewerLines_data();
     void leavesTheClipboardToFewerLines();
     void selectsContiguousLines();
@@ -916,6 +944,51 @@ void TestLogList::logsWhatItCopied()
     QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral(
                                          R"re(^Clipboard is not empty: .*Thu Jan 1 01:00:00 1970 a)re")));
     list().copySelection();
+}
+
+void TestLogList::logsOnlyTheBeginning()
+{
+    open();
+    const QByteArray text(5000, 'x');
+    list().append({{0, text}});
+    list().selectAll();
+    const LogReader log;
+    list().copySelection();
+    // 4096 characters.
+    const QStringList expected{QStringLiteral("Clipboard is not empty:  \"Thu Jan 1 01:00:00 1970 ") +
+                               QString(4072, QLatin1Char('x')) + QLatin1Char('"')};
+    QCOMPARE(LogReader::lines(), expected);
+    QCOMPARE(clipboard().text(),
+             QLatin1String("Thu Jan 1 01:00:00 1970 ") + QString::fromLatin1(text) + QLatin1String("\r\n"));
+}
+
+void TestLogList::logsThatTheClipboardStayedEmpty()
+{
+    open();
+    fill("ab");
+    list().selectAll();
+    // Somebody else takes it at once.
+    const QMetaObject::Connection taker = connect(&clipboard(), &QClipboard::dataChanged, this, [] {
+        if (!clipboard().text().isEmpty()) {
+            clipboard().clear();
+        }
+    });
+    const LogReader log;
+    list().copySelection();
+    disconnect(taker);
+    QCOMPARE(LogReader::lines(), QStringList{QStringLiteral("Clipboard is empty!")});
+    QCOMPARE(letters(), QStringLiteral("ab"));
+}
+
+void TestLogList::logsNothingAboutACut()
+{
+    open();
+    fill("ab");
+    list().selectAll();
+    const LogReader log;
+    list().cutSelection();
+    QCOMPARE(clipboard().text().count(QLatin1String("\r\n")), 2);
+    QCOMPARE(LogReader::lines(), QStringList());
 }
 
 void TestLogList::leavesTheClipboardToFewerLines_data()
