@@ -26,10 +26,13 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <memory>
 #include <sched.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
@@ -176,6 +179,50 @@ qint64 droppedBy(quint16 port)
     return dropped;
 }
 
+/// This thread may not listen on a port below 1024, as long as the object lives.
+class NoRightToLowPorts final
+{
+public:
+    NoRightToLowPorts()
+    {
+        // Some systems leave low ports to everyone; the network is the test's own.
+        QFile firstForAll(QStringLiteral("/proc/sys/net/ipv4/ip_unprivileged_port_start"));
+        if (!firstForAll.open(QIODevice::ReadWrite | QIODevice::Unbuffered)) {
+            return;
+        }
+        constexpr int usual = 1024;
+        if (firstForAll.readAll().trimmed().toInt() < usual) {
+            firstForAll.seek(0);
+            if (firstForAll.write(QByteArray::number(usual)) < 0) {
+                return;
+            }
+        }
+        if (syscall(SYS_capget, &m_header, m_before.data()) != 0) {
+            return;
+        }
+        Capabilities less = m_before;
+        less.front().effective &= ~(1U << static_cast<unsigned>(CAP_NET_BIND_SERVICE));
+        m_left = syscall(SYS_capset, &m_header, less.data()) == 0;
+    }
+    ~NoRightToLowPorts()
+    {
+        if (m_left && syscall(SYS_capset, &m_header, m_before.data()) != 0) {
+            qFatal("no way back to the rights of before");
+        }
+    }
+    Q_DISABLE_COPY_MOVE(NoRightToLowPorts)
+
+    bool holds() const { return m_left; }
+
+private:
+    using Capabilities = std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3>;
+
+    /// Of this thread.
+    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
+    Capabilities m_before{};
+    bool m_left = false;
+};
+
 /// Collects the debug log, as long as it lives.
 class LogReader final
 {
@@ -295,6 +342,8 @@ private slots:
     void keepsThePortWhenLeft();
     void tellsThatAPortIsInUse();
     void tellsThatTheChosenPortIsInUse();
+    void tellsThatAPortIsNotAllowed_data();
+    void tellsThatAPortIsNotAllowed();
     void takesThePortFromTheSettings_data();
     void takesThePortFromTheSettings();
 
@@ -1240,6 +1289,52 @@ void TestLogList::tellsThatTheChosenPortIsInUse()
     // What was received stays.
     QCOMPARE(list().count(), 1);
     QVERIFY(m_log->isVisible());
+}
+
+void TestLogList::tellsThatAPortIsNotAllowed_data()
+{
+    QTest::addColumn<int>("port");
+    QTest::newRow("the usual one") << 514;
+    QTest::newRow("the first one") << 1;
+    QTest::newRow("the last one") << 1023;
+}
+
+void TestLogList::tellsThatAPortIsNotAllowed()
+{
+    QFETCH(int, port);
+    const quint16 allowed = m_port;
+    setPort(static_cast<quint16>(port));
+    DialogSeries dialogs;
+    dialogs.then(answer(QMessageBox::Ok));
+    {
+        const NoRightToLowPorts noRight;
+        if (!noRight.holds()) {
+            QTest::qSkip("the rights can't be changed here", __FILE__, __LINE__);
+            return;
+        }
+        m_log = std::make_unique<CLogList>(nullptr);
+        m_log->show();
+        QTRY_COMPARE_WITH_TIMEOUT(
+            dialogs.seen(), QStringList{QStringLiteral("box: Could not bind to syslog port %1.").arg(port)},
+            patience);
+        QTRY_VERIFY_WITH_TIMEOUT(!QApplication::activeModalWidget(), patience);
+        QVERIFY(m_log->isVisible());
+        QCOMPARE(label("labelPort").text(), QStringLiteral("Port: %1").arg(port));
+        QCOMPARE(settings::store().value(portKey).toInt(), port);
+        dialogs.then([allowed](QWidget *dialog) {
+            auto *const input = qobject_cast<QInputDialog *>(dialog);
+            input->setIntValue(allowed);
+            input->accept();
+        });
+        m_log->on_actionChangePort_triggered();
+        QCOMPARE(label("labelPort").text(), QStringLiteral("Port: %1").arg(allowed));
+        receive({"now"});
+    }
+    // Nobody has tried again, though it would be allowed by now.
+    receive({"and now"});
+    QVERIFY(isFree(static_cast<quint16>(port)));
+    QCOMPARE(dialogs.seen().size(), 2);
+    QCOMPARE(list().count(), 2);
 }
 
 void TestLogList::takesThePortFromTheSettings_data()
