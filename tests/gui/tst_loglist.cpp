@@ -316,6 +316,8 @@ private slots:
     void keepsTheOrder();
     void staysOpenEarsAfterAnEmptyDatagram();
     void keepsTheSelectionWhileOthersArrive();
+    void selectsByTheMouseWhileOthersArrive_data();
+    void selectsByTheMouseWhileOthersArrive();
     void findsALineByTyping();
     void doesNotSearchALongList();
 
@@ -372,6 +374,8 @@ private:
     /// The last letters of all lines.
     QString letters() const;
     void selectRows(int first, int last) const;
+    /// The middle of a line, in the window's coordinates.
+    QPoint middleOf(int row) const;
     /// "3 4 5", from top to bottom.
     QString selectedRows() const;
     void rightClick(QWidget &widget) const;
@@ -444,6 +448,11 @@ void TestLogList::selectRows(int first, int last) const
                       list().visualItemRect(list().item(first)).center());
     QTest::mouseClick(list().viewport(), Qt::LeftButton, Qt::ShiftModifier,
                       list().visualItemRect(list().item(last)).center());
+}
+
+QPoint TestLogList::middleOf(int row) const
+{
+    return list().viewport()->mapTo(m_log.get(), list().visualItemRect(list().item(row)).center());
 }
 
 QString TestLogList::selectedRows() const
@@ -897,6 +906,52 @@ void TestLogList::keepsTheSelectionWhileOthersArrive()
     receive({"d"});
     QCOMPARE(bar.value(), bar.maximum());
     QCOMPARE(list().selectedItems(), selected);
+}
+
+void TestLogList::selectsByTheMouseWhileOthersArrive_data()
+{
+    QTest::addColumn<int>("before");
+    QTest::addColumn<int>("pressed");
+    QTest::addColumn<int>("released");
+    QTest::addColumn<QString>("selectedOnTheWay");
+    QTest::addColumn<QString>("selected");
+    QTest::newRow("downwards") << 6 << 1 << 4 << "1 2"
+                               << "1 2 3 4";
+    QTest::newRow("upwards") << 6 << 4 << 1 << "3 4"
+                             << "1 2 3 4";
+    QTest::newRow("back again") << 6 << 2 << 2 << "2 3"
+                                << "2";
+    QTest::newRow("down to those that came") << 6 << 3 << 7 << "3 4"
+                                             << "3 4 5 6 7";
+    QTest::newRow("scrolled, downwards") << 100 << 93 << 98 << "93 94"
+                                         << "93 94 95 96 97 98";
+    QTest::newRow("scrolled, upwards") << 100 << 98 << 93 << "97 98"
+                                       << "93 94 95 96 97 98";
+}
+
+void TestLogList::selectsByTheMouseWhileOthersArrive()
+{
+    QFETCH(int, before);
+    QFETCH(int, pressed);
+    QFETCH(int, released);
+    QFETCH(QString, selectedOnTheWay);
+    QFETCH(QString, selected);
+    open();
+    fill(QByteArray(before, 'a'));
+    QWindow *const window = m_log->windowHandle();
+    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, middleOf(pressed));
+    QTest::mouseMove(window, middleOf(released >= pressed ? pressed + 1 : pressed - 1));
+    QTRY_COMPARE_WITH_TIMEOUT(selectedRows(), selectedOnTheWay, patience);
+    receive({"b", "c"});
+    QCOMPARE(selectedRows(), selectedOnTheWay);
+    QTest::mouseMove(window, middleOf(released));
+    QTRY_COMPARE_WITH_TIMEOUT(selectedRows(), selected, patience);
+    receive({"d"});
+    QCOMPARE(selectedRows(), selected);
+    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, middleOf(released));
+    QCOMPARE(selectedRows(), selected);
+    receive({"e"});
+    QCOMPARE(selectedRows(), selected);
 }
 
 void TestLogList::findsALineByTyping()
