@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QBoxLayout>
 #include <QClipboard>
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QInputDialog>
 #include <QLabel>
@@ -20,6 +21,7 @@
 #include <QSizeGrip>
 #include <QStyledItemDelegate>
 #include <QTextLayout>
+#include <QThread>
 #include <QTranslator>
 #include <QUdpSocket>
 #include <QWindow>
@@ -32,6 +34,7 @@
 #include <linux/capability.h>
 #include <memory>
 #include <sched.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
@@ -158,10 +161,10 @@ QList<CLogList *> logWindows()
     return found;
 }
 
-/// What the kernel has dropped for want of room in the sockets of a port.
-qint64 droppedBy(quint16 port)
+/// What the kernel says of the sockets of a port, a list of fields for each.
+QVector<QList<QByteArray>> socketsOf(quint16 port)
 {
-    qint64 dropped = 0;
+    QVector<QList<QByteArray>> sockets;
     for (const char *const path : {"/proc/net/udp", "/proc/net/udp6"}) {
         QFile table(QString::fromLatin1(path));
         if (!table.open(QIODevice::ReadOnly)) {
@@ -172,11 +175,83 @@ qint64 droppedBy(quint16 port)
             const QList<QByteArray> fields = line.simplified().split(' ');
             if (fields.size() > 12 &&
                 fields.at(1).endsWith(':' + QByteArray::number(port, 16).toUpper().rightJustified(4, '0'))) {
-                dropped += fields.constLast().toLongLong();
+                sockets += fields;
             }
         }
     }
+    return sockets;
+}
+
+/// What the kernel has dropped for want of room in the sockets of a port.
+qint64 droppedBy(quint16 port)
+{
+    qint64 dropped = 0;
+    const QVector<QList<QByteArray>> sockets = socketsOf(port);
+    for (const QList<QByteArray> &fields : sockets) {
+        dropped += fields.constLast().toLongLong();
+    }
     return dropped;
+}
+
+/// Bytes that wait in the sockets of a port to be read, as the kernel counts them.
+qint64 waitingAt(quint16 port)
+{
+    qint64 waiting = 0;
+    const QVector<QList<QByteArray>> sockets = socketsOf(port);
+    for (const QList<QByteArray> &fields : sockets) {
+        waiting += fields.at(4).mid(fields.at(4).indexOf(':') + 1).toLongLong(nullptr, 16);
+    }
+    return waiting;
+}
+
+/// Bytes that the kernel keeps for a socket, by default and for one that asks for 4 MiB.
+struct ReceiveBuffer
+{
+    int usual = 0;
+    int granted = 0;
+};
+ReceiveBuffer receiveBuffer()
+{
+    ReceiveBuffer buffer;
+    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int wanted = 4 * 1024 * 1024;
+    socklen_t size = sizeof(int);
+    getsockopt(probe, SOL_SOCKET, SO_RCVBUF, &buffer.usual, &size);
+    setsockopt(probe, SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
+    getsockopt(probe, SOL_SOCKET, SO_RCVBUF, &buffer.granted, &size);
+    close(probe);
+    return buffer;
+}
+
+/// Bytes that the kernel counts for a small datagram.
+constexpr int leastPerDatagram = 600;
+constexpr int mostPerDatagram = 1024;
+
+/// Sends them all from this thread, whose event loop doesn't turn meanwhile.
+bool sendAtOnce(int count, quint16 port)
+{
+    QUdpSocket sender;
+    const QHostAddress address(ownAddress);
+    for (int i = 0; i < count; ++i) {
+        const QByteArray datagram = QByteArray::number(i);
+        if (sender.writeDatagram(datagram, address, port) != datagram.size()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Whether so many small datagrams wait at a port before long; the event loop doesn't turn meanwhile.
+bool allWait(int count, quint16 port)
+{
+    const QDeadlineTimer deadline(patience);
+    while (waitingAt(port) < qint64{count} * leastPerDatagram) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QThread::msleep(1);
+    }
+    return true;
 }
 
 /// This thread may not listen on a port below 1024, as long as the object lives.
@@ -355,6 +430,9 @@ private slots:
     void startsEmptyAfterItWasClosed() const;
     void goesWithTheMainWindow() const;
 
+    void takesABurstWhileBusy();
+    void readsAllThatWaits();
+    void laysOutABurstOnce();
     void losesNothingOfABurst();
     void holdsAMillionLines();
 
@@ -1527,6 +1605,55 @@ void TestLogList::goesWithTheMainWindow() const
     bench.destroyWindow();
     QVERIFY(log.isNull());
     QVERIFY(isFree(m_port));
+}
+
+void TestLogList::takesABurstWhileBusy()
+{
+    const ReceiveBuffer buffer = receiveBuffer();
+    const int count = std::min(5000, buffer.granted / mostPerDatagram);
+    if (buffer.usual >= count * leastPerDatagram) {
+        QTest::qSkip("the system grants no more than it does anyway", __FILE__, __LINE__);
+        return;
+    }
+    open();
+    QVERIFY(sendAtOnce(count, m_port));
+    QTRY_VERIFY_WITH_TIMEOUT(list().count() + droppedBy(m_port) >= count, patience);
+    QCOMPARE(droppedBy(m_port), qint64(0));
+    QCOMPARE(list().count(), count);
+    for (int i = 0; i < count; ++i) {
+        QCOMPARE(withoutTime(list().item(i)->text(), m_begin), QString::number(i));
+    }
+}
+
+void TestLogList::readsAllThatWaits()
+{
+    open();
+    constexpr int count = 200;
+    QVERIFY(sendAtOnce(count, m_port));
+    QVERIFY(allWait(count, m_port));
+    // One wake-up takes all of them.
+    m_log->processPendingDatagrams();
+    QCOMPARE(waitingAt(m_port), qint64(0));
+    QCOMPARE(list().count(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(list().count(), count, patience);
+}
+
+void TestLogList::laysOutABurstOnce()
+{
+    open();
+    fill(QByteArray(100, 'a'));
+    const QScrollBar &bar = *list().verticalScrollBar();
+    QVERIFY(bar.maximum() > 0);
+    const QSignalSpy laidOut(&bar, &QScrollBar::rangeChanged);
+    const QSignalSpy scrolled(&bar, &QScrollBar::valueChanged);
+    constexpr int count = 200;
+    QVERIFY(sendAtOnce(count, m_port));
+    QVERIFY(allWait(count, m_port));
+    m_log->processPendingDatagrams();
+    QTRY_COMPARE_WITH_TIMEOUT(list().count(), 100 + count, patience);
+    QCOMPARE(laidOut.count(), 1);
+    QCOMPARE(scrolled.count(), 1);
+    QCOMPARE(bar.value(), bar.maximum());
 }
 
 void TestLogList::losesNothingOfABurst()
