@@ -49,6 +49,13 @@
     </message>
 </context>
 <context>
+    <name>CLogListWidget</name>
+    <message>
+        <source>Too many lines for the clipboard.</source>
+        <translation>Zu viele Zeilen für die Zwischenablage.</translation>
+    </message>
+</context>
+<context>
     <name>ConfigDialog</name>
     <message>
         <source>Network Configuration</source>

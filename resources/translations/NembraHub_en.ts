@@ -49,6 +49,13 @@
     </message>
 </context>
 <context>
+    <name>CLogListWidget</name>
+    <message>
+        <source>Too many lines for the clipboard.</source>
+        <translation>Too many lines for the clipboard.</translation>
+    </message>
+</context>
+<context>
     <name>ConfigDialog</name>
     <message>
         <source>Network Configuration</source>

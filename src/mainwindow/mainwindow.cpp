@@ -344,6 +344,8 @@ void MainWindow::on_actionExit_triggered()
 
 void MainWindow::showup()
 {
+    // Closed, it is hidden as long as the log keeps the program running.
+    show();
     setWindowState((windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
     raise();
     activateWindow();

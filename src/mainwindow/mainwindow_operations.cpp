@@ -206,6 +206,7 @@ void MainWindow::on_actionConfigureDevice_triggered()
 bool MainWindow::mayRestart()
 {
     QMessageBox box(this);
+    box.setIcon(QMessageBox::Question);
     box.setText(tr("Update device?"));
     box.setInformativeText(tr("The device will restart."));
     box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
@@ -220,6 +221,7 @@ void MainWindow::on_actionSyslog_triggered()
         m_logList->setAttribute(Qt::WA_DeleteOnClose);
         connect(m_logList, &QObject::destroyed, this, &MainWindow::on_logClosed);
     }
+    m_logList->setWindowState(m_logList->windowState() & ~Qt::WindowMinimized);
     m_logList->show();
     m_logList->raise();
     ui->actionSyslog->setChecked(true);

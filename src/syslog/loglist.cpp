@@ -31,6 +31,15 @@ constexpr int linesPerMillisecond = 10000;
 
 constexpr int maximumPort = 65535;
 
+/// The settings file may hold anything; what is no port there means the usual one.
+int listeningPort()
+{
+    const settings::Key<int> &key = settings::syslogPort;
+    bool isNumber = false;
+    const qlonglong stored = settings::store().value(settings::path(key), key.fallback).toLongLong(&isNumber);
+    return isNumber && stored >= 0 && stored <= maximumPort ? static_cast<int>(stored) : key.fallback;
+}
+
 QString localAddresses()
 {
     QStringList addresses;
@@ -86,13 +95,13 @@ void CLogList::showPlace()
 {
     const QString addresses = localAddresses();
     ui->labelInfo->setText(tr("IP: ") + (addresses.isEmpty() ? tr("Unknown") : addresses));
-    ui->labelPort->setText(tr("Port: %1").arg(settings::value(settings::syslogPort)));
+    ui->labelPort->setText(tr("Port: %1").arg(listeningPort()));
 }
 
 void CLogList::initSyslog()
 {
     showPlace();
-    const int port = settings::value(settings::syslogPort);
+    const int port = listeningPort();
     if (!m_socket.bind(QHostAddress::Any, static_cast<quint16>(port), QAbstractSocket::ShareAddress)) {
         qDebug() << "Syslog port" << port << m_socket.errorString();
         QMessageBox::critical(this, QString(), tr("Could not bind to syslog port %1.").arg(port));
@@ -154,9 +163,8 @@ void CLogList::on_CLogList_customContextMenuRequested(const QPoint &pos)
 void CLogList::on_actionChangePort_triggered()
 {
     bool accepted = false;
-    const int port =
-        QInputDialog::getInt(this, QString(), tr("Set syslog port (normally 514):"),
-                             settings::value(settings::syslogPort), 0, maximumPort, 1, &accepted);
+    const int port = QInputDialog::getInt(this, QString(), tr("Set syslog port (normally 514):"),
+                                          listeningPort(), 0, maximumPort, 1, &accepted);
     if (accepted) {
         settings::setValue(settings::syslogPort, port);
         m_socket.close();

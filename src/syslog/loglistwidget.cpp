@@ -7,7 +7,9 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QKeyEvent>
+#include <QMessageBox>
 #include <QSignalBlocker>
+#include <QStyle>
 #include <QStyledItemDelegate>
 
 #include <algorithm>
@@ -18,6 +20,9 @@ namespace {
 constexpr int longestShownLine = 2048;
 /// Characters of the clipboard that are logged.
 constexpr int longestLoggedText = 4096;
+
+/// Lines that a search goes through in less than 50 ms, as long as lines usually are.
+constexpr int longestSearchedList = 20000;
 
 /// Makes the lines of messages that follow each other: many have the same second, and its text is what costs.
 class LineMaker final
@@ -69,6 +74,7 @@ public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
     void widenTo(int width) { m_width = std::max(m_width, width); }
+    void forgetWidth() { m_width = 0; }
 
     QString displayText(const QVariant &value, const QLocale &locale) const override
     {
@@ -76,11 +82,22 @@ public:
     }
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
     {
-        const QSize size = QStyledItemDelegate::sizeHint(option, index);
-        return {std::max(size.width(), m_width), size.height()};
+        const int width = QStyledItemDelegate::sizeHint(option, index).width();
+        return {std::max(width, m_width), heightOfLine(option)};
     }
 
 private:
+    /// The same for every line. A character from another font may be higher than this one, and all lines
+    /// would jump when it comes and when it isn't the last one any more.
+    static int heightOfLine(const QStyleOptionViewItem &option)
+    {
+        QStyleOptionViewItem plain = option;
+        plain.features |= QStyleOptionViewItem::HasDisplay;
+        plain.text = QStringLiteral("x");
+        const QStyle *const style = option.widget ? option.widget->style() : QApplication::style();
+        return style->sizeFromContents(QStyle::CT_ItemViewItem, &plain, QSize(), option.widget).height();
+    }
+
     int m_width = 0;
 };
 
@@ -98,12 +115,12 @@ void CLogListWidget::append(const QVector<LogMessage> &messages)
     if (messages.isEmpty()) {
         return;
     }
+    makeRoomFor(messages);
     const int first = count();
     {
         // One by one the list would lay itself out for each of them; it is told of all together.
         const QSignalBlocker blocker(model());
         for (const LogMessage &message : messages) {
-            makeRoomFor(message);
             addItem(new LogItem(message));
         }
     }
@@ -111,14 +128,21 @@ void CLogListWidget::append(const QVector<LogMessage> &messages)
     scrollToBottom();
 }
 
-void CLogListWidget::makeRoomFor(const LogMessage &message)
+void CLogListWidget::makeRoomFor(const QVector<LogMessage> &messages)
 {
-    if (message.text.size() > m_longest) {
-        m_longest = message.text.size();
+    if (count() == 0) {
+        m_longest = 0;
+        m_delegate->forgetWidth();
+    }
+    const auto longest =
+        std::max_element(messages.begin(), messages.end(), [](const LogMessage &a, const LogMessage &b) {
+            return a.text.size() < b.text.size();
+        });
+    if (longest->text.size() > m_longest) {
+        m_longest = longest->text.size();
         constexpr int margin = 16; // pixels
-        m_delegate->widenTo(
-            fontMetrics().horizontalAdvance(plainLine(LineMaker().lineOf(message), longestShownLine)) +
-            margin);
+        const QString line = plainLine(LineMaker().lineOf(*longest), longestShownLine);
+        m_delegate->widenTo(fontMetrics().horizontalAdvance(line) + margin);
     }
 }
 
@@ -133,6 +157,19 @@ QVector<CLogListWidget::Range> CLogListWidget::selectedRanges() const
     return ranges;
 }
 
+qint64 CLogListWidget::lengthOf(const QVector<Range> &ranges) const
+{
+    constexpr qint64 besidesTheMessage = 32; // the time, a blank and the end of the line
+    qint64 length = 0;
+    for (const Range range : ranges) {
+        for (int row = range.first; row <= range.last; ++row) {
+            // No byte makes more than one character.
+            length += static_cast<const LogItem *>(item(row))->message().text.size() + besidesTheMessage;
+        }
+    }
+    return length;
+}
+
 QString CLogListWidget::textOf(const QVector<Range> &ranges) const
 {
     QString text;
@@ -145,15 +182,26 @@ QString CLogListWidget::textOf(const QVector<Range> &ranges) const
     return text;
 }
 
+bool CLogListWidget::putOnClipboard(const QVector<Range> &ranges)
+{
+    if (ranges.isEmpty()) {
+        return false;
+    }
+    if (lengthOf(ranges) > m_clipboardLimit) {
+        // A text has an upper limit, beyond which the program would end.
+        QMessageBox::critical(this, QString(), tr("Too many lines for the clipboard."));
+        return false;
+    }
+    QApplication::clipboard()->setText(textOf(ranges), QClipboard::Clipboard);
+    return true;
+}
+
 void CLogListWidget::copySelection()
 {
-    const QVector<Range> ranges = selectedRanges();
-    if (ranges.isEmpty()) {
+    if (!putOnClipboard(selectedRanges())) {
         return;
     }
-    QClipboard *const clipboard = QApplication::clipboard();
-    clipboard->setText(textOf(ranges), QClipboard::Clipboard);
-    const QString text = clipboard->text(QClipboard::Clipboard);
+    const QString text = QApplication::clipboard()->text(QClipboard::Clipboard);
     if (text.isEmpty()) {
         qDebug() << "Clipboard is empty!";
     } else {
@@ -164,10 +212,9 @@ void CLogListWidget::copySelection()
 void CLogListWidget::cutSelection()
 {
     const QVector<Range> ranges = selectedRanges();
-    if (ranges.isEmpty()) {
+    if (!putOnClipboard(ranges)) {
         return;
     }
-    QApplication::clipboard()->setText(textOf(ranges), QClipboard::Clipboard);
     for (auto range = ranges.rbegin(); range != ranges.rend(); ++range) {
         remove(*range);
     }
@@ -198,8 +245,10 @@ void CLogListWidget::remove(Range range)
 
 void CLogListWidget::keyboardSearch(const QString &search)
 {
-    // Would make every line anew, and freeze a long list with each key.
-    Q_UNUSED(search)
+    // It makes every line anew, which would freeze a long list with each key.
+    if (count() <= longestSearchedList) {
+        QListWidget::keyboardSearch(search);
+    }
 }
 
 void CLogListWidget::keyPressEvent(QKeyEvent *event)

@@ -262,6 +262,9 @@ void TestConfigDialog::closesByItsButtonsAndKeys_data()
     QTest::newRow("Cancel") << "cancelButton" << 0 << int(QDialog::Rejected);
     QTest::newRow("Return in a field") << "ipMask" << int(Qt::Key_Return) << int(QDialog::Accepted);
     QTest::newRow("Space on Cancel") << "cancelButton" << int(Qt::Key_Space) << int(QDialog::Rejected);
+    QTest::newRow("Return on Cancel") << "cancelButton" << int(Qt::Key_Return) << int(QDialog::Rejected);
+    QTest::newRow("Enter on Cancel") << "cancelButton" << int(Qt::Key_Enter) << int(QDialog::Rejected);
+    QTest::newRow("Return on OK") << "okButton" << int(Qt::Key_Return) << int(QDialog::Accepted);
     QTest::newRow("Escape in a field") << "ipMask" << int(Qt::Key_Escape) << int(QDialog::Rejected);
 }
 
@@ -390,6 +393,16 @@ void TestConfigDialog::takesAddressesAsTyped_data()
         {"IPv6 that holds an IPv4 address", "::ffff:10.77.128.5", "10.77.128.5"},
         {"broken IPv6", "fe80::1::2", nullptr},
         {"mask that is no mask", "255.0.255.0", "255.0.255.0"},
+        // The last part fills all bytes that are left.
+        {"one part", "24", "0.0.0.24"},
+        {"one big part", "172851205", "10.77.128.5"},
+        {"one part out of range", "4294967296", nullptr},
+        {"two parts", "10.77", "10.0.0.77"},
+        {"two parts, the last one big", "10.5079045", "10.77.128.5"},
+        {"two parts, the last one out of range", "10.16777216", nullptr},
+        {"three parts", "10.77.5", "10.77.0.5"},
+        {"three parts, the last one big", "10.77.32773", "10.77.128.5"},
+        {"three parts, the last one out of range", "10.77.65536", nullptr},
     };
     const QVector<QPair<QByteArray, Typed>> single{
         {"ipAddress", {"empty", "", nullptr}},

@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QBoxLayout>
 #include <QClipboard>
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QInputDialog>
 #include <QLabel>
@@ -19,16 +20,22 @@
 #include <QScrollBar>
 #include <QSizeGrip>
 #include <QStyledItemDelegate>
+#include <QTextLayout>
+#include <QThread>
 #include <QTranslator>
 #include <QUdpSocket>
 #include <QWindow>
 #include <QtTest>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <memory>
 #include <sched.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
@@ -154,10 +161,10 @@ QList<CLogList *> logWindows()
     return found;
 }
 
-/// What the kernel has dropped for want of room in the sockets of a port.
-qint64 droppedBy(quint16 port)
+/// What the kernel says of the sockets of a port, a list of fields for each.
+QVector<QList<QByteArray>> socketsOf(quint16 port)
 {
-    qint64 dropped = 0;
+    QVector<QList<QByteArray>> sockets;
     for (const char *const path : {"/proc/net/udp", "/proc/net/udp6"}) {
         QFile table(QString::fromLatin1(path));
         if (!table.open(QIODevice::ReadOnly)) {
@@ -168,11 +175,162 @@ qint64 droppedBy(quint16 port)
             const QList<QByteArray> fields = line.simplified().split(' ');
             if (fields.size() > 12 &&
                 fields.at(1).endsWith(':' + QByteArray::number(port, 16).toUpper().rightJustified(4, '0'))) {
-                dropped += fields.constLast().toLongLong();
+                sockets += fields;
             }
         }
     }
+    return sockets;
+}
+
+/// What the kernel has dropped for want of room in the sockets of a port.
+qint64 droppedBy(quint16 port)
+{
+    qint64 dropped = 0;
+    const QVector<QList<QByteArray>> sockets = socketsOf(port);
+    for (const QList<QByteArray> &fields : sockets) {
+        dropped += fields.constLast().toLongLong();
+    }
     return dropped;
+}
+
+/// Bytes that wait in the sockets of a port to be read, as the kernel counts them.
+qint64 waitingAt(quint16 port)
+{
+    qint64 waiting = 0;
+    const QVector<QList<QByteArray>> sockets = socketsOf(port);
+    for (const QList<QByteArray> &fields : sockets) {
+        waiting += fields.at(4).mid(fields.at(4).indexOf(':') + 1).toLongLong(nullptr, 16);
+    }
+    return waiting;
+}
+
+/// Bytes that the kernel keeps for a socket, by default and for one that asks for 4 MiB.
+struct ReceiveBuffer
+{
+    int usual = 0;
+    int granted = 0;
+};
+ReceiveBuffer receiveBuffer()
+{
+    ReceiveBuffer buffer;
+    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int wanted = 4 * 1024 * 1024;
+    socklen_t size = sizeof(int);
+    getsockopt(probe, SOL_SOCKET, SO_RCVBUF, &buffer.usual, &size);
+    setsockopt(probe, SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
+    getsockopt(probe, SOL_SOCKET, SO_RCVBUF, &buffer.granted, &size);
+    close(probe);
+    return buffer;
+}
+
+/// Bytes that the kernel counts for a small datagram.
+constexpr int leastPerDatagram = 600;
+constexpr int mostPerDatagram = 1024;
+
+/// Sends them all from this thread, whose event loop doesn't turn meanwhile.
+bool sendAtOnce(int count, quint16 port)
+{
+    QUdpSocket sender;
+    const QHostAddress address(ownAddress);
+    for (int i = 0; i < count; ++i) {
+        const QByteArray datagram = QByteArray::number(i);
+        if (sender.writeDatagram(datagram, address, port) != datagram.size()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Whether so many small datagrams wait at a port before long; the event loop doesn't turn meanwhile.
+bool allWait(int count, quint16 port)
+{
+    const QDeadlineTimer deadline(patience);
+    while (waitingAt(port) < qint64{count} * leastPerDatagram) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+/// This thread may not listen on a port below 1024, as long as the object lives.
+class NoRightToLowPorts final
+{
+public:
+    NoRightToLowPorts()
+    {
+        // Some systems leave low ports to everyone; the network is the test's own.
+        QFile firstForAll(QStringLiteral("/proc/sys/net/ipv4/ip_unprivileged_port_start"));
+        if (!firstForAll.open(QIODevice::ReadWrite | QIODevice::Unbuffered)) {
+            return;
+        }
+        constexpr int usual = 1024;
+        if (firstForAll.readAll().trimmed().toInt() < usual) {
+            firstForAll.seek(0);
+            if (firstForAll.write(QByteArray::number(usual)) < 0) {
+                return;
+            }
+        }
+        if (syscall(SYS_capget, &m_header, m_before.data()) != 0) {
+            return;
+        }
+        Capabilities less = m_before;
+        less.front().effective &= ~(1U << static_cast<unsigned>(CAP_NET_BIND_SERVICE));
+        m_left = syscall(SYS_capset, &m_header, less.data()) == 0;
+    }
+    ~NoRightToLowPorts()
+    {
+        if (m_left && syscall(SYS_capset, &m_header, m_before.data()) != 0) {
+            qFatal("no way back to the rights of before");
+        }
+    }
+    Q_DISABLE_COPY_MOVE(NoRightToLowPorts)
+
+    bool holds() const { return m_left; }
+
+private:
+    using Capabilities = std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3>;
+
+    /// Of this thread.
+    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
+    Capabilities m_before{};
+    bool m_left = false;
+};
+
+/// Collects the debug log, as long as it lives.
+class LogReader final
+{
+public:
+    LogReader()
+    {
+        collected().clear();
+        m_before = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &, const QString &message) { collected() += message; });
+    }
+    ~LogReader() { qInstallMessageHandler(m_before); }
+    Q_DISABLE_COPY_MOVE(LogReader)
+
+    static QStringList lines() { return collected(); }
+
+private:
+    static QStringList &collected()
+    {
+        static QStringList lines;
+        return lines;
+    }
+
+    QtMessageHandler m_before;
+};
+
+/// How high a text is without anything around, pixels.
+int heightOf(const QString &text, const QFont &font)
+{
+    QTextLayout layout(text, font);
+    layout.beginLayout();
+    const QTextLine line = layout.createLine();
+    layout.endLayout();
+    return qCeil(line.height());
 }
 
 /// This thread sees a network without any interface that is up, as long as the object lives.
@@ -215,6 +373,8 @@ private slots:
     void tellsTheKeysOfTheClipboard();
     void tellsWhereItListens();
     void tellsThatThereIsNoAddress();
+    void wrapsItsAddresses_data();
+    void wrapsItsAddresses();
     void listensOnceItIsUp();
     void listensOnPort514ByDefault();
     void speaksTheLanguageChosenMeanwhile();
@@ -224,16 +384,28 @@ private slots:
     void showsMessagesAsReceived_data();
     void showsMessagesAsReceived();
     void showsLinesOfOneHeight();
+    void keepsTheHeightOfALine();
+    void leavesRoomForTheLongestLine();
+    void measuresOncePerBatch();
     void showsTheLocalTime();
     void keepsTheOrder();
     void staysOpenEarsAfterAnEmptyDatagram();
     void keepsTheSelectionWhileOthersArrive();
+    void selectsByTheMouseWhileOthersArrive_data();
+    void selectsByTheMouseWhileOthersArrive();
+    void findsALineByTyping();
+    void doesNotSearchALongList();
 
     void copiesTheSelectedLines();
     void cutsTheSelectedLines();
     void leavesTheClipboardWithoutASelection_data();
     void leavesTheClipboardWithoutASelection();
     void logsWhatItCopied();
+    void logsOnlyTheBeginning();
+    void logsThatTheClipboardStayedEmpty();
+    void logsNothingAboutACut();
+    void leavesTheClipboardToFewerLines_data();
+    void leavesTheClipboardToFewerLines();
     void selectsContiguousLines();
     void selectsAllByItsKey();
     void receivesAfterACut();
@@ -247,6 +419,10 @@ private slots:
     void keepsThePortWhenLeft();
     void tellsThatAPortIsInUse();
     void tellsThatTheChosenPortIsInUse();
+    void tellsThatAPortIsNotAllowed_data();
+    void tellsThatAPortIsNotAllowed();
+    void takesThePortFromTheSettings_data();
+    void takesThePortFromTheSettings();
 
     void opensFromTheMainWindow() const;
     void opensOnlyOnce();
@@ -254,6 +430,9 @@ private slots:
     void startsEmptyAfterItWasClosed() const;
     void goesWithTheMainWindow() const;
 
+    void takesABurstWhileBusy();
+    void readsAllThatWaits();
+    void laysOutABurstOnce();
     void losesNothingOfABurst();
     void holdsAMillionLines();
 
@@ -273,6 +452,10 @@ private:
     /// The last letters of all lines.
     QString letters() const;
     void selectRows(int first, int last) const;
+    /// The middle of a line, in the window's coordinates.
+    QPoint middleOf(int row) const;
+    /// "3 4 5", from top to bottom.
+    QString selectedRows() const;
     void rightClick(QWidget &widget) const;
     static QClipboard &clipboard() { return *QApplication::clipboard(); }
 
@@ -306,6 +489,8 @@ void TestLogList::open()
     QVERIFY(QTest::qWaitForWindowActive(m_log.get()));
     const QString port = QStringLiteral("Port: %1").arg(settings::store().value(portKey, 514).toInt());
     QTRY_COMPARE_WITH_TIMEOUT(label("labelPort").text(), port, patience);
+    // It moves as long as there is no room for its text.
+    QTRY_VERIFY_WITH_TIMEOUT(label("labelPort").width() >= label("labelPort").sizeHint().width(), patience);
 }
 
 void TestLogList::receive(const QList<QByteArray> &datagrams)
@@ -341,6 +526,22 @@ void TestLogList::selectRows(int first, int last) const
                       list().visualItemRect(list().item(first)).center());
     QTest::mouseClick(list().viewport(), Qt::LeftButton, Qt::ShiftModifier,
                       list().visualItemRect(list().item(last)).center());
+}
+
+QPoint TestLogList::middleOf(int row) const
+{
+    return list().viewport()->mapTo(m_log.get(), list().visualItemRect(list().item(row)).center());
+}
+
+QString TestLogList::selectedRows() const
+{
+    QStringList rows;
+    for (int row = 0; row < list().count(); ++row) {
+        if (list().item(row)->isSelected()) {
+            rows += QString::number(row);
+        }
+    }
+    return rows.join(QLatin1Char(' '));
 }
 
 void TestLogList::rightClick(QWidget &widget) const
@@ -437,6 +638,44 @@ void TestLogList::tellsThatThereIsNoAddress()
     QVERIFY(QCoreApplication::installTranslator(&german));
     QTRY_COMPARE_WITH_TIMEOUT(label("labelInfo").text(), QStringLiteral("IP: Unbekannt"), patience);
     m_log.reset();
+}
+
+void TestLogList::wrapsItsAddresses_data()
+{
+    QTest::addColumn<int>("width");
+    QTest::addColumn<int>("addresses");
+    QTest::addColumn<bool>("severalLines");
+    QTest::newRow("one") << 400 << 1 << false;
+    QTest::newRow("one in a wide window") << 800 << 1 << false;
+    QTest::newRow("twelve") << 400 << 12 << true;
+    QTest::newRow("twelve in a wide window") << 800 << 12 << true;
+}
+
+void TestLogList::wrapsItsAddresses()
+{
+    QFETCH(int, width);
+    QFETCH(int, addresses);
+    QFETCH(bool, severalLines);
+    open();
+    QStringList texts;
+    for (int i = 0; i < addresses; ++i) {
+        texts += QStringLiteral("192.168.%1.200").arg(200 + i);
+    }
+    QLabel &info = label("labelInfo");
+    info.setText(QLatin1String("IP: ") + texts.join(QLatin1String(" / ")));
+    m_log->resize(width, 462);
+    // As wide as there is room beside the port, as high as its text, and all else is the list's.
+    const auto *const line = m_log->findChild<QFrame *>(QStringLiteral("line"));
+    const int gap = m_log->layout()->spacing();
+    QTRY_COMPARE_WITH_TIMEOUT(info.height(), info.heightForWidth(info.width()), patience);
+    QCOMPARE(m_log->size(), QSize(width, 462));
+    QCOMPARE(list().geometry().bottom() + 1 + gap, info.y());
+    QCOMPARE(info.height() >= 2 * info.fontMetrics().height() - 2, severalLines);
+    QCOMPARE(info.geometry().right() + 1 + gap, line->x());
+    QVERIFY(line->x() < label("labelPort").x());
+    QCOMPARE(label("labelPort").geometry().right(), list().geometry().right());
+    QCOMPARE(label("labelPort").width(), label("labelPort").sizeHint().width());
+    QVERIFY(list().height() > 8 * list().fontMetrics().height());
 }
 
 void TestLogList::listensOnceItIsUp()
@@ -602,6 +841,89 @@ void TestLogList::showsLinesOfOneHeight()
         delegate->displayText(list().item(0)->text(), QLocale()).endsWith(QLatin1String(" one two three")));
 }
 
+void TestLogList::keepsTheHeightOfALine()
+{
+    open();
+    list().append({{0, "plain"}});
+    const auto height = [this] { return list().visualItemRect(list().item(0)).height(); };
+    // As high as the view makes any line.
+    QListWidget usual;
+    usual.addItem(QStringLiteral("plain"));
+    const int before = height();
+    QCOMPARE(before, usual.visualItemRect(usual.item(0)).height());
+    // Chinese, an emoji and brackets, which come from other fonts.
+    const QString higher = QString::fromUtf8("\xe6\xb8\xa9 \xf0\x9f\x98\x80 \xe2\x8c\xa9 \xe3\x80\x9a");
+    if (heightOf(higher, list().font()) <= heightOf(QStringLiteral("plain"), list().font())) {
+        QTest::qSkip("no font here is higher than the usual one", __FILE__, __LINE__);
+        return;
+    }
+    list().append({{0, higher.toUtf8()}});
+    QCOMPARE(height(), before);
+    list().append({{0, "plain"}});
+    QCOMPARE(height(), before);
+    // And with a font that the user has made bigger.
+    QFont bigger = list().font();
+    bigger.setPointSize(bigger.pointSize() * 2);
+    list().setFont(bigger);
+    usual.setFont(bigger);
+    QTRY_COMPARE_WITH_TIMEOUT(height(), usual.visualItemRect(usual.item(0)).height(), patience);
+    QVERIFY(height() > before);
+}
+
+void TestLogList::leavesRoomForTheLongestLine()
+{
+    open();
+    const QScrollBar &bar = *list().horizontalScrollBar();
+    list().append({{0, "short"}});
+    QCOMPARE(bar.maximum(), 0);
+    list().append({{0, "short"}, {0, QByteArray(500, 'x')}, {0, "short"}});
+    const int widest = bar.maximum() + list().viewport()->width();
+    QVERIFY2(widest > list().fontMetrics().horizontalAdvance(QString(500, QLatin1Char('x'))),
+             qPrintable(QString::number(widest)));
+    // It stays while the line is there.
+    list().append({{0, "short"}});
+    QCOMPARE(bar.maximum() + list().viewport()->width(), widest);
+    list().selectAll();
+    list().cutSelection();
+    list().append({{0, "short"}});
+    QCOMPARE(bar.maximum(), 0);
+    // And comes again with the next long one.
+    list().append({{0, QByteArray(400, 'x')}});
+    QVERIFY(bar.maximum() > 0);
+}
+
+void TestLogList::measuresOncePerBatch()
+{
+    if (!measured) {
+        QTest::qSkip("only as users get it", __FILE__, __LINE__);
+        return;
+    }
+    // Each one longer than all before, and the same the other way round.
+    constexpr int count = 2000;
+    QVector<LogMessage> rising;
+    for (int i = 1; i <= count; ++i) {
+        rising.append({0, QByteArray(i, 'x')});
+    }
+    QVector<LogMessage> falling = rising;
+    std::reverse(falling.begin(), falling.end());
+    const auto timeFor = [](const QVector<LogMessage> &messages) {
+        // The machine may be busy: the best of three.
+        qint64 best = std::numeric_limits<qint64>::max();
+        for (int i = 0; i < 3; ++i) {
+            CLogListWidget list;
+            QElapsedTimer clock;
+            clock.start();
+            list.append(messages);
+            best = std::min(best, clock.nsecsElapsed());
+        }
+        return best / 1000;
+    };
+    const qint64 one = timeFor(falling);
+    const qint64 each = timeFor(rising);
+    qInfo() << one << "us with the longest first," << each << "us with the longest last";
+    QVERIFY2(each < 10 * one, qPrintable(QStringLiteral("%1 of %2").arg(each).arg(one)));
+}
+
 void TestLogList::showsTheLocalTime()
 {
     open();
@@ -662,6 +984,82 @@ void TestLogList::keepsTheSelectionWhileOthersArrive()
     receive({"d"});
     QCOMPARE(bar.value(), bar.maximum());
     QCOMPARE(list().selectedItems(), selected);
+}
+
+void TestLogList::selectsByTheMouseWhileOthersArrive_data()
+{
+    QTest::addColumn<int>("before");
+    QTest::addColumn<int>("pressed");
+    QTest::addColumn<int>("released");
+    QTest::addColumn<QString>("selectedOnTheWay");
+    QTest::addColumn<QString>("selected");
+    QTest::newRow("downwards") << 6 << 1 << 4 << "1 2"
+                               << "1 2 3 4";
+    QTest::newRow("upwards") << 6 << 4 << 1 << "3 4"
+                             << "1 2 3 4";
+    QTest::newRow("back again") << 6 << 2 << 2 << "2 3"
+                                << "2";
+    QTest::newRow("down to those that came") << 6 << 3 << 7 << "3 4"
+                                             << "3 4 5 6 7";
+    QTest::newRow("scrolled, downwards") << 100 << 93 << 98 << "93 94"
+                                         << "93 94 95 96 97 98";
+    QTest::newRow("scrolled, upwards") << 100 << 98 << 93 << "97 98"
+                                       << "93 94 95 96 97 98";
+}
+
+void TestLogList::selectsByTheMouseWhileOthersArrive()
+{
+    QFETCH(int, before);
+    QFETCH(int, pressed);
+    QFETCH(int, released);
+    QFETCH(QString, selectedOnTheWay);
+    QFETCH(QString, selected);
+    open();
+    fill(QByteArray(before, 'a'));
+    QWindow *const window = m_log->windowHandle();
+    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, middleOf(pressed));
+    QTest::mouseMove(window, middleOf(released >= pressed ? pressed + 1 : pressed - 1));
+    QTRY_COMPARE_WITH_TIMEOUT(selectedRows(), selectedOnTheWay, patience);
+    receive({"b", "c"});
+    QCOMPARE(selectedRows(), selectedOnTheWay);
+    QTest::mouseMove(window, middleOf(released));
+    QTRY_COMPARE_WITH_TIMEOUT(selectedRows(), selected, patience);
+    receive({"d"});
+    QCOMPARE(selectedRows(), selected);
+    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, middleOf(released));
+    QCOMPARE(selectedRows(), selected);
+    receive({"e"});
+    QCOMPARE(selectedRows(), selected);
+}
+
+void TestLogList::findsALineByTyping()
+{
+    open();
+    // A Thursday, a Sunday and a Friday.
+    list().append({{0, "a"}, {1000000000999, "b"}, {946681199000, "c"}});
+    list().setCurrentRow(0);
+    QTest::keyClicks(&list(), QStringLiteral("fri"));
+    QCOMPARE(list().currentRow(), 2);
+    QCOMPARE(selectedRows(), QStringLiteral("2"));
+}
+
+void TestLogList::doesNotSearchALongList()
+{
+    const auto found = [](int lines) {
+        CLogListWidget list;
+        list.append(QVector<LogMessage>(lines - 1, LogMessage{0, QByteArray(200, 'a')}));
+        // The only Sunday.
+        list.append({{1000000000999, "b"}});
+        list.setCurrentRow(0);
+        QElapsedTimer clock;
+        clock.start();
+        QTest::keyClick(&list, Qt::Key_S);
+        qInfo() << lines << "lines:" << clock.elapsed() << "ms";
+        return list.currentRow();
+    };
+    QCOMPARE(found(20000), 19999);
+    // One more, and it would take too long.
+    QCOMPARE(found(20001), 0);
 }
 
 void TestLogList::copiesTheSelectedLines()
@@ -728,6 +1126,91 @@ void TestLogList::logsWhatItCopied()
     QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral(
                                          R"re(^Clipboard is not empty: .*Thu Jan 1 01:00:00 1970 a)re")));
     list().copySelection();
+}
+
+void TestLogList::logsOnlyTheBeginning()
+{
+    open();
+    const QByteArray text(5000, 'x');
+    list().append({{0, text}});
+    list().selectAll();
+    const LogReader log;
+    list().copySelection();
+    // 4096 characters.
+    const QStringList expected{QStringLiteral("Clipboard is not empty:  \"Thu Jan 1 01:00:00 1970 ") +
+                               QString(4072, QLatin1Char('x')) + QLatin1Char('"')};
+    QCOMPARE(LogReader::lines(), expected);
+    QCOMPARE(clipboard().text(),
+             QLatin1String("Thu Jan 1 01:00:00 1970 ") + QString::fromLatin1(text) + QLatin1String("\r\n"));
+}
+
+void TestLogList::logsThatTheClipboardStayedEmpty()
+{
+    open();
+    fill("ab");
+    list().selectAll();
+    // Somebody else takes it at once.
+    const QMetaObject::Connection taker = connect(&clipboard(), &QClipboard::dataChanged, this, [] {
+        if (!clipboard().text().isEmpty()) {
+            clipboard().clear();
+        }
+    });
+    const LogReader log;
+    list().copySelection();
+    disconnect(taker);
+    QCOMPARE(LogReader::lines(), QStringList{QStringLiteral("Clipboard is empty!")});
+    QCOMPARE(letters(), QStringLiteral("ab"));
+}
+
+void TestLogList::logsNothingAboutACut()
+{
+    open();
+    fill("ab");
+    list().selectAll();
+    const LogReader log;
+    list().cutSelection();
+    QCOMPARE(clipboard().text().count(QLatin1String("\r\n")), 2);
+    QCOMPARE(LogReader::lines(), QStringList());
+}
+
+void TestLogList::leavesTheClipboardToFewerLines_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::newRow("copy") << int(Qt::Key_C);
+    QTest::newRow("cut") << int(Qt::Key_X);
+}
+
+void TestLogList::leavesTheClipboardToFewerLines()
+{
+    QFETCH(int, key);
+    open();
+    // 1,000 characters of text, and what belongs to each line.
+    list().append(QVector<LogMessage>(10, LogMessage{0, QByteArray(100, 'x')}));
+    list().setClipboardLimit(1100);
+    list().selectAll();
+    QStringList how;
+    DialogSeries dialogs;
+    dialogs.then([&how, this](QWidget *dialog) {
+        const auto *const box = qobject_cast<QMessageBox *>(dialog);
+        how = QStringList{box->windowTitle(), QString::number(box->icon()),
+                          QString::number(int(box->standardButtons()))};
+        // Others arrive meanwhile.
+        list().append({{0, "next"}});
+        answer(QMessageBox::Ok)(dialog);
+    });
+    QTest::keyClick(&list(), static_cast<Qt::Key>(key), Qt::ControlModifier);
+    QCOMPARE(dialogs.seen(), QStringList{QStringLiteral("box: Too many lines for the clipboard.")});
+    QCOMPARE(how, QStringList(
+                      {QString(), QString::number(QMessageBox::Critical), QString::number(QMessageBox::Ok)}));
+    QCOMPARE(clipboard().text(), clipboardBefore);
+    QCOMPARE(list().count(), 11);
+    QCOMPARE(list().selectedItems().size(), 10);
+    // Fewer do.
+    selectRows(0, 4);
+    QTest::keyClick(&list(), static_cast<Qt::Key>(key), Qt::ControlModifier);
+    QCOMPARE(clipboard().text().count(QLatin1String("\r\n")), 5);
+    QCOMPARE(list().count(), key == Qt::Key_X ? 6 : 11);
+    QCOMPARE(dialogs.seen().size(), 1);
 }
 
 void TestLogList::selectsContiguousLines()
@@ -941,6 +1424,106 @@ void TestLogList::tellsThatTheChosenPortIsInUse()
     QVERIFY(m_log->isVisible());
 }
 
+void TestLogList::tellsThatAPortIsNotAllowed_data()
+{
+    QTest::addColumn<int>("port");
+    QTest::newRow("the usual one") << 514;
+    QTest::newRow("the first one") << 1;
+    QTest::newRow("the last one") << 1023;
+}
+
+void TestLogList::tellsThatAPortIsNotAllowed()
+{
+    QFETCH(int, port);
+    const quint16 allowed = m_port;
+    setPort(static_cast<quint16>(port));
+    DialogSeries dialogs;
+    dialogs.then(answer(QMessageBox::Ok));
+    {
+        const NoRightToLowPorts noRight;
+        if (!noRight.holds()) {
+            QTest::qSkip("the rights can't be changed here", __FILE__, __LINE__);
+            return;
+        }
+        m_log = std::make_unique<CLogList>(nullptr);
+        m_log->show();
+        QTRY_COMPARE_WITH_TIMEOUT(
+            dialogs.seen(), QStringList{QStringLiteral("box: Could not bind to syslog port %1.").arg(port)},
+            patience);
+        QTRY_VERIFY_WITH_TIMEOUT(!QApplication::activeModalWidget(), patience);
+        QVERIFY(m_log->isVisible());
+        QCOMPARE(label("labelPort").text(), QStringLiteral("Port: %1").arg(port));
+        QCOMPARE(settings::store().value(portKey).toInt(), port);
+        dialogs.then([allowed](QWidget *dialog) {
+            auto *const input = qobject_cast<QInputDialog *>(dialog);
+            input->setIntValue(allowed);
+            input->accept();
+        });
+        m_log->on_actionChangePort_triggered();
+        QCOMPARE(label("labelPort").text(), QStringLiteral("Port: %1").arg(allowed));
+        receive({"now"});
+    }
+    // Nobody has tried again, though it would be allowed by now.
+    receive({"and now"});
+    QVERIFY(isFree(static_cast<quint16>(port)));
+    QCOMPARE(dialogs.seen().size(), 2);
+    QCOMPARE(list().count(), 2);
+}
+
+void TestLogList::takesThePortFromTheSettings_data()
+{
+    QTest::addColumn<QByteArray>("stored");
+    QTest::addColumn<int>("port");
+    QTest::newRow("a port") << QByteArray("20514") << 20514;
+    QTest::newRow("the highest") << QByteArray("65535") << 65535;
+    QTest::newRow("any that is free") << QByteArray("0") << 0;
+    QTest::newRow("too high") << QByteArray("65536") << 514;
+    QTest::newRow("that is another when cut to 16 bits") << QByteArray("70000") << 514;
+    QTest::newRow("that is another when cut to 32 bits") << QByteArray("4294987810") << 514;
+    QTest::newRow("of more than 64 bits") << QByteArray("99999999999999999999") << 514;
+    QTest::newRow("negative") << QByteArray("-1") << 514;
+    QTest::newRow("text") << QByteArray("text") << 514;
+    QTest::newRow("empty") << QByteArray() << 514;
+    QTest::newRow("a fraction") << QByteArray("20514.5") << 514;
+    QTest::newRow("an exponent") << QByteArray("1e4") << 514;
+    QTest::newRow("a list") << QByteArray("20514, 20515") << 514;
+    QTest::newRow("invalid") << QByteArray("@Invalid()") << 514;
+    QTest::newRow("bytes") << QByteArray("@ByteArray(20514)") << 20514;
+}
+
+void TestLogList::takesThePortFromTheSettings()
+{
+    QFETCH(QByteArray, stored);
+    QFETCH(int, port);
+    QFile file(m_environment->path(QStringLiteral("edited.ini")));
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(file.errorString()));
+    QVERIFY(file.write("[General]\nSyslogPort=" + stored + '\n') > 0);
+    file.close();
+    settings::open(file.fileName());
+    int offered = -1;
+    const auto look = [&offered](QWidget *dialog) {
+        if (const auto *const input = qobject_cast<QInputDialog *>(dialog)) {
+            offered = input->intValue();
+            cancel(dialog);
+        } else {
+            // Where 514 is not for us, a box says so.
+            answer(QMessageBox::Ok)(dialog);
+        }
+    };
+    DialogSeries dialogs;
+    dialogs.then(look).then(look);
+    m_log = std::make_unique<CLogList>(nullptr);
+    m_log->show();
+    QTRY_COMPARE_WITH_TIMEOUT(label("labelPort").text(), QStringLiteral("Port: %1").arg(port), patience);
+    if (dialogs.seen().isEmpty() && port != 0) {
+        QVERIFY(!isFree(static_cast<quint16>(port)));
+    } else {
+        QTRY_VERIFY_WITH_TIMEOUT(!QApplication::activeModalWidget(), patience);
+    }
+    m_log->on_actionChangePort_triggered();
+    QCOMPARE(offered, port);
+}
+
 void TestLogList::opensFromTheMainWindow() const
 {
     WindowBench bench;
@@ -969,7 +1552,13 @@ void TestLogList::opensOnlyOnce()
     bench.trigger("actionSyslog");
     QCOMPARE(logWindows(), QList<CLogList *>{first});
     QVERIFY(first->isVisible());
+    QVERIFY(!first->isMinimized());
     QVERIFY(bench.action("actionSyslog")->isChecked());
+    // Its other states stay.
+    first->setWindowState(Qt::WindowMaximized | Qt::WindowMinimized);
+    bench.trigger("actionSyslog");
+    QVERIFY(!first->isMinimized());
+    QVERIFY(first->isMaximized());
 }
 
 void TestLogList::startsEmptyAfterItWasClosed_data()
@@ -1016,6 +1605,55 @@ void TestLogList::goesWithTheMainWindow() const
     bench.destroyWindow();
     QVERIFY(log.isNull());
     QVERIFY(isFree(m_port));
+}
+
+void TestLogList::takesABurstWhileBusy()
+{
+    const ReceiveBuffer buffer = receiveBuffer();
+    const int count = std::min(5000, buffer.granted / mostPerDatagram);
+    if (buffer.usual >= count * leastPerDatagram) {
+        QTest::qSkip("the system grants no more than it does anyway", __FILE__, __LINE__);
+        return;
+    }
+    open();
+    QVERIFY(sendAtOnce(count, m_port));
+    QTRY_VERIFY_WITH_TIMEOUT(list().count() + droppedBy(m_port) >= count, patience);
+    QCOMPARE(droppedBy(m_port), qint64(0));
+    QCOMPARE(list().count(), count);
+    for (int i = 0; i < count; ++i) {
+        QCOMPARE(withoutTime(list().item(i)->text(), m_begin), QString::number(i));
+    }
+}
+
+void TestLogList::readsAllThatWaits()
+{
+    open();
+    constexpr int count = 200;
+    QVERIFY(sendAtOnce(count, m_port));
+    QVERIFY(allWait(count, m_port));
+    // One wake-up takes all of them.
+    m_log->processPendingDatagrams();
+    QCOMPARE(waitingAt(m_port), qint64(0));
+    QCOMPARE(list().count(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(list().count(), count, patience);
+}
+
+void TestLogList::laysOutABurstOnce()
+{
+    open();
+    fill(QByteArray(100, 'a'));
+    const QScrollBar &bar = *list().verticalScrollBar();
+    QVERIFY(bar.maximum() > 0);
+    const QSignalSpy laidOut(&bar, &QScrollBar::rangeChanged);
+    const QSignalSpy scrolled(&bar, &QScrollBar::valueChanged);
+    constexpr int count = 200;
+    QVERIFY(sendAtOnce(count, m_port));
+    QVERIFY(allWait(count, m_port));
+    m_log->processPendingDatagrams();
+    QTRY_COMPARE_WITH_TIMEOUT(list().count(), 100 + count, patience);
+    QCOMPARE(laidOut.count(), 1);
+    QCOMPARE(scrolled.count(), 1);
+    QCOMPARE(bar.value(), bar.maximum());
 }
 
 void TestLogList::losesNothingOfABurst()

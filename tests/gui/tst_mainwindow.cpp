@@ -92,6 +92,7 @@ private slots:
     void showsMarkupAsItIs();
 
     void comesToTheFront();
+    void comesBackOnceItWasClosed();
     void closesOnExit();
 
 private:
@@ -701,6 +702,20 @@ void TestMainWindow::comesToTheFront()
     m_bench->window().showup();
     QVERIFY(!m_bench->window().isMinimized());
     QTRY_VERIFY_WITH_TIMEOUT(m_bench->window().isActiveWindow(), patience);
+}
+
+void TestMainWindow::comesBackOnceItWasClosed()
+{
+    // The log of the devices keeps the program running.
+    m_bench = std::make_unique<WindowBench>();
+    m_bench->trigger("actionSyslog");
+    MainWindow &window = m_bench->window();
+    window.close();
+    QVERIFY(!window.isVisible());
+    window.showup();
+    QVERIFY(window.isVisible());
+    QVERIFY(!window.isMinimized());
+    QTRY_VERIFY_WITH_TIMEOUT(window.isActiveWindow(), patience);
 }
 
 void TestMainWindow::closesOnExit()

@@ -302,6 +302,7 @@ void TestMainWindowNetwork::asksBeforeItSends()
     m_bench->select({mac1});
     QString told;
     int buttons = 0;
+    int icon = 0;
     bool yesIsDefault = false;
     std::size_t before = 99;
     DialogSeries dialogs;
@@ -309,6 +310,7 @@ void TestMainWindowNetwork::asksBeforeItSends()
         const auto *const box = qobject_cast<QMessageBox *>(dialog);
         told = box->informativeText();
         buttons = int(box->standardButtons());
+        icon = int(box->icon());
         yesIsDefault = box->defaultButton() == box->button(QMessageBox::Yes);
         before = datagrams(configure).size();
         answer(QMessageBox::No)(dialog);
@@ -317,6 +319,7 @@ void TestMainWindowNetwork::asksBeforeItSends()
     QCOMPARE(dialogs.seen(), QStringList({configDialog, updateBox}));
     QCOMPARE(told, QStringLiteral("The device will restart."));
     QCOMPARE(buttons, int(QMessageBox::Yes | QMessageBox::No));
+    QCOMPARE(icon, int(QMessageBox::Question));
     QVERIFY(yesIsDefault);
     QCOMPARE(before, std::size_t(0));
 }

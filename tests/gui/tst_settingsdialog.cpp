@@ -64,7 +64,7 @@ private slots:
     void storesNothingBeforeItIsAccepted();
     void acceptsByReturn_data();
     void acceptsByReturn();
-    void acceptsByReturnOnTheDefaultButtonOnly();
+    void hasOkAsTheDefaultInEachField();
 
     void leadsByTabThroughItsFields();
     void leadsBackByTab();
@@ -358,6 +358,8 @@ void TestSettingsDialog::storesNothingWhenLeft_data()
     QTest::newRow("by Escape") << 1;
     QTest::newRow("by the title bar") << 2;
     QTest::newRow("by Space on Cancel") << 3;
+    QTest::newRow("by Return on Cancel") << 4;
+    QTest::newRow("by Enter on Cancel") << 5;
 }
 
 void TestSettingsDialog::storesNothingWhenLeft()
@@ -376,7 +378,7 @@ void TestSettingsDialog::storesNothingWhenLeft()
         m_dialog->close();
     } else {
         cancel->setFocus();
-        QTest::keyClick(cancel, Qt::Key_Space);
+        QTest::keyClick(cancel, way == 3 ? Qt::Key_Space : way == 4 ? Qt::Key_Return : Qt::Key_Enter);
     }
     QVERIFY(!m_dialog->isVisible());
     QCOMPARE(m_dialog->result(), int(QDialog::Rejected));
@@ -426,14 +428,17 @@ void TestSettingsDialog::acceptsByReturn()
     }
 }
 
-void TestSettingsDialog::acceptsByReturnOnTheDefaultButtonOnly()
+void TestSettingsDialog::hasOkAsTheDefaultInEachField()
 {
     open();
-    QVERIFY(find<QPushButton>("pushButtonOK")->isDefault());
-    // Neither by going there does Cancel become the default.
-    find<QPushButton>("pushButtonCancel")->setFocus();
-    QVERIFY(find<QPushButton>("pushButtonOK")->isDefault());
-    QVERIFY(!find<QPushButton>("pushButtonCancel")->isDefault());
+    for (const Field &field : fields) {
+        // Coming back from Cancel, whose own key is Return while it has the focus.
+        find<QPushButton>("pushButtonCancel")->setFocus();
+        QVERIFY2(find<QPushButton>("pushButtonCancel")->isDefault(), field.name);
+        find<QWidget>(field.name)->setFocus();
+        QVERIFY2(find<QPushButton>("pushButtonOK")->isDefault(), field.name);
+        QVERIFY2(!find<QPushButton>("pushButtonCancel")->isDefault(), field.name);
+    }
 }
 
 void TestSettingsDialog::leadsByTabThroughItsFields()
