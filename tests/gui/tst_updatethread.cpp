@@ -517,7 +517,7 @@ void TestUpdateThread::streamsTheImage()
     begin();
     m_bench->fleet().addFault(0, Fault::status(200, "OK").onPath("admin/upload.cgi"));
     m_bench->fleet().addFault(0, Fault::hang().onPath("admin/upgrade.cgi"));
-    constexpr int size = 128 << 20;
+    constexpr qint64 size = 128LL << 20;
     QFile file(job().firmwareFile);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(size));
     QVERIFY(thisprocess::restartPeakMemory());
@@ -528,7 +528,7 @@ void TestUpdateThread::streamsTheImage()
     const qint64 growth = thisprocess::peakMemory() - before;
     const auto uploads = m_bench->fleet().requests(0, "admin/upload.cgi");
     QCOMPARE(uploads.size(), std::size_t(1));
-    QVERIFY(uploads.front().bodySize > size);
+    QVERIFY(uploads.front().bodySize > std::uint64_t(size));
     // The device, a part of this process, holds the image once. The system takes pages of code from
     // a process and brings them back when it likes, which shows in these figures, too.
     QVERIFY2(growth < size / 2 * 3, qPrintable(QString::number(growth)));
