@@ -1,13 +1,13 @@
 #include "common/connections.h"
 
-#include <QDir>
-#include <QStringList>
-
 #include <arpa/inet.h>
 #include <array>
 #include <cstddef>
+#include <cstdlib>
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/tcp.h>
+#include <memory>
 #include <netinet/in.h>
 #include <optional>
 #include <sys/ioctl.h>
@@ -18,13 +18,14 @@ namespace connections {
 
 namespace {
 
+/// Those of the process, without QDir, which asks for the kind of each file.
 std::vector<int> descriptors()
 {
-    const QStringList names = QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System | QDir::Files);
     std::vector<int> all;
-    all.reserve(static_cast<std::size_t>(names.size()));
-    for (const QString &name : names) {
-        all.push_back(name.toInt());
+    const std::unique_ptr<DIR, int (*)(DIR *)> directory(opendir("/proc/self/fd"), &closedir);
+    while (const dirent *const entry = directory ? readdir(directory.get()) : nullptr) {
+        // The two that are no numbers are no connections either.
+        all.push_back(std::atoi(entry->d_name));
     }
     return all;
 }
@@ -48,19 +49,6 @@ std::optional<sockaddr_in> peerOf(int descriptor)
     return address;
 }
 
-qint64 takenFrom(int descriptor)
-{
-    tcp_info info{};
-    socklen_t size = sizeof info;
-    int waiting = 0;
-    if (getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) != 0 ||
-        size < offsetof(tcp_info, tcpi_bytes_received) + sizeof info.tcpi_bytes_received ||
-        ioctl(descriptor, FIONREAD, &waiting) != 0) {
-        return 0;
-    }
-    return static_cast<qint64>(info.tcpi_bytes_received) - waiting;
-}
-
 void cut(int descriptor)
 {
     shutdown(descriptor, SHUT_RDWR);
@@ -78,11 +66,23 @@ std::vector<Connection> all()
     for (const int descriptor : descriptors()) {
         const auto peer = peerOf(descriptor);
         if (peer) {
-            found.push_back({descriptor, QHostAddress(ntohl(peer->sin_addr.s_addr)), ntohs(peer->sin_port),
-                             takenFrom(descriptor)});
+            found.push_back({descriptor, QHostAddress(ntohl(peer->sin_addr.s_addr)), ntohs(peer->sin_port)});
         }
     }
     return found;
+}
+
+qint64 takenFrom(int descriptor)
+{
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    int waiting = 0;
+    if (getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) != 0 ||
+        size < offsetof(tcp_info, tcpi_bytes_received) + sizeof info.tcpi_bytes_received ||
+        ioctl(descriptor, FIONREAD, &waiting) != 0) {
+        return 0;
+    }
+    return static_cast<qint64>(info.tcpi_bytes_received) - waiting;
 }
 
 void cut(const QHostAddress &peer)

@@ -14,12 +14,13 @@ struct Connection
     /// IPv4.
     QHostAddress peer;
     quint16 peerPort = 0;
-    /// Bytes that the program has taken from it so far; what waits in the system is not among them.
-    qint64 taken = 0;
 };
 
 /// All that lead to an IPv4 address.
 [[nodiscard]] std::vector<Connection> all();
+
+/// Bytes that the program has taken from a connection so far; what waits in the system is not among them.
+[[nodiscard]] qint64 takenFrom(int descriptor);
 
 /// Ends all connections to a peer. They stay open for whoever uses them, and find themselves at their end.
 void cut(const QHostAddress &peer);

@@ -9,11 +9,14 @@
 #include <QMutex>
 #include <QNetworkReply>
 #include <QPair>
+#include <QSet>
+#include <QThreadPool>
 #include <QTimer>
 #include <QUrl>
 #include <QVector>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 
 using namespace std::chrono_literals;
@@ -63,7 +66,15 @@ struct Peer
     QHash<int, qint64> taken;
 };
 
-/// Knows all replies that are out, of all threads, and looks at their connections in the main one.
+/// What has been taken from a connection.
+struct Reading
+{
+    int descriptor = -1;
+    qint64 taken = 0;
+};
+using Readings = QHash<Endpoint, QVector<Reading>>;
+
+/// Knows all replies that are out, of all threads.
 class FloodWatch final : public QObject
 {
 public:
@@ -75,10 +86,17 @@ public:
 
 private:
     FloodWatch();
+    void startLook();
     void look();
-    QVector<QHostAddress> findFloods();
+    QSet<Endpoint> quietPeers();
+    QVector<QHostAddress> judge(const Readings &readings);
 
+    /// In the main thread.
     QTimer m_timer;
+    /// Asking for a connection waits for whoever is just using it, which may be a thread that waits for a
+    /// processor: nothing for the main thread.
+    QThreadPool m_pool;
+    std::atomic_bool m_isLooking{false};
     QMutex m_mutex;
     QHash<Endpoint, Peer> m_peers;
 };
@@ -86,8 +104,10 @@ private:
 FloodWatch::FloodWatch()
     : m_timer(this)
 {
+    m_pool.setMaxThreadCount(1);
+    m_pool.setExpiryTimeout(2 * lookInterval / 1ms);
     m_timer.setInterval(lookInterval);
-    connect(&m_timer, &QTimer::timeout, this, &FloodWatch::look);
+    connect(&m_timer, &QTimer::timeout, this, &FloodWatch::startLook);
     moveToThread(QCoreApplication::instance()->thread());
 }
 
@@ -130,35 +150,72 @@ void FloodWatch::remove(Endpoint endpoint, Registration *reply)
     }
 }
 
+void FloodWatch::startLook()
+{
+    {
+        const QMutexLocker locker(&m_mutex);
+        if (m_peers.isEmpty()) {
+            m_timer.stop();
+            return;
+        }
+    }
+    if (!m_isLooking.exchange(true)) {
+        m_pool.start([this] {
+            look();
+            m_isLooking = false;
+        });
+    }
+}
+
 void FloodWatch::look()
 {
-    const QVector<QHostAddress> floods = findFloods();
+    const QSet<Endpoint> quiet = quietPeers();
+    Readings readings;
+    for (const connections::Connection &connection : connections::all()) {
+        const Endpoint endpoint(connection.peer.toIPv4Address(), connection.peerPort);
+        if (quiet.contains(endpoint)) {
+            readings[endpoint].append({connection.descriptor, connections::takenFrom(connection.descriptor)});
+        }
+    }
+    const QVector<QHostAddress> floods = judge(readings);
     for (const QHostAddress &peer : floods) {
         qDebug() << "A flood that is no answer; all connections are cut to" << peer.toString();
         connections::cut(peer);
     }
 }
 
-QVector<QHostAddress> FloodWatch::findFloods()
+QSet<Endpoint> FloodWatch::quietPeers()
 {
     const QMutexLocker locker(&m_mutex);
-    if (m_peers.isEmpty()) {
-        m_timer.stop();
-        return {};
-    }
-    QHash<Endpoint, qint64> most;
-    for (const connections::Connection &connection : connections::all()) {
-        const Endpoint endpoint(connection.peer.toIPv4Address(), connection.peerPort);
-        const auto peer = m_peers.find(endpoint);
-        if (peer != m_peers.end() && !peer->progress) {
-            const qint64 before = peer->taken.value(connection.descriptor, connection.taken);
-            peer->taken.insert(connection.descriptor, before);
-            most[endpoint] = std::max(most.value(endpoint), connection.taken - before);
+    QSet<Endpoint> quiet;
+    for (auto peer = m_peers.begin(); peer != m_peers.end(); ++peer) {
+        if (peer->progress) {
+            peer->progress = false;
+            peer->suspected = false;
+            peer->taken.clear();
+        } else {
+            quiet.insert(peer.key());
         }
     }
+    return quiet;
+}
+
+QVector<QHostAddress> FloodWatch::judge(const Readings &readings)
+{
+    const QMutexLocker locker(&m_mutex);
     QVector<QHostAddress> floods;
-    for (auto peer = m_peers.begin(); peer != m_peers.end(); ++peer) {
-        const bool floodsNow = most.value(peer.key()) > mostTaken;
+    for (auto reading = readings.begin(); reading != readings.end(); ++reading) {
+        const auto peer = m_peers.find(reading.key());
+        if (peer == m_peers.end() || peer->progress) {
+            continue;
+        }
+        qint64 most = 0;
+        for (const Reading &connection : *reading) {
+            const qint64 before = peer->taken.value(connection.descriptor, connection.taken);
+            peer->taken.insert(connection.descriptor, before);
+            most = std::max(most, connection.taken - before);
+        }
+        const bool floodsNow = most > mostTaken;
         if (floodsNow && peer->suspected) {
             floods.append(QHostAddress(peer.key().first));
             for (Registration *const reply : qAsConst(peer->replies)) {
@@ -166,10 +223,6 @@ QVector<QHostAddress> FloodWatch::findFloods()
             }
         }
         peer->suspected = floodsNow;
-        if (peer->progress) {
-            peer->progress = false;
-            peer->taken.clear();
-        }
     }
     return floods;
 }
