@@ -5,7 +5,6 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QHostAddress>
-#include <QMutex>
 #include <QNetworkAccessManager>
 #include <QPointer>
 #include <QSemaphore>
@@ -15,6 +14,7 @@
 
 #include <chrono>
 #include <memory>
+#include <mutex>
 
 using namespace std::chrono_literals;
 
@@ -59,22 +59,22 @@ class PeersInWork final
 public:
     void add(const QHostAddress &peer)
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_peers.append(peer);
     }
     void remove(const QHostAddress &peer)
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_peers.removeOne(peer);
     }
     QVector<QHostAddress> all()
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         return m_peers;
     }
 
 private:
-    QMutex m_mutex;
+    std::mutex m_mutex;
     QVector<QHostAddress> m_peers;
 };
 

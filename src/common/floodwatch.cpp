@@ -6,7 +6,6 @@
 #include <QDebug>
 #include <QHash>
 #include <QHostAddress>
-#include <QMutex>
 #include <QNetworkReply>
 #include <QPair>
 #include <QSet>
@@ -18,6 +17,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <mutex>
 
 using namespace std::chrono_literals;
 
@@ -97,7 +97,7 @@ private:
     /// processor: nothing for the main thread.
     QThreadPool m_pool;
     std::atomic_bool m_isLooking{false};
-    QMutex m_mutex;
+    std::mutex m_mutex;
     QHash<Endpoint, Peer> m_peers;
 };
 
@@ -120,7 +120,7 @@ FloodWatch &FloodWatch::instance()
 
 void FloodWatch::add(Endpoint endpoint, Registration *reply)
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     if (m_peers.isEmpty()) {
         QMetaObject::invokeMethod(
             &m_timer,
@@ -136,13 +136,13 @@ void FloodWatch::add(Endpoint endpoint, Registration *reply)
 
 void FloodWatch::noteProgress(Endpoint endpoint)
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_peers[endpoint].progress = true;
 }
 
 void FloodWatch::remove(Endpoint endpoint, Registration *reply)
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     const auto peer = m_peers.find(endpoint);
     peer->replies.removeOne(reply);
     if (peer->replies.isEmpty()) {
@@ -153,7 +153,7 @@ void FloodWatch::remove(Endpoint endpoint, Registration *reply)
 void FloodWatch::startLook()
 {
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         if (m_peers.isEmpty()) {
             m_timer.stop();
             return;
@@ -186,7 +186,7 @@ void FloodWatch::look()
 
 QSet<Endpoint> FloodWatch::quietPeers()
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     QSet<Endpoint> quiet;
     for (auto peer = m_peers.begin(); peer != m_peers.end(); ++peer) {
         if (peer->progress) {
@@ -202,7 +202,7 @@ QSet<Endpoint> FloodWatch::quietPeers()
 
 QVector<QHostAddress> FloodWatch::judge(const Readings &readings)
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     QVector<QHostAddress> floods;
     for (auto reading = readings.begin(); reading != readings.end(); ++reading) {
         const auto peer = m_peers.find(reading.key());

@@ -361,7 +361,9 @@ void TestUpdateThreadWaits::endsWhenStoppedInAFlood()
     const qint64 before = thisprocess::bytesRead();
     QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesRead() > before + 1024LL * 1024, patience);
     QVERIFY(run.stop());
-    QCOMPARE(run.lastMessage(), message);
+    // On a slow machine the flood may just have been cut.
+    QVERIFY2(run.lastMessage() == message || run.lastMessage().startsWith(httpError),
+             qPrintable(run.lastMessage()));
     QTRY_VERIFY_WITH_TIMEOUT(threadCount() <= threads, patience);
 }
 
@@ -389,7 +391,7 @@ void TestUpdateThreadWaits::endsByItselfInAFlood()
     run.start();
     QVERIFY(run.awaitEnd());
     // As the client sees the end first, or the one who cut it.
-    QVERIFY2(run.lastMessage().startsWith(QLatin1String("Error for HTTP-Request: ")) ||
+    QVERIFY2(run.lastMessage().startsWith(httpError) ||
                  run.lastMessage() == QLatin1String("Wrong HTTP Status-Code 401"),
              qPrintable(run.lastMessage()));
     QCOMPARE(QString::fromStdString(m_bench->fleet().requests(0).back().target), target);
