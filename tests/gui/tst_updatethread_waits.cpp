@@ -359,7 +359,7 @@ void TestUpdateThreadWaits::endsWhenStoppedInAFlood()
     run.start();
     QVERIFY(run.awaitMessage(message));
     const qint64 before = thisprocess::bytesRead();
-    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesRead() > before + 1024LL * 1024, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesRead() > before + thisprocess::aFlood, patience);
     QVERIFY(run.stop());
     // On a slow machine the flood may just have been cut.
     QVERIFY2(run.lastMessage() == message || run.lastMessage().startsWith(httpError),

@@ -15,4 +15,8 @@ bool restartPeakMemory();
 /// Bytes that it has read from files and streams so far; -1 if that can't be told.
 qint64 bytesRead();
 
+/// Bytes of an answer after which it is clear that its sender means to go on. The client may stop taking more
+/// after a megabyte.
+constexpr qint64 aFlood = 256LL * 1024;
+
 } // namespace thisprocess
