@@ -9,8 +9,7 @@ namespace http {
 
 /// Takes a manager down whose request ended without an answer, and everything that belongs to it, without
 /// keeping the caller waiting. A peer that sends headers without an end holds the client's own thread: the
-/// destructor waits for it for seconds. Such a peer loses all its connections to this
-/// program.
+/// destructor waits for it for seconds. Such a peer loses all its connections to this program.
 ///
 /// From the manager's own thread, but not out of a signal of the manager or its replies.
 void dispose(QNetworkAccessManager *manager, const QHostAddress &peer);
