@@ -88,6 +88,10 @@ qint64 takenFrom(int descriptor)
 void cut(const QHostAddress &peer)
 {
     for (const int descriptor : descriptors()) {
+        // Closing the copy of a file could cost the file its locks.
+        if (!isTcp(descriptor)) {
+            continue;
+        }
         // Meanwhile its owner may close it, and the number may become another's: of a copy it can't.
         const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
         if (copy >= 0) {
