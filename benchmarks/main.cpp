@@ -1,5 +1,5 @@
 #include "app/application.h"
-#include "app/descriptorlimit.h"
+#include "common/descriptorlimit.h"
 #include "app/messagelog.h"
 #include "app/timezone.h"
 #include "cases.h"

@@ -25,6 +25,13 @@ macro(nembra_require_json)
     endif()
 endmacro()
 
+macro(nembra_require_curl)
+    find_package(CURL 7.85 QUIET)
+    if(NOT CURL_FOUND)
+        nembra_missing("libcurl 7.85" libcurl4-openssl-dev)
+    endif()
+endmacro()
+
 macro(nembra_require_qt_test)
     find_package(Qt5Test 5.15 QUIET)
     if(NOT Qt5Test_FOUND)

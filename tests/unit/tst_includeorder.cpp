@@ -14,6 +14,7 @@ const QMap<QString, QStringList> &foldersBelow()
 {
     static const QMap<QString, QStringList> below = [] {
         const QString common = QStringLiteral("common");
+        const QString web = QStringLiteral("web");
         const QString discovery = QStringLiteral("discovery");
         const QString device = QStringLiteral("device");
         const QString operations = QStringLiteral("operations");
@@ -22,13 +23,15 @@ const QMap<QString, QStringList> &foldersBelow()
         const QString syslog = QStringLiteral("syslog");
         return QMap<QString, QStringList>{
             {common, {}},
+            {web, {common}},
             {discovery, {common}},
             {widgets, {common}},
             {syslog, {common}},
-            {device, {discovery, common, widgets, syslog}},
-            {operations, {device, discovery, common, widgets, syslog}},
-            {mainwindow, {operations, device, discovery, common, widgets, syslog}},
-            {QStringLiteral("app"), {mainwindow, operations, device, discovery, common, widgets, syslog}},
+            {device, {discovery, web, common, widgets, syslog}},
+            {operations, {device, discovery, web, common, widgets, syslog}},
+            {mainwindow, {operations, device, discovery, web, common, widgets, syslog}},
+            {QStringLiteral("app"),
+             {mainwindow, operations, device, discovery, web, common, widgets, syslog}},
         };
     }();
     return below;

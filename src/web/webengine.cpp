@@ -1,0 +1,295 @@
+#include "web/webengine.h"
+
+#include "common/descriptorlimit.h"
+#include "web/weblimits.h"
+#include "web/webtransfer.h"
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+#include <QUrl>
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+namespace {
+
+/// Of the whole process; null before the first request and after the end of the application object.
+std::atomic<WebEngine *> theEngine{nullptr};
+
+constexpr int mostIdleHandles = 256;
+
+} // namespace
+
+WebEngine::WebEngine()
+{
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    m_thread.setObjectName(QStringLiteral("Network"));
+    moveToThread(&m_thread);
+    m_thread.start();
+    QMetaObject::invokeMethod(this, &WebEngine::open, Qt::QueuedConnection);
+}
+
+WebEngine::~WebEngine()
+{
+    QMetaObject::invokeMethod(this, &WebEngine::close, Qt::QueuedConnection);
+    m_thread.wait();
+    curl_global_cleanup();
+}
+
+WebEngine *WebEngine::create()
+{
+    theEngine = new WebEngine;
+    qAddPostRoutine(&WebEngine::stop);
+    return theEngine;
+}
+
+void WebEngine::stop()
+{
+    delete theEngine.exchange(nullptr);
+}
+
+WebEngine *WebEngine::running()
+{
+    // Once, whichever thread comes first.
+    [[maybe_unused]] static const WebEngine *const created = create();
+    return theEngine;
+}
+
+bool WebEngine::start(WebTransfer *transfer)
+{
+    WebEngine *const engine = running();
+    if (!engine) {
+        return false;
+    }
+    transfer->moveToThread(&engine->m_thread);
+    QMetaObject::invokeMethod(
+        engine,
+        [engine, transfer] {
+            engine->m_waiting.push_back(transfer);
+            engine->startWaiting();
+        },
+        Qt::QueuedConnection);
+    return true;
+}
+
+void WebEngine::bring(WebTransfer *transfer, const QByteArray &piece)
+{
+    if (WebEngine *const engine = running()) {
+        QMetaObject::invokeMethod(
+            engine,
+            [engine, transfer, piece] {
+                transfer->bring(piece);
+                engine->endFinished();
+            },
+            Qt::QueuedConnection);
+    }
+}
+
+void WebEngine::noteRead(WebTransfer *transfer, qint64 bytes)
+{
+    if (WebEngine *const engine = running()) {
+        QMetaObject::invokeMethod(
+            engine,
+            [engine, transfer, bytes] {
+                transfer->noteRead(bytes);
+                engine->endFinished();
+            },
+            Qt::QueuedConnection);
+    }
+}
+
+void WebEngine::dispose(WebTransfer *transfer)
+{
+    if (WebEngine *const engine = running()) {
+        QMetaObject::invokeMethod(
+            engine, [engine, transfer] { engine->drop(transfer); }, Qt::QueuedConnection);
+    } else {
+        // Its thread has ended.
+        delete transfer;
+    }
+}
+
+void WebEngine::open()
+{
+    m_timer = std::make_unique<QTimer>();
+    m_timer->setSingleShot(true);
+    m_timer->setTimerType(Qt::PreciseTimer);
+    connect(m_timer.get(), &QTimer::timeout, this, [this] { act(CURL_SOCKET_TIMEOUT, 0); });
+    m_multi = curl_multi_init();
+    curl_multi_setopt(m_multi, CURLMOPT_SOCKETFUNCTION, &WebEngine::onSocket);
+    curl_multi_setopt(m_multi, CURLMOPT_SOCKETDATA, this);
+    curl_multi_setopt(m_multi, CURLMOPT_TIMERFUNCTION, &WebEngine::onTimeout);
+    curl_multi_setopt(m_multi, CURLMOPT_TIMERDATA, this);
+    curl_multi_setopt(m_multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
+    // Each eviction would make the later ones slower; mayKeepConnection() sees to the bound.
+    curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, 4L * weblimits::keptConnections);
+}
+
+void WebEngine::close()
+{
+    // The replies that they belong to delete them.
+    m_waiting.clear();
+    for (WebTransfer *const transfer : qAsConst(m_transfers)) {
+        take(transfer->handle());
+        transfer->release();
+    }
+    m_transfers.clear();
+    for (CURL *const handle : qAsConst(m_idleHandles)) {
+        curl_easy_cleanup(handle);
+    }
+    m_idleHandles.clear();
+    curl_multi_cleanup(m_multi);
+    for (const Notifiers &notifiers : qAsConst(m_notifiers)) {
+        delete notifiers.read;
+        delete notifiers.write;
+    }
+    m_notifiers.clear();
+    m_timer.reset();
+    m_thread.quit();
+}
+
+int WebEngine::onSocket(CURL *handle, curl_socket_t socket, int what, void *engine, void *unused)
+{
+    Q_UNUSED(handle)
+    Q_UNUSED(unused)
+    static_cast<WebEngine *>(engine)->watch(socket, what);
+    return 0;
+}
+
+int WebEngine::onTimeout(CURLM *multi, long milliseconds, void *engine)
+{
+    Q_UNUSED(multi)
+    QTimer *const timer = static_cast<WebEngine *>(engine)->m_timer.get();
+    if (milliseconds < 0) {
+        timer->stop();
+    } else {
+        timer->start(static_cast<int>(milliseconds));
+    }
+    return 0;
+}
+
+void WebEngine::watch(curl_socket_t socket, int what)
+{
+    Notifiers &notifiers = m_notifiers[socket];
+    const bool reads = what == CURL_POLL_IN || what == CURL_POLL_INOUT;
+    const bool writes = what == CURL_POLL_OUT || what == CURL_POLL_INOUT;
+    if (reads && !notifiers.read) {
+        notifiers.read = createNotifier(socket, false);
+    }
+    if (writes && !notifiers.write) {
+        notifiers.write = createNotifier(socket, true);
+    }
+    if (notifiers.read) {
+        notifiers.read->setEnabled(reads);
+    }
+    if (notifiers.write) {
+        notifiers.write->setEnabled(writes);
+    }
+}
+
+QSocketNotifier *WebEngine::createNotifier(curl_socket_t socket, bool forWriting)
+{
+    auto *const notifier = new QSocketNotifier(static_cast<qintptr>(socket),
+                                               forWriting ? QSocketNotifier::Write : QSocketNotifier::Read);
+    const int event = forWriting ? CURL_CSELECT_OUT : CURL_CSELECT_IN;
+    connect(notifier, &QSocketNotifier::activated, this, [this, socket, event] { act(socket, event); });
+    return notifier;
+}
+
+void WebEngine::act(curl_socket_t socket, int events)
+{
+    int unused = 0;
+    curl_multi_socket_action(m_multi, socket, events, &unused);
+    endFinished();
+}
+
+void WebEngine::startWaiting()
+{
+    while (!m_waiting.empty() && m_transfers.size() < connectionsThatFit()) {
+        WebTransfer *const transfer = m_waiting.front();
+        m_waiting.pop_front();
+        begin(transfer);
+    }
+}
+
+void WebEngine::begin(WebTransfer *transfer)
+{
+    CURL *const handle = m_idleHandles.isEmpty() ? curl_easy_init() : m_idleHandles.takeLast();
+    transfer->begin(handle, mayKeepConnection(transfer), &m_changed);
+    m_transfers.insert(transfer);
+    curl_multi_add_handle(m_multi, handle);
+}
+
+bool WebEngine::mayKeepConnection(const WebTransfer *transfer)
+{
+    if (!transfer->request().isSecure() || !transfer->request().mayBeRepeated) {
+        return false;
+    }
+    const QByteArray authority = QUrl::fromEncoded(transfer->request().url).authority().toLatin1();
+    if (m_keepers.size() < std::min(weblimits::keptConnections, connectionsThatFit() / 2)) {
+        m_keepers.insert(authority);
+    }
+    return m_keepers.contains(authority);
+}
+
+void WebEngine::endFinished()
+{
+    int unused = 0;
+    while (const CURLMsg *const message = curl_multi_info_read(m_multi, &unused)) {
+        CURL *const handle = message->easy_handle;
+        const CURLcode result = message->data.result;
+        end(handle, result);
+    }
+    // Telling may not change what is told of: what hears it hears it later, in its own thread.
+    const QVector<WebTransfer *> changed = std::exchange(m_changed, {});
+    for (WebTransfer *const transfer : changed) {
+        if (transfer->handle() && transfer->isObjectionable()) {
+            end(transfer->handle(), CURLE_WRITE_ERROR);
+        }
+        transfer->tell();
+    }
+    startWaiting();
+}
+
+void WebEngine::end(CURL *handle, CURLcode result)
+{
+    char *transfer = nullptr;
+    curl_easy_getinfo(handle, CURLINFO_PRIVATE, &transfer);
+    auto *const ended = reinterpret_cast<WebTransfer *>(transfer);
+    m_transfers.remove(ended);
+    ended->end(result);
+    take(handle);
+}
+
+void WebEngine::take(CURL *handle)
+{
+    // Closes its connection, unless that is kept.
+    curl_multi_remove_handle(m_multi, handle);
+    if (m_idleHandles.size() < mostIdleHandles) {
+        curl_easy_reset(handle);
+        m_idleHandles.append(handle);
+    } else {
+        curl_easy_cleanup(handle);
+    }
+}
+
+void WebEngine::drop(WebTransfer *transfer)
+{
+    if (m_transfers.remove(transfer)) {
+        take(transfer->release());
+    } else {
+        m_waiting.erase(std::remove(m_waiting.begin(), m_waiting.end(), transfer), m_waiting.end());
+    }
+    delete transfer;
+    startWaiting();
+}
+
+int WebEngine::connectionsThatFit()
+{
+    // Each may have a file that its answer goes to.
+    constexpr int perConnection = 2;
+    constexpr int reserved = 256;
+    constexpr int fewest = 32;
+    return std::clamp((descriptorLimit() - reserved) / perConnection, fewest, weblimits::openConnections);
+}

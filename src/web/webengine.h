@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QThread>
+#include <QTimer>
+#include <QVector>
+
+#include <curl/curl.h>
+#include <deque>
+#include <memory>
+
+class QSocketNotifier;
+class WebTransfer;
+
+/// Carries out all requests of the process: libcurl's multi interface in a thread of its own, the network
+/// thread, driven by that thread's event loop. What crosses are queued calls with the bytes in them.
+///
+/// Comes into being with the first request and ends with the application object.
+class WebEngine final : public QObject
+{
+    Q_OBJECT
+
+public:
+    // From any thread.
+
+    /// Sends a transfer's request now, or when a connection is free. It tells by its signal. False at the end
+    /// of the program, when nothing is sent any more.
+    static bool start(WebTransfer *transfer);
+    static void bring(WebTransfer *transfer, const QByteArray &piece);
+    static void noteRead(WebTransfer *transfer, qint64 bytes);
+    /// Ends a transfer, closes its connection if it is in the middle of it, and deletes it.
+    static void dispose(WebTransfer *transfer);
+
+private:
+    struct Notifiers
+    {
+        QSocketNotifier *read = nullptr;
+        QSocketNotifier *write = nullptr;
+    };
+
+    WebEngine();
+    ~WebEngine() override;
+    static WebEngine *running();
+    static WebEngine *create();
+    static void stop();
+
+    // In the network thread.
+    static int onSocket(CURL *handle, curl_socket_t socket, int what, void *engine, void *unused);
+    static int onTimeout(CURLM *multi, long milliseconds, void *engine);
+    void open();
+    void close();
+    void watch(curl_socket_t socket, int what);
+    QSocketNotifier *createNotifier(curl_socket_t socket, bool forWriting);
+    void act(curl_socket_t socket, int events);
+    void startWaiting();
+    void begin(WebTransfer *transfer);
+    bool mayKeepConnection(const WebTransfer *transfer);
+    void end(CURL *handle, CURLcode result);
+    void endFinished();
+    void take(CURL *handle);
+    void drop(WebTransfer *transfer);
+    static int connectionsThatFit();
+
+    QThread m_thread;
+    CURLM *m_multi = nullptr;
+    std::unique_ptr<QTimer> m_timer;
+    /// Never deleted before the end: that may not happen while one tells of something.
+    QHash<curl_socket_t, Notifiers> m_notifiers;
+    /// Those that have begun and not ended.
+    QSet<WebTransfer *> m_transfers;
+    std::deque<WebTransfer *> m_waiting;
+    /// For the next transfers: making one costs more than using it.
+    QVector<CURL *> m_idleHandles;
+    /// Those that have something to tell; empty whenever the event loop turns.
+    QVector<WebTransfer *> m_changed;
+    /// Address and port of those whose connections are kept.
+    QSet<QByteArray> m_keepers;
+};

@@ -1,0 +1,144 @@
+#include "web/weberror.h"
+
+#include <QCoreApplication>
+#include <QUrl>
+
+#include <cerrno>
+#include <curl/curl.h>
+
+namespace {
+
+WebError timedOut()
+{
+    return {QNetworkReply::TimeoutError, "QAbstractSocket", "Socket operation timed out"};
+}
+
+WebError unknown(const QByteArray &detail)
+{
+    return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Network error", detail};
+}
+
+/// Windows has other numbers for them, and other names; there it is told as an unknown error with libcurl's
+/// words.
+WebError ofConnect(long systemError, const QByteArray &detail)
+{
+    switch (systemError) {
+    case ECONNREFUSED:
+        return {QNetworkReply::ConnectionRefusedError, "QHttp", "Connection refused"};
+    case ENETUNREACH:
+        return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Network unreachable"};
+    case EHOSTUNREACH:
+        return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Host unreachable"};
+    case EACCES:
+    case EPERM:
+        return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Permission denied"};
+    case ETIMEDOUT:
+        return timedOut();
+    default:
+        return unknown(detail);
+    }
+}
+
+} // namespace
+
+QString WebError::message() const
+{
+    const QString translated = QCoreApplication::translate(context, text);
+    return detail.isEmpty() ? translated : translated + QLatin1String(": ") + QString::fromUtf8(detail);
+}
+
+WebError WebError::canceled()
+{
+    return {QNetworkReply::OperationCanceledError, "QNetworkReplyHttpImpl", "Operation canceled"};
+}
+
+WebError WebError::hostNotFound()
+{
+    return {QNetworkReply::HostNotFoundError, "QAbstractSocket", "Host not found"};
+}
+
+WebError WebError::badAnswer()
+{
+    return {QNetworkReply::ProtocolFailure, "QHttp", "Data corrupted"};
+}
+
+WebError WebError::connectionClosed()
+{
+    return {QNetworkReply::RemoteHostClosedError, "QHttp", "Connection closed"};
+}
+
+WebError WebError::ofTransfer(int result, long systemError, const QByteArray &detail)
+{
+    switch (result) {
+    case CURLE_OK:
+        return {};
+    case CURLE_COULDNT_CONNECT:
+        return ofConnect(systemError, detail);
+    case CURLE_OPERATION_TIMEDOUT:
+        return timedOut();
+    case CURLE_SSL_CONNECT_ERROR:
+        if (detail.contains("SSL_ERROR_SYSCALL")) {
+            return connectionClosed();
+        }
+        return {QNetworkReply::SslHandshakeFailedError, "QHttp", "SSL handshake failed"};
+    case CURLE_RECV_ERROR:
+        return detail.contains("chunked") ? badAnswer() : connectionClosed();
+    case CURLE_GOT_NOTHING:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_SEND_ERROR:
+    // The peer has closed a kept connection, and what was sent can't be brought once more.
+    case CURLE_SEND_FAIL_REWIND:
+    // No HTTP at all.
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+        return connectionClosed();
+    default:
+        return unknown(detail);
+    }
+}
+
+QNetworkReply::NetworkError WebError::codeOfStatus(int status)
+{
+    switch (status) {
+    case 400:
+    case 418:
+        return QNetworkReply::ProtocolInvalidOperationError;
+    case 401:
+        return QNetworkReply::AuthenticationRequiredError;
+    case 403:
+        return QNetworkReply::ContentAccessDenied;
+    case 404:
+        return QNetworkReply::ContentNotFoundError;
+    case 405:
+        return QNetworkReply::ContentOperationNotPermittedError;
+    case 407:
+        return QNetworkReply::ProxyAuthenticationRequiredError;
+    case 409:
+        return QNetworkReply::ContentConflictError;
+    case 410:
+        return QNetworkReply::ContentGoneError;
+    case 500:
+        return QNetworkReply::InternalServerError;
+    case 501:
+        return QNetworkReply::OperationNotImplementedError;
+    case 503:
+        return QNetworkReply::ServiceUnavailableError;
+    default:
+        return status > 500    ? QNetworkReply::UnknownServerError
+               : status >= 400 ? QNetworkReply::UnknownContentError
+                               : QNetworkReply::NoError;
+    }
+}
+
+QString WebError::messageOfStatus(int status, const QByteArray &reason, const QUrl &url)
+{
+    if (status == 401) {
+        return QCoreApplication::translate("QHttp", "Host requires authentication");
+    }
+    if (status == 407) {
+        return QCoreApplication::translate("QHttp", "Proxy requires authentication");
+    }
+    // Qt doesn't translate it either.
+    return QStringLiteral("Error transferring %1 - server replied: %2")
+        .arg(url.toString(), QString::fromLatin1(reason));
+}

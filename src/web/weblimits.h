@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <chrono>
+
+/// What one device, or all of them together, may cost the client. What is beyond ends its request with an
+/// error, or waits where that is said.
+namespace weblimits {
+
+/// Bytes of the status line, the headers and the trailers of an answer, interim answers included. Devices
+/// send a few hundred.
+inline constexpr qint64 headers = 64LL * 1024;
+/// Bytes of a body that wait for their reader, on either way. The sender waits meanwhile. Enough for a fast
+/// network to go on while the GUI thread is busy for some milliseconds.
+inline constexpr qint64 unreadBody = 512LL * 1024;
+/// Bytes with which the peer may say how long its chunks are: so many in all, and so many for each byte of
+/// the body. Chunks of one byte take six.
+inline constexpr qint64 framing = 64LL * 1024;
+inline constexpr qint64 framingPerByte = 16;
+
+/// Connections over TLS that are kept open, since a handshake costs a device most. Others are closed at once:
+/// over plain HTTP a new connection is as fast.
+inline constexpr int keptConnections = 4000;
+/// Connections that are open for requests; further requests wait. More than any network has devices; a
+/// connection to a device that doesn't answer costs some 25 kB.
+inline constexpr int openConnections = 20000;
+/// For the connection and the TLS handshake. A device that is switched off shows no sooner.
+inline constexpr std::chrono::seconds connectTime{60};
+
+} // namespace weblimits

@@ -1,0 +1,31 @@
+#include "web/webmanager.h"
+
+#include "web/webreply.h"
+
+#include <QNetworkCookie>
+#include <QNetworkCookieJar>
+#include <QNetworkProxy>
+
+WebManager::WebManager(QObject *parent)
+    : QNetworkAccessManager(parent)
+{
+    setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+    setCookieJar(new QNetworkCookieJar(this));
+}
+
+QNetworkReply *WebManager::createRequest(Operation operation, const QNetworkRequest &request,
+                                         QIODevice *outgoingData)
+{
+    const QString scheme = request.url().scheme();
+    const bool isWeb = scheme == QLatin1String("http") || scheme == QLatin1String("https");
+    if (!isWeb || (operation != GetOperation && operation != PostOperation)) {
+        // An error, at once and in Qt's own words.
+        return QNetworkAccessManager::createRequest(operation, request, outgoingData);
+    }
+    QNetworkRequest withCookies(request);
+    const QList<QNetworkCookie> cookies = cookieJar()->cookiesForUrl(request.url());
+    if (!cookies.isEmpty()) {
+        withCookies.setHeader(QNetworkRequest::CookieHeader, QVariant::fromValue(cookies));
+    }
+    return new WebReply(this, operation, withCookies, outgoingData);
+}

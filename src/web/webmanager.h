@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QNetworkAccessManager>
+#include <QNetworkRequest>
+
+/// An HTTP client for devices. To its users it is Qt's own, with cookies of its own; but all clients of the
+/// process share one engine, and what a peer sends is bounded, see weblimits.
+///
+/// No redirection is followed, nothing is unpacked, no proxy is used, no host name is looked up, and no
+/// certificate is verified. Any thread with an event loop.
+class WebManager final : public QNetworkAccessManager
+{
+    Q_OBJECT
+
+public:
+    /// Has no cookies yet.
+    explicit WebManager(QObject *parent = nullptr);
+
+    /// An attribute of requests that may go out twice: over TLS they use a connection that was kept, which
+    /// the device may just be closing, and are silently repeated then. True for every GET. All others go over
+    /// a connection of their own, once.
+    static constexpr auto MayBeRepeatedAttribute = QNetworkRequest::User;
+
+protected:
+    QNetworkReply *createRequest(Operation operation, const QNetworkRequest &request,
+                                 QIODevice *outgoingData) override;
+};

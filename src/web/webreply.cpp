@@ -1,0 +1,307 @@
+#include "web/webreply.h"
+
+#include "web/webengine.h"
+#include "web/weblimits.h"
+#include "web/webmanager.h"
+
+#include <QBuffer>
+#include <QHostAddress>
+#include <QLocale>
+#include <QNetworkCookie>
+#include <QNetworkCookieJar>
+#include <QUrl>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+/// Milliseconds between two signals of progress.
+constexpr qint64 progressInterval = 100;
+/// Bytes of a body that are read at a time.
+constexpr qint64 pieceSize = 64LL * 1024;
+
+/// "de-DE,en,*"
+QByteArray acceptedLanguages()
+{
+    const QString locale = QLocale::system().name().replace(QLatin1Char('_'), QLatin1Char('-'));
+    if (locale == QLatin1String("C")) {
+        return "en,*";
+    }
+    return locale.toLatin1() + (locale.startsWith(QLatin1String("en-")) ? ",*" : ",en,*");
+}
+
+QByteArray encodedWithoutFragment(const QUrl &url)
+{
+    QUrl shown = url;
+    if (shown.path().isEmpty()) {
+        shown.setPath(QStringLiteral("/"));
+    }
+    return shown.toEncoded(QUrl::RemoveFragment | QUrl::RemoveUserInfo);
+}
+
+/// "10.0.0.7:8080"; without a port that goes without saying.
+QByteArray hostHeader(const QUrl &url)
+{
+    const QByteArray port = url.port() < 0 ? QByteArray() : ':' + QByteArray::number(url.port());
+    return url.host().toLatin1() + port;
+}
+
+/// The head of a request as Qt's own client sends it: devices know it.
+QList<QByteArray> headerLines(const QNetworkRequest &request, qint64 bodySize)
+{
+    static const QByteArray languages = acceptedLanguages();
+    QList<QByteArray> lines;
+    const auto add = [&lines, &request](const QByteArray &name, const QByteArray &value) {
+        if (!request.hasRawHeader(name)) {
+            lines += name + ": " + value;
+        }
+    };
+    const QList<QByteArray> names = request.rawHeaderList();
+    for (const QByteArray &name : names) {
+        lines += name + ": " + request.rawHeader(name);
+    }
+    if (bodySize >= 0) {
+        add("Content-Length", QByteArray::number(bodySize));
+    }
+    add("Connection", "Keep-Alive");
+    add("Accept-Language", languages);
+    add("User-Agent", "Mozilla/5.0");
+    add("Host", hostHeader(request.url()));
+    return lines;
+}
+
+} // namespace
+
+WebReply::WebReply(QNetworkAccessManager *manager, QNetworkAccessManager::Operation operation,
+                   const QNetworkRequest &request, QIODevice *outgoingData)
+    : QNetworkReply(manager)
+{
+    setRequest(request);
+    setUrl(request.url());
+    setOperation(operation);
+    QNetworkReply::open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+
+    WebRequest message;
+    message.verb = operation == QNetworkAccessManager::GetOperation ? "GET" : "POST";
+    message.url = encodedWithoutFragment(url());
+    message.mayBeRepeated = operation == QNetworkAccessManager::GetOperation ||
+                            request.attribute(WebManager::MayBeRepeatedAttribute).toBool();
+    qint64 bodySize = operation == QNetworkAccessManager::GetOperation ? -1 : 0;
+    if (const auto *const buffer = qobject_cast<const QBuffer *>(outgoingData)) {
+        message.body = buffer->data().mid(static_cast<int>(buffer->pos()));
+        bodySize = message.body.size();
+    } else if (outgoingData) {
+        const QVariant promised = request.header(QNetworkRequest::ContentLengthHeader);
+        bodySize = promised.isValid() ? promised.toLongLong() : outgoingData->size();
+        message.streamedSize = bodySize;
+        m_source = outgoingData;
+        m_left = bodySize;
+        connect(outgoingData, &QIODevice::readyRead, this, &WebReply::bringBody);
+    }
+    m_toSend = std::max<qint64>(bodySize, 0);
+    message.headers = headerLines(request, bodySize);
+    start(std::move(message));
+}
+
+WebReply::~WebReply()
+{
+    dropTransfer();
+}
+
+void WebReply::start(WebRequest request)
+{
+    static const int newsType = qRegisterMetaType<WebNews>();
+    Q_UNUSED(newsType)
+    const QHostAddress address(url().host());
+    const bool isNumeric = address.protocol() == QAbstractSocket::IPv4Protocol;
+    auto transfer = std::make_unique<WebTransfer>(std::move(request));
+    connect(transfer.get(), &WebTransfer::news, this, &WebReply::take, Qt::QueuedConnection);
+    if (isNumeric && WebEngine::start(transfer.get())) {
+        m_transfer = transfer.release();
+        return;
+    }
+    const WebError error = isNumeric ? WebError::canceled() : WebError::hostNotFound();
+    QMetaObject::invokeMethod(
+        this, [this, error] { fail(error); }, Qt::QueuedConnection);
+}
+
+void WebReply::dropTransfer()
+{
+    if (m_transfer) {
+        m_transfer->disconnect(this);
+        WebEngine::dispose(std::exchange(m_transfer, nullptr));
+    }
+}
+
+void WebReply::abort()
+{
+    if (m_isEnding) {
+        return;
+    }
+    dropTransfer();
+    m_unread.clear();
+    m_unreadOffset = 0;
+    QNetworkReply::close();
+    fail(WebError::canceled());
+}
+
+qint64 WebReply::bytesAvailable() const
+{
+    return QNetworkReply::bytesAvailable() + m_unread.size() - m_unreadOffset;
+}
+
+qint64 WebReply::readData(char *data, qint64 maximum)
+{
+    const qint64 size = std::min<qint64>(maximum, m_unread.size() - m_unreadOffset);
+    if (size == 0) {
+        return isFinished() ? -1 : 0;
+    }
+    std::memcpy(data, m_unread.constData() + m_unreadOffset, static_cast<std::size_t>(size));
+    m_unreadOffset += static_cast<int>(size);
+    if (m_unreadOffset == m_unread.size()) {
+        m_unread.clear();
+        m_unreadOffset = 0;
+    }
+    if (m_transfer) {
+        WebEngine::noteRead(m_transfer, size);
+    }
+    return size;
+}
+
+void WebReply::take(const WebNews &news)
+{
+    const Self self(this);
+    const auto goesOn = [this, &self] { return self && !m_isEnding; };
+    if (!goesOn()) {
+        return;
+    }
+    if (news.welcome > 0) {
+        m_welcome += news.welcome;
+        bringBody();
+    }
+    if (news.sent > 0) {
+        tellSent(news.sent);
+    }
+    if (news.head && goesOn()) {
+        takeHead(*news.head);
+    }
+    if (!news.body.isEmpty() && goesOn()) {
+        takeBody(news.body);
+    }
+    if (!news.hasEnded || !goesOn()) {
+        return;
+    }
+    const int status = attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (news.error) {
+        fail(news.error);
+    } else {
+        const QByteArray reason = attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray();
+        finish(WebError::codeOfStatus(status), WebError::messageOfStatus(status, reason, url()));
+    }
+}
+
+void WebReply::takeHead(const WebHead &head)
+{
+    setAttribute(QNetworkRequest::HttpStatusCodeAttribute, head.status);
+    setAttribute(QNetworkRequest::HttpReasonPhraseAttribute, QString::fromLatin1(head.reason));
+    for (const auto &header : head.headers) {
+        const bool isCookie = header.first.compare("set-cookie", Qt::CaseInsensitive) == 0;
+        QByteArray value = rawHeader(header.first);
+        if (hasRawHeader(header.first)) {
+            value += isCookie ? "\n" : ", ";
+        }
+        setRawHeader(header.first, value + header.second);
+    }
+    const QVariant length = header(QNetworkRequest::ContentLengthHeader);
+    m_expected = length.isValid() ? length.toLongLong() : -1;
+    constexpr std::array redirections{301, 302, 303, 305, 307, 308};
+    if (std::find(redirections.begin(), redirections.end(), head.status) != redirections.end()) {
+        setAttribute(QNetworkRequest::RedirectionTargetAttribute,
+                     QUrl(QString::fromUtf8(rawHeader("Location"))));
+    }
+    const auto cookies = header(QNetworkRequest::SetCookieHeader).value<QList<QNetworkCookie>>();
+    if (!cookies.isEmpty()) {
+        manager()->cookieJar()->setCookiesFromUrl(cookies, url());
+    }
+    emit metaDataChanged();
+}
+
+void WebReply::takeBody(const QByteArray &bytes)
+{
+    m_received += bytes.size();
+    if (!isOpen()) {
+        // Nobody wants it.
+        WebEngine::noteRead(m_transfer, bytes.size());
+        return;
+    }
+    if (m_unread.isEmpty()) {
+        m_unread = bytes;
+    } else {
+        m_unread.remove(0, m_unreadOffset);
+        m_unread += bytes;
+    }
+    m_unreadOffset = 0;
+    const Self self(this);
+    emit readyRead();
+    if (self && !m_isEnding && (!m_receivedTold.isValid() || m_receivedTold.hasExpired(progressInterval))) {
+        m_receivedTold.start();
+        emit downloadProgress(m_received, m_expected);
+    }
+}
+
+void WebReply::tellSent(qint64 bytes)
+{
+    if (bytes != m_toSend && m_sentTold.isValid() && !m_sentTold.hasExpired(progressInterval)) {
+        return;
+    }
+    m_sentTold.start();
+    emit uploadProgress(bytes, m_toSend);
+}
+
+void WebReply::bringBody()
+{
+    while (m_transfer && m_source && m_left > 0 && m_welcome > 0) {
+        const QByteArray piece = m_source->read(std::min({m_left, m_welcome, pieceSize}));
+        if (piece.isEmpty() && !m_source->atEnd()) {
+            // It tells when it has more.
+            return;
+        }
+        // An empty one tells that there is less than was promised.
+        WebEngine::bring(m_transfer, piece);
+        m_left = piece.isEmpty() ? 0 : m_left - piece.size();
+        m_welcome -= piece.size();
+    }
+}
+
+void WebReply::fail(const WebError &error)
+{
+    finish(error.code, error.message());
+}
+
+void WebReply::finish(QNetworkReply::NetworkError code, const QString &message)
+{
+    if (m_isEnding) {
+        return;
+    }
+    m_isEnding = true;
+    dropTransfer();
+    const Self self(this);
+    if (code != NoError) {
+        setError(code, message);
+        emit errorOccurred(code);
+    }
+    if (!self) {
+        return;
+    }
+    setFinished(true);
+    emit downloadProgress(m_received, m_expected < 0 ? m_received : m_expected);
+    if (self) {
+        emit readChannelFinished();
+    }
+    if (self) {
+        emit finished();
+    }
+}

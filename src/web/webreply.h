@@ -1,0 +1,66 @@
+#pragma once
+
+#include "web/webtransfer.h"
+
+#include <QElapsedTimer>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QPointer>
+
+/// The answer to a request over the engine. Signals, errors and attributes are those of Qt's own HTTP
+/// replies, in their order; see WebManager for what differs. Belongs to its manager, and lives in its thread.
+///
+/// What has arrived waits here, up to a bound, until it is read; then the peer has to wait. So who wants to
+/// hear of the end of a long answer has to read it.
+class WebReply final : public QNetworkReply
+{
+    Q_OBJECT
+
+public:
+    /// `outgoingData`: the body, open for reading; null if there is none. It is read while it is sent.
+    WebReply(QNetworkAccessManager *manager, QNetworkAccessManager::Operation operation,
+             const QNetworkRequest &request, QIODevice *outgoingData);
+    ~WebReply() override;
+    Q_DISABLE_COPY_MOVE(WebReply)
+
+    void abort() override;
+    bool isSequential() const override { return true; }
+    qint64 bytesAvailable() const override;
+
+protected:
+    qint64 readData(char *data, qint64 maximum) override;
+
+private:
+    /// Tells whether the object still exists after a signal.
+    using Self = QPointer<const WebReply>;
+
+    void start(WebRequest request);
+    void take(const WebNews &news);
+    void takeHead(const WebHead &head);
+    void takeBody(const QByteArray &bytes);
+    void tellSent(qint64 bytes);
+    void bringBody();
+    void finish(QNetworkReply::NetworkError code, const QString &message);
+    void fail(const WebError &error);
+    void dropTransfer();
+
+    /// In the network thread; null once it is of no use any more.
+    WebTransfer *m_transfer = nullptr;
+    /// The last signals are being sent, or were.
+    bool m_isEnding = false;
+    /// What has arrived and was not read yet, from the offset on.
+    QByteArray m_unread;
+    int m_unreadOffset = 0;
+    qint64 m_received = 0;
+    /// Negative: the peer has not said how long its answer is.
+    qint64 m_expected = -1;
+    QElapsedTimer m_receivedTold;
+
+    /// The body where it is read while it is sent; else null.
+    QPointer<QIODevice> m_source;
+    qint64 m_toSend = 0;
+    /// So much the engine still has room for.
+    qint64 m_welcome = 0;
+    qint64 m_left = 0;
+    QElapsedTimer m_sentTold;
+};
