@@ -1,9 +1,8 @@
 #include "app/application.h"
-#include "common/descriptorlimit.h"
 #include "app/messagelog.h"
 #include "app/singleapplication.h"
 #include "app/timezone.h"
-#include "common/disposal.h"
+#include "common/descriptorlimit.h"
 #include "common/settings.h"
 #include "common/tlsdefaults.h"
 #include "common/translations.h"
@@ -27,7 +26,5 @@ int main(int argc, char *argv[])
     const startup::Arguments arguments = startup::parseArguments(application);
     applyDeviceTlsDefaults();
     settings::open(arguments.configFile);
-    const int result = startup::runMainWindow(application, arguments.devicesFile);
-    http::disposeOfAll();
-    return result;
+    return startup::runMainWindow(application, arguments.devicesFile);
 }

@@ -1,6 +1,7 @@
 #include "device/deviceinfo.h"
 
 #include "common/json.h"
+#include "web/deviceprotocol.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -124,14 +125,14 @@ std::optional<DeviceInfo> parseAnswer(const QByteArray &answer, bool preferExten
 
 QString accessRightsText(qint32 loginGroup)
 {
-    switch (loginGroup) {
-    case 0:
+    switch (static_cast<AccessLevel>(loginGroup)) {
+    case AccessLevel::None:
         return QCoreApplication::translate("Device", "None");
-    case 1:
+    case AccessLevel::ReadData:
         return QCoreApplication::translate("Device", "Read data");
-    case 2:
+    case AccessLevel::ReadConfig:
         return QCoreApplication::translate("Device", "Read data / Read config");
-    case 3:
+    case AccessLevel::WriteConfig:
         return QCoreApplication::translate("Device", "Read data / Write config");
     default:
         return {};

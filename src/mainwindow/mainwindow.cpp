@@ -97,7 +97,7 @@ void MainWindow::setUpDiscovery()
 {
     m_discovery = new Discovery(static_cast<quint16>(settings::value(settings::scanPort)), this);
     connect(m_discovery, &Discovery::device, this, &MainWindow::onDevice);
-    m_queryQueue = new QueryQueue(RequestPace::requestsThatFit(), this);
+    m_queryQueue = new QueryQueue(this);
 }
 
 void MainWindow::setUpTimers()
@@ -254,7 +254,7 @@ QList<DeviceItem *> MainWindow::selectedItems() const
     return items;
 }
 
-bool MainWindow::selectedDevices(QList<Device *> &out, bool needAddress, bool needAnswer)
+bool MainWindow::selectReachable(QList<Device *> &out, bool needAddress, bool needAnswer)
 {
     out.clear();
     const QList<DeviceItem *> items = selectedItems();

@@ -13,6 +13,7 @@
 
 #include <memory>
 
+enum class AccessLevel : qint32;
 class Device;
 class CLogList;
 class DeviceItem;
@@ -122,15 +123,15 @@ private:
     /// Fills `out` with the selected devices, in the order of selecting. False, after telling the user which
     /// device can't be reached, if one lacks the address or the answer that is needed; false if nothing is
     /// selected.
-    bool selectedDevices(QList<Device *> &out, bool needAddress, bool needAnswer);
+    bool selectReachable(QList<Device *> &out, bool needAddress, bool needAnswer);
     static void openWebInterface(const Device &device);
 
     // Operations.
     void enableOperations(const SelectionRules &rules);
     /// Has the user log in where a session may not do enough. False if that didn't succeed everywhere.
-    bool ensureAccess(const QList<Device *> &devices, int level);
-    /// selectedDevices() with everything that an operation needs, and ensureAccess().
-    bool selectDevices(QList<Device *> &out, int level);
+    bool ensureAccess(const QList<Device *> &devices, AccessLevel level);
+    /// selectReachable() with everything that an operation needs, and ensureAccess().
+    bool selectAuthorized(QList<Device *> &out, AccessLevel level);
     void saveConfigs(const QList<Device *> &devices, bool includePasswords);
     /// Asks what there is to ask before an update. False if it must not be.
     bool mayUpdateFirmware(const QList<Device *> &devices);

@@ -28,14 +28,6 @@ namespace {
 /// After which a device that was given another address is asked for it; milliseconds.
 constexpr int restartTime = 500;
 
-/// What a session must be allowed to do, see deviceinfo::accessRightsText().
-namespace accesslevel {
-constexpr int none = 0;
-constexpr int readData = 1;
-constexpr int readConfig = 2;
-constexpr int writeConfig = 3;
-} // namespace accesslevel
-
 } // namespace
 
 void MainWindow::enableOperations(const SelectionRules &rules)
@@ -48,31 +40,31 @@ void MainWindow::enableOperations(const SelectionRules &rules)
     ui->actionConfigureDevice->setEnabled(rules.configureDevice);
 }
 
-bool MainWindow::ensureAccess(const QList<Device *> &devices, int level)
+bool MainWindow::ensureAccess(const QList<Device *> &devices, AccessLevel level)
 {
     QList<Device *> missing;
     std::copy_if(devices.begin(), devices.end(), std::back_inserter(missing),
-                 [level](const Device *device) { return device->loginGroup() < level; });
+                 [level](const Device *device) { return !device->mayAccess(level); });
     return missing.isEmpty() || LoginDevicesDialog(missing, level, this).exec() == QDialog::Accepted;
 }
 
-bool MainWindow::selectDevices(QList<Device *> &out, int level)
+bool MainWindow::selectAuthorized(QList<Device *> &out, AccessLevel level)
 {
-    return selectedDevices(out, true, true) && ensureAccess(out, level);
+    return selectReachable(out, true, true) && ensureAccess(out, level);
 }
 
 void MainWindow::on_actionSet_Login_triggered()
 {
     QList<Device *> devices;
-    if (selectedDevices(devices, true, true)) {
-        LoginDevicesDialog(devices, accesslevel::none, this).exec();
+    if (selectReachable(devices, true, true)) {
+        LoginDevicesDialog(devices, AccessLevel::None, this).exec();
     }
 }
 
 void MainWindow::on_actionSave_Configs_triggered()
 {
     QList<Device *> devices;
-    if (selectDevices(devices, accesslevel::readConfig)) {
+    if (selectAuthorized(devices, AccessLevel::ReadConfig)) {
         saveConfigs(devices, false);
     }
 }
@@ -80,7 +72,7 @@ void MainWindow::on_actionSave_Configs_triggered()
 void MainWindow::on_actionSave_with_passwords_triggered()
 {
     QList<Device *> devices;
-    if (selectDevices(devices, accesslevel::writeConfig)) {
+    if (selectAuthorized(devices, AccessLevel::WriteConfig)) {
         saveConfigs(devices, true);
     }
 }
@@ -99,7 +91,7 @@ void MainWindow::saveConfigs(const QList<Device *> &devices, bool includePasswor
 void MainWindow::on_actionUpload_config_triggered()
 {
     QList<Device *> devices;
-    if (!selectDevices(devices, accesslevel::writeConfig)) {
+    if (!selectAuthorized(devices, AccessLevel::WriteConfig)) {
         return;
     }
     const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Upload config"),
@@ -128,7 +120,7 @@ void MainWindow::on_actionUpload_config_triggered()
 void MainWindow::on_actionDownload_CSV_triggered()
 {
     QList<Device *> devices;
-    if (selectDevices(devices, accesslevel::readData)) {
+    if (selectAuthorized(devices, AccessLevel::ReadData)) {
         LoadHistoryDialog::downloadHistory(devices, this);
     }
 }
@@ -136,7 +128,7 @@ void MainWindow::on_actionDownload_CSV_triggered()
 void MainWindow::on_actionUpdate_Firmware_triggered()
 {
     QList<Device *> devices;
-    if (selectedDevices(devices, true, true) && mayUpdateFirmware(devices)) {
+    if (selectReachable(devices, true, true) && mayUpdateFirmware(devices)) {
         updateFirmware(devices);
     }
 }
@@ -152,11 +144,11 @@ bool MainWindow::mayUpdateFirmware(const QList<Device *> &devices)
     // Before anybody has to log in. What a device without rights says about itself may be wrong.
     QSet<QString> knownTypes;
     for (const Device *const device : devices) {
-        if (device->loginGroup() >= accesslevel::writeConfig) {
+        if (device->mayAccess(AccessLevel::WriteConfig)) {
             knownTypes.insert(device->deviceType());
         }
     }
-    if (!oneType(knownTypes) || !ensureAccess(devices, accesslevel::writeConfig)) {
+    if (!oneType(knownTypes) || !ensureAccess(devices, AccessLevel::WriteConfig)) {
         return false;
     }
     QSet<QString> types;
@@ -189,7 +181,7 @@ void MainWindow::updateFirmware(const QList<Device *> &devices)
 void MainWindow::on_actionConfigureDevice_triggered()
 {
     QList<Device *> devices;
-    if (!selectedDevices(devices, false, true) || devices.size() > 1) {
+    if (!selectReachable(devices, false, true) || devices.size() > 1) {
         return;
     }
     DiscoveryDevice record = devices.first()->record();

@@ -1,9 +1,9 @@
 #include "operations/deviceaccess.h"
 
-#include "common/http.h"
 #include "device/device.h"
+#include "web/deviceprotocol.h"
+#include "web/webmanager.h"
 
-#include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
 #include <QUrl>
 
@@ -19,7 +19,7 @@ DeviceAccess::DeviceAccess(const Device &device)
 
 QNetworkAccessManager *DeviceAccess::createNetworkManager(QObject *parent) const
 {
-    QNetworkAccessManager *const manager = http::createManager(parent);
-    manager->cookieJar()->setCookiesFromUrl(cookies, QUrl(http::origin(useHttps, address)));
+    auto *const manager = new WebManager(parent);
+    manager->cookieJar()->setCookiesFromUrl(cookies, QUrl(deviceprotocol::origin(useHttps, address)));
     return manager;
 }

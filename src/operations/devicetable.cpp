@@ -33,16 +33,16 @@ void fitHostnames(QTableWidget *table)
     table->setColumnWidth(0, std::min(table->columnWidth(0), widest));
 }
 
-void showStatus(QTableWidgetItem *item, const QString &text, DeviceRequests::Mark mark)
+void showStatus(QTableWidgetItem *item, const QString &text, Transfer::Mark mark)
 {
     item->setText(text);
     switch (mark) {
-    case DeviceRequests::Mark::None:
+    case Transfer::Mark::None:
         break;
-    case DeviceRequests::Mark::Good:
+    case Transfer::Mark::Good:
         setColor(item, Qt::green);
         break;
-    case DeviceRequests::Mark::Bad:
+    case Transfer::Mark::Bad:
         setColor(item, Qt::red);
         break;
     }

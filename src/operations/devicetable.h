@@ -1,6 +1,6 @@
 #pragma once
 
-#include "operations/devicerequests.h"
+#include "operations/transfer.h"
 
 class QTableWidget;
 class QTableWidgetItem;
@@ -14,7 +14,7 @@ void fillRow(QTableWidget *table, int row, const QStringList &texts);
 /// Makes the column of the host names as wide as they are, but leaves room for the others.
 void fitHostnames(QTableWidget *table);
 /// Shows how far a device is, green or red at the good or bad end.
-void showStatus(QTableWidgetItem *item, const QString &text, DeviceRequests::Mark mark);
+void showStatus(QTableWidgetItem *item, const QString &text, Transfer::Mark mark);
 /// Empty on white, as before a run.
 void clearStatus(QTableWidgetItem *item);
 

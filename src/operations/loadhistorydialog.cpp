@@ -2,17 +2,15 @@
 
 #include "ui_loadhistorydialog.h"
 
-#include "common/http.h"
 #include "common/settings.h"
 #include "device/device.h"
-#include "operations/devicerequest.h"
 #include "operations/devicetable.h"
+#include "web/deviceprotocol.h"
 #include "widgets/savedstate.h"
 
 #include <QCalendarWidget>
 #include <QDateTime>
 #include <QHeaderView>
-#include <QNetworkAccessManager>
 #include <QStandardPaths>
 
 #include <algorithm>
@@ -47,9 +45,9 @@ LoadHistoryDialog::LoadHistoryDialog(const QList<Device *> &devices, QWidget *pa
     setUpCalendars(devices);
     restoreView();
     ui->pushButtonCancel->setEnabled(false);
-    connect(&m_requests, &DeviceRequests::rowChanged, this, &LoadHistoryDialog::showRow);
-    connect(&m_requests, &DeviceRequests::received, this, &LoadHistoryDialog::showReceived);
-    connect(&m_requests, &DeviceRequests::ended, this, &LoadHistoryDialog::endRun);
+    connect(&m_transfer, &Transfer::rowChanged, this, &LoadHistoryDialog::showRow);
+    connect(&m_transfer, &Transfer::received, this, &LoadHistoryDialog::showReceived);
+    connect(&m_transfer, &Transfer::ended, this, &LoadHistoryDialog::endRun);
 }
 
 LoadHistoryDialog::~LoadHistoryDialog() = default;
@@ -131,12 +129,12 @@ void LoadHistoryDialog::setRunning(bool running)
 void LoadHistoryDialog::on_pushButtonLoad_clicked()
 {
     const auto unit = static_cast<std::size_t>(ui->comboBoxStepUnit->currentIndex());
-    const devicerequest::HistorySpan span{ui->calendarWidgetStart->selectedDate(),
-                                          ui->calendarWidgetEnd->selectedDate(),
-                                          ui->spinBoxStepSize->value() * secondsPerUnit.at(unit)};
-    DeviceRequests::Operation operation;
+    const deviceprotocol::HistorySpan span{ui->calendarWidgetStart->selectedDate(),
+                                           ui->calendarWidgetEnd->selectedDate(),
+                                           ui->spinBoxStepSize->value() * secondsPerUnit.at(unit)};
+    Transfer::Operation operation;
     operation.send = [span](QNetworkAccessManager *manager, const DeviceAccess &device) {
-        return manager->get(http::deviceRequest(devicerequest::history(device.baseUrl, span)));
+        return deviceprotocol::fetchHistory(manager, device.baseUrl, span);
     };
     operation.activity = tr("Downloading");
     operation.directory = ui->fileSelectorOutput->text();
@@ -150,10 +148,10 @@ void LoadHistoryDialog::on_pushButtonLoad_clicked()
     for (const Device *const device : m_devices) {
         access.append(DeviceAccess(*device));
     }
-    m_requests.start(access, operation);
+    m_transfer.start(access, operation);
 }
 
-void LoadHistoryDialog::showRow(int row, const QString &text, DeviceRequests::Mark mark)
+void LoadHistoryDialog::showRow(int row, const QString &text, Transfer::Mark mark)
 {
     devicetable::showStatus(ui->tableWidget->item(row, statusColumn), text, mark);
 }
@@ -172,7 +170,7 @@ void LoadHistoryDialog::endRun()
 
 void LoadHistoryDialog::on_pushButtonCancel_clicked()
 {
-    m_requests.cancel();
+    m_transfer.cancel();
     endRun();
 }
 
@@ -183,7 +181,7 @@ void LoadHistoryDialog::on_pushButtonClose_clicked()
 
 void LoadHistoryDialog::done(int result)
 {
-    m_requests.cancel();
+    m_transfer.cancel();
     saveView();
     QDialog::done(result);
 }

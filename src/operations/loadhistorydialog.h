@@ -1,6 +1,6 @@
 #pragma once
 
-#include "operations/devicerequests.h"
+#include "operations/transfer.h"
 
 #include <QDialog>
 
@@ -38,11 +38,11 @@ private:
     void restoreView();
     void saveView();
     void setRunning(bool running);
-    void showRow(int row, const QString &text, DeviceRequests::Mark mark);
+    void showRow(int row, const QString &text, Transfer::Mark mark);
     void showReceived(int row, qint64 bytes);
     void endRun();
 
     std::unique_ptr<Ui::LoadHistoryDialog> ui;
     const QList<Device *> m_devices;
-    DeviceRequests m_requests;
+    Transfer m_transfer;
 };

@@ -6,11 +6,11 @@
 
 #include <QDebug>
 
-LoginDevicesDialog::LoginDevicesDialog(const QList<Device *> &devices, int requiredGroup, QWidget *parent)
+LoginDevicesDialog::LoginDevicesDialog(const QList<Device *> &devices, AccessLevel required, QWidget *parent)
     : QDialog(parent)
     , ui(std::make_unique<Ui::LoginDevicesDialog>())
     , m_devices(devices)
-    , m_requiredGroup(requiredGroup)
+    , m_required(required)
 {
     ui->setupUi(this);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
@@ -113,7 +113,7 @@ void LoginDevicesDialog::onDeviceData()
     if (!m_loginOk) {
         return;
     }
-    if (device->loginGroup() >= m_requiredGroup) {
+    if (device->mayAccess(m_required)) {
         goOn();
     } else {
         // The inputs stay disabled: there is no second try for this device.

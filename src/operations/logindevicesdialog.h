@@ -8,6 +8,7 @@
 namespace Ui {
 class LoginDevicesDialog;
 }
+enum class AccessLevel : qint32;
 class Device;
 
 /// Logs in to one device after the other, and makes sure that each session may do what is needed. Accepted
@@ -17,8 +18,8 @@ class LoginDevicesDialog final : public QDialog
     Q_OBJECT
 
 public:
-    /// `requiredGroup`: the access level that is needed, 0 to 3. The devices must outlive the dialog.
-    LoginDevicesDialog(const QList<Device *> &devices, int requiredGroup, QWidget *parent);
+    /// `required`: what the sessions must be allowed to do. The devices must outlive the dialog.
+    LoginDevicesDialog(const QList<Device *> &devices, AccessLevel required, QWidget *parent);
     ~LoginDevicesDialog() override;
 
 public slots:
@@ -41,5 +42,5 @@ private:
     int m_current = 0;
     /// Logged in to the current device; what the session may do is not known yet.
     bool m_loginOk = false;
-    const int m_requiredGroup;
+    const AccessLevel m_required;
 };

@@ -2,14 +2,11 @@
 
 #include "ui_networkoperationsdialog.h"
 
-#include "common/http.h"
 #include "device/device.h"
-#include "operations/devicerequest.h"
 #include "operations/devicetable.h"
+#include "web/deviceprotocol.h"
 
 #include <QDebug>
-#include <QHttpMultiPart>
-#include <QNetworkAccessManager>
 
 namespace {
 
@@ -31,8 +28,8 @@ NetworkOperationsDialog::NetworkOperationsDialog(const QList<Device *> &devices,
         m_devices.append(DeviceAccess(*device));
     }
     devicetable::fitHostnames(ui->tableWidget);
-    connect(&m_requests, &DeviceRequests::rowChanged, this, &NetworkOperationsDialog::showRow);
-    connect(&m_requests, &DeviceRequests::ended, this, &NetworkOperationsDialog::showEnd);
+    connect(&m_transfer, &Transfer::rowChanged, this, &NetworkOperationsDialog::showRow);
+    connect(&m_transfer, &Transfer::ended, this, &NetworkOperationsDialog::showEnd);
 }
 
 NetworkOperationsDialog::~NetworkOperationsDialog() = default;
@@ -43,10 +40,9 @@ void NetworkOperationsDialog::downloadConfigs(const QString &directory, const QL
     NetworkOperationsDialog dialog(devices, parent);
     dialog.ui->label->setText(tr("Downloading configs."));
     dialog.setWindowTitle(tr("Save config"));
-    DeviceRequests::Operation operation;
+    Transfer::Operation operation;
     operation.send = [includePasswords](QNetworkAccessManager *manager, const DeviceAccess &device) {
-        return manager->get(
-            http::deviceRequest(devicerequest::configuration(device.baseUrl, includePasswords)));
+        return deviceprotocol::fetchConfiguration(manager, device.baseUrl, includePasswords);
     };
     operation.activity = tr("Downloading");
     operation.directory = directory;
@@ -61,27 +57,22 @@ void NetworkOperationsDialog::uploadConfig(const QByteArray &config, const QList
     NetworkOperationsDialog dialog(devices, parent);
     dialog.ui->label->setText(tr("Uploading config."));
     dialog.setWindowTitle(tr("Upload config"));
-    DeviceRequests::Operation operation;
+    Transfer::Operation operation;
     operation.send = [config](QNetworkAccessManager *manager, const DeviceAccess &device) {
-        const QUrl url = devicerequest::configurationUpload(device.baseUrl);
-        qDebug() << "upload" << url;
-        QHttpMultiPart *const form = devicerequest::configurationForm(config);
-        QNetworkReply *const reply = manager->post(http::deviceRequest(url), form);
-        form->setParent(reply);
-        return reply;
+        return deviceprotocol::sendConfiguration(manager, device.baseUrl, config);
     };
     operation.activity = tr("Uploading");
     dialog.run(operation);
 }
 
-void NetworkOperationsDialog::run(const DeviceRequests::Operation &operation)
+void NetworkOperationsDialog::run(const Transfer::Operation &operation)
 {
     ui->pushButtonClose->setEnabled(false);
-    m_requests.start(m_devices, operation);
+    m_transfer.start(m_devices, operation);
     exec();
 }
 
-void NetworkOperationsDialog::showRow(int row, const QString &text, DeviceRequests::Mark mark)
+void NetworkOperationsDialog::showRow(int row, const QString &text, Transfer::Mark mark)
 {
     devicetable::showStatus(ui->tableWidget->item(row, statusColumn), text, mark);
 }
@@ -94,7 +85,7 @@ void NetworkOperationsDialog::showEnd()
 
 void NetworkOperationsDialog::on_pushButtonCancel_clicked()
 {
-    m_requests.cancel();
+    m_transfer.cancel();
     showEnd();
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "operations/devicerequests.h"
+#include "operations/transfer.h"
 
 #include <QDialog>
 
@@ -32,11 +32,11 @@ private slots:
 
 private:
     NetworkOperationsDialog(const QList<Device *> &devices, QWidget *parent);
-    void run(const DeviceRequests::Operation &operation);
-    void showRow(int row, const QString &text, DeviceRequests::Mark mark);
+    void run(const Transfer::Operation &operation);
+    void showRow(int row, const QString &text, Transfer::Mark mark);
     void showEnd();
 
     std::unique_ptr<Ui::NetworkOperationsDialog> ui;
     QList<DeviceAccess> m_devices;
-    DeviceRequests m_requests;
+    Transfer m_transfer;
 };

@@ -1,10 +1,9 @@
 #include "operations/updatethread.h"
 
-#include "common/disposal.h"
-#include "common/http.h"
 #include "device/device.h"
-#include "operations/devicerequest.h"
 #include "operations/outputfile.h"
+#include "web/deviceprotocol.h"
+#include "web/webmanager.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -12,13 +11,10 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
-#include <QHttpMultiPart>
-#include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
 #include <QNetworkReply>
 #include <QTimer>
 #include <QUrl>
-#include <QUrlQuery>
 
 #include <memory>
 
@@ -28,18 +24,10 @@ namespace {
 constexpr int uploadProgress = 50;
 constexpr int complete = 100;
 
-/// Bytes. Far longer than any configuration; it is kept in memory.
-constexpr int longestConfiguration = 16 * 1024 * 1024;
+/// Bytes. Far longer than any configuration, which is kept in memory, and any other page.
+constexpr qint64 longestAnswer = 16LL * 1024 * 1024;
 
 constexpr int firstRedirection = 300;
-
-/// The query keeps what looks percent-encoded, and a plus means a blank to whoever decodes it. What the user
-/// typed means itself.
-QString asTyped(QString text)
-{
-    return text.replace(QLatin1Char('%'), QLatin1String("%25"))
-        .replace(QLatin1Char('+'), QLatin1String("%2B"));
-}
 
 } // namespace
 
@@ -72,14 +60,10 @@ void UpdateThread::newDiscovery(const DiscoveryDevice &discoveryDevice)
 
 void UpdateThread::run()
 {
-    std::unique_ptr<QNetworkAccessManager> manager(http::createManager(nullptr));
-    m_manager = manager.get();
-    m_manager->cookieJar()->setCookiesFromUrl(m_device.cookies, QUrl(baseUrl()));
+    WebManager manager;
+    m_manager = &manager;
+    manager.cookieJar()->setCookiesFromUrl(m_device.cookies, QUrl(baseUrl()));
     takeSteps();
-    if (m_canceled) {
-        // Who stopped the update waits for this thread.
-        http::dispose(manager.release(), m_device.address);
-    }
 }
 
 void UpdateThread::takeSteps()
@@ -123,19 +107,17 @@ bool UpdateThread::announceRestoring()
 bool UpdateThread::saveConfig()
 {
     emit message(tr("Saving config"));
-    QNetworkReply *const reply =
-        m_manager->get(http::deviceRequest(devicerequest::configuration(baseUrl(), false)));
+    QNetworkReply *const reply = deviceprotocol::fetchConfiguration(m_manager, baseUrl(), false);
     if (!waitForReply(reply, &m_savedConfig)) {
         return false;
     }
-    if (http::status(reply) >= firstRedirection) {
+    if (deviceprotocol::status(reply) >= firstRedirection) {
         // What comes along is a page that leads elsewhere. Restored after the update it would cost the device
         // its configuration.
-        emit message(tr("Wrong HTTP Status-Code ") + QString::number(http::status(reply)));
+        emit message(tr("Wrong HTTP Status-Code ") + QString::number(deviceprotocol::status(reply)));
         return false;
     }
-    const QByteArray encoding = reply->rawHeader(QByteArrayLiteral("Content-Encoding"));
-    if (m_savedConfig.isEmpty() || !(encoding.isEmpty() || encoding == "identity")) {
+    if (m_savedConfig.isEmpty() || deviceprotocol::isPacked(reply)) {
         // Nothing that the device would understand when it gets it back.
         emit message(tr("The device sent no usable configuration"));
         return false;
@@ -162,18 +144,14 @@ bool UpdateThread::keepConfig()
 bool UpdateThread::uploadFirmware()
 {
     emit message(tr("Uploading firmware"));
-    auto *const image = new QFile(m_job.firmwareFile);
-    QHttpMultiPart *const form = devicerequest::firmwareForm(m_job.buffer, image);
+    auto image = std::make_unique<QFile>(m_job.firmwareFile);
     // Opening a pipe may last for ever.
     if (!QFileInfo(*image).isFile() || !image->open(QIODevice::ReadOnly)) {
         emit message(tr("Error opening firmware file ") + m_job.firmwareFile);
-        delete form;
         return false;
     }
-    const QNetworkRequest request = requestFor("admin/upload.cgi");
-    qDebug() << "upload" << request.url();
-    QNetworkReply *const reply = m_manager->post(request, form);
-    form->setParent(reply);
+    QNetworkReply *const reply =
+        deviceprotocol::sendFirmware(m_manager, baseUrl(), m_job.buffer, image.release());
     // In this thread, to which the reply belongs.
     connect(reply, &QNetworkReply::uploadProgress, reply,
             [this](qint64 sent, qint64 total) { showUpload(sent, total); });
@@ -190,10 +168,7 @@ void UpdateThread::showUpload(qint64 bytesSent, qint64 bytesTotal)
 bool UpdateThread::activateFirmware()
 {
     emit message(tr("Activating firmware"));
-    return postForm("admin/upgrade.cgi",
-                    {{QStringLiteral("buffer"), QString::number(m_job.buffer)},
-                     {QStringLiteral("redir"), QStringLiteral("/wait.shtml?url=/&text=4")},
-                     {QStringLiteral("form_fw_ac"), QStringLiteral("Submit")}});
+    return waitForReply(deviceprotocol::activateFirmware(m_manager, baseUrl(), m_job.buffer));
 }
 
 bool UpdateThread::waitForDevice()
@@ -212,8 +187,6 @@ bool UpdateThread::waitForDevice()
     m_waitingForDevice = true;
     const bool found = pause(loop);
     m_waitingForDevice = false;
-    // Those to the device as it was before are dead, though it may never have said so.
-    m_manager->clearConnectionCache();
     return found;
 }
 
@@ -223,13 +196,11 @@ bool UpdateThread::detectScheme()
         return true;
     }
     m_useHttps = false;
-    const QUrl root(QLatin1String("http://") + m_device.address.toString() + QLatin1Char(':') +
-                    QString::number(m_job.httpPort));
-    QNetworkReply *const reply = m_manager->get(http::deviceRequest(root));
+    QNetworkReply *const reply = deviceprotocol::fetchStartPage(m_manager, m_device.address, m_job.httpPort);
     if (!waitForReply(reply)) {
         return false;
     }
-    m_useHttps = http::redirectsToHttps(reply);
+    m_useHttps = deviceprotocol::redirectsToHttps(reply);
     return true;
 }
 
@@ -244,62 +215,33 @@ bool UpdateThread::loginTwice()
 
 bool UpdateThread::login(const QString &password)
 {
-    return postForm("login.cgi", {{QStringLiteral("login_user"), asTyped(m_user)},
-                                  {QStringLiteral("login_password"), asTyped(password)},
-                                  {QStringLiteral("redir"), QStringLiteral("/")},
-                                  {QStringLiteral("btnapp"), QStringLiteral("Submit")}});
+    return waitForReply(deviceprotocol::logInForUpdate(m_manager, baseUrl(), m_user, password));
 }
 
 bool UpdateThread::announceConfigUpload()
 {
-    return postForm("admin/postform.cgi", {{QStringLiteral("config_upgrading"), QString()},
-                                           {QStringLiteral("redir"), QStringLiteral("/")},
-                                           {QStringLiteral("btnapp"), QStringLiteral("Submit")}});
+    return waitForReply(deviceprotocol::announceConfiguration(m_manager, baseUrl()));
 }
 
 bool UpdateThread::restoreConfig()
 {
-    QHttpMultiPart *const form = devicerequest::configurationForm(m_savedConfig);
-    QNetworkReply *const reply =
-        m_manager->post(http::deviceRequest(devicerequest::configurationUpload(baseUrl())), form);
-    form->setParent(reply);
+    QNetworkReply *const reply = deviceprotocol::sendConfiguration(m_manager, baseUrl(), m_savedConfig);
     if (!waitForReply(reply)) {
         return false;
     }
-    qDebug() << "upload config status" << http::status(reply);
+    qDebug() << "upload config status" << deviceprotocol::status(reply);
     return true;
 }
 
 bool UpdateThread::resetDevice()
 {
-    return postForm("admin/reset.cgi", {{QStringLiteral("redir"), QStringLiteral("/")},
-                                        {QStringLiteral("btnapp"), QStringLiteral("Submit")}});
+    return waitForReply(deviceprotocol::reset(m_manager, baseUrl()));
 }
 
 QString UpdateThread::baseUrl() const
 {
-    return http::baseUrl(m_useHttps, m_device.address, m_useHttps ? m_job.httpsPort : m_job.httpPort);
-}
-
-QNetworkRequest UpdateThread::requestFor(const char *path) const
-{
-    return http::deviceRequest(QUrl(baseUrl() + QLatin1String(path)));
-}
-
-bool UpdateThread::postForm(const char *path, const Form &fields)
-{
-    if (m_stopped) {
-        return false;
-    }
-    QUrlQuery query;
-    for (const QPair<QString, QString> &field : fields) {
-        // A null text would come without its equals sign.
-        query.addQueryItem(field.first, field.second.isNull() ? QLatin1String("") : field.second);
-    }
-    QNetworkRequest request = requestFor(path);
-    request.setHeader(QNetworkRequest::ContentTypeHeader,
-                      QByteArrayLiteral("application/x-www-form-urlencoded"));
-    return waitForReply(http::postOnce(m_manager, request, query.toString(QUrl::FullyEncoded).toUtf8()));
+    return deviceprotocol::baseUrl(m_useHttps, m_device.address,
+                                   m_useHttps ? m_job.httpsPort : m_job.httpPort);
 }
 
 bool UpdateThread::waitForReply(QNetworkReply *reply, QByteArray *body)
@@ -307,37 +249,36 @@ bool UpdateThread::waitForReply(QNetworkReply *reply, QByteArray *body)
     qDebug() << "request" << reply->url();
     QEventLoop loop;
     connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    const auto read = [reply, body] {
+    qint64 size = 0;
+    const auto read = [reply, body, &size] {
         // What was given up can't be read any more.
         if (!reply->isOpen()) {
             return;
         }
         const QByteArray piece = reply->readAll();
+        size += piece.size();
         if (body) {
             *body += piece;
-            if (body->size() > longestConfiguration) {
-                reply->abort();
-            }
+        }
+        if (size > longestAnswer) {
+            reply->abort();
         }
     };
     connect(reply, &QNetworkReply::readyRead, reply, read);
-    http::boundAnswer(reply);
     if (!reply->isFinished() && !pause(loop)) {
-        m_canceled = true;
         return false;
     }
     read();
-    m_canceled = reply->error() == QNetworkReply::OperationCanceledError;
-    const int status = http::status(reply);
+    const int status = deviceprotocol::status(reply);
     qDebug() << "finished" << reply->url() << status;
     // For the toolkit a refusal is an error, too; its number tells more.
-    const bool refused = status != 0 && !http::isSuccess(status);
+    const bool refused = status != 0 && !deviceprotocol::isSuccess(status);
     if (reply->error() != QNetworkReply::NoError && !refused) {
         emit message(tr("Error for HTTP-Request: ") + reply->errorString() + QLatin1String("  ") +
                      reply->url().toString());
         return false;
     }
-    if (!http::isSuccess(status)) {
+    if (!deviceprotocol::isSuccess(status)) {
         emit message(tr("Wrong HTTP Status-Code ") + QString::number(status));
         return false;
     }

@@ -3,8 +3,6 @@
 #include "operations/deviceaccess.h"
 
 #include <QByteArray>
-#include <QList>
-#include <QPair>
 #include <QString>
 #include <QThread>
 
@@ -13,18 +11,16 @@
 
 class DiscoveryDevice;
 class QEventLoop;
-class QNetworkAccessManager;
 class QNetworkReply;
-class QNetworkRequest;
-class QUrl;
+class WebManager;
 
 /// Updates the firmware of one device, on its own: keeps the configuration, uploads the image, activates it,
 /// waits for the device to come back, and restores the configuration. Nothing is sent after the first
 /// failure; in particular nothing is uploaded before the configuration is safe.
 ///
 /// The object belongs to the GUI thread; run() makes all that it needs in its own thread and takes it down
-/// there, unless a device could hold it up with that. What crosses are the signals and a few flags. Belongs
-/// to the dialog, which must stop() and wait() before it deletes it.
+/// there. What crosses are the signals and a few flags. Belongs to the dialog, which must stop() and wait()
+/// before it deletes it.
 class UpdateThread final : public QThread
 {
     Q_OBJECT
@@ -68,8 +64,6 @@ protected:
     void run() override;
 
 private:
-    using Form = QList<QPair<QString, QString>>;
-
     // The steps; false: nothing follows.
     bool saveConfig();
     bool uploadFirmware();
@@ -85,8 +79,7 @@ private:
     bool keepConfig();
     bool login(const QString &password);
     QString baseUrl() const;
-    QNetworkRequest requestFor(const char *path) const;
-    bool postForm(const char *path, const Form &fields);
+    /// `body`: where the answer goes; null if it tells nothing.
     bool waitForReply(QNetworkReply *reply, QByteArray *body = nullptr);
     bool pause(QEventLoop &loop);
     void takeSteps();
@@ -101,10 +94,8 @@ private:
     std::atomic_bool m_waitingForDevice{false};
 
     // Of run() alone.
-    QNetworkAccessManager *m_manager = nullptr;
+    WebManager *m_manager = nullptr;
     bool m_useHttps;
     int m_progress = 0;
-    /// The last request was given up: by whoever stopped the update, or for a flood.
-    bool m_canceled = false;
     QByteArray m_savedConfig;
 };

@@ -58,23 +58,6 @@ bool isNetworkProblem(const QString &result)
     return result.startsWith(networkProblem("")) && result.size() > networkProblem("").size();
 }
 
-/// Bytes that have come in over the loopback interface of the test's own
-/// network, by which everything goes.
-qint64 receivedBytes()
-{
-    QFile interfaces(QStringLiteral("/proc/net/dev"));
-    if (!interfaces.open(QIODevice::ReadOnly)) {
-        return -1;
-    }
-    const QList<QByteArray> lines = interfaces.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.trimmed().startsWith("lo:")) {
-            return line.trimmed().mid(3).trimmed().split(' ').constFirst().toLongLong();
-        }
-    }
-    return -1;
-}
-
 /// Whether the program still holds a connection to the first device, open or half closed.
 bool holdsAConnection()
 {
@@ -731,13 +714,13 @@ void TestDeviceLogin::isNotFilledByAnAnswerWithoutEnd()
     begin();
     logInAsAdmin();
     const qint64 before = thisprocess::residentMemory();
-    const qint64 received = receivedBytes();
+    const qint64 received = thisprocess::bytesReceived();
     QVERIFY(before > 0);
     QVERIFY(received > 0);
     m_results->clear();
     m_fleet->addFault(0, withCookies(Fault::endlessBody(), {"sid=late"}));
     device().login(admin, admin);
-    QTRY_VERIFY_WITH_TIMEOUT(receivedBytes() > received + muchOfAnAnswer, longPatience);
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesReceived() > received + muchOfAnAnswer, longPatience);
     const qint64 growth = thisprocess::residentMemory() - before;
     QVERIFY2(growth < mostGrowth, qPrintable(QString::number(growth)));
     QCOMPARE(m_results->all(), QStringList());
@@ -1110,10 +1093,10 @@ void TestDeviceLogin::abortsALoginThatIsOut()
 void TestDeviceLogin::abortsALoginWhoseCookieHasArrived()
 {
     begin();
-    const qint64 received = receivedBytes();
+    const qint64 received = thisprocess::bytesReceived();
     m_fleet->addFault(0, withCookies(Fault::endlessBody().times(1), {"sid=old"}));
     device().login(QStringLiteral("guest"), QStringLiteral("guest"));
-    QTRY_VERIFY_WITH_TIMEOUT(receivedBytes() > received + (5LL << 20), longPatience);
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesReceived() > received + (5LL << 20), longPatience);
     QCOMPARE(m_results->all(), QStringList());
 
     device().login(admin, admin);
@@ -1146,8 +1129,8 @@ void TestDeviceLogin::takesTheTurnOfAQueryThatWaits()
     DeviceRow first(*m_fleet, 0);
     DeviceRow second(*m_fleet, 1);
     const Results results(second.device());
-    // One at a time: the second has to wait for the first, and logs in meanwhile.
-    QueryQueue queue(1);
+    // Before their turn comes one of them logs in.
+    QueryQueue queue;
     for (DeviceRow *const row : {&first, &second}) {
         queue.watch(&row->device());
         queue.enqueue(&row->device());
@@ -1197,7 +1180,7 @@ void TestDeviceLogin::leavesItsLoginBehind()
     QFETCH(qint64, bytes);
     begin();
     m_fleet->addFault(0, fault);
-    const qint64 received = receivedBytes();
+    const qint64 received = thisprocess::bytesReceived();
     device().login(admin, admin);
     QTRY_COMPARE_WITH_TIMEOUT(loginCount(*m_fleet), std::size_t(1), patience);
     m_results.reset();
@@ -1205,7 +1188,7 @@ void TestDeviceLogin::leavesItsLoginBehind()
     QCOMPARE(orphanedManagers().size(), 1);
     const QPointer<QNetworkAccessManager> manager = orphanedManagers().constFirst();
     const qint64 before = thisprocess::residentMemory();
-    QTRY_VERIFY_WITH_TIMEOUT(receivedBytes() >= received + bytes, longPatience);
+    QTRY_VERIFY_WITH_TIMEOUT(thisprocess::bytesReceived() >= received + bytes, longPatience);
     const qint64 growth = thisprocess::residentMemory() - before;
     QVERIFY2(growth < mostGrowth, qPrintable(QString::number(growth)));
     // The device hangs up.

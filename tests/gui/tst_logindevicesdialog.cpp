@@ -184,7 +184,7 @@ void TestLoginDevicesDialog::open(int requiredGroup)
 
 void TestLoginDevicesDialog::openFor(const QList<Device *> &devices, int requiredGroup)
 {
-    m_dialog = std::make_unique<LoginDevicesDialog>(devices, requiredGroup, nullptr);
+    m_dialog = std::make_unique<LoginDevicesDialog>(devices, AccessLevel(requiredGroup), nullptr);
     m_finished = std::make_unique<QSignalSpy>(m_dialog.get(), &QDialog::finished);
     m_dialog->show();
     m_dialog->activateWindow();
@@ -246,7 +246,7 @@ void TestLoginDevicesDialog::refresh(int index)
 void TestLoginDevicesDialog::looksAsDesigned()
 {
     start(1);
-    LoginDevicesDialog unshown({&device(0)}, 0, nullptr);
+    LoginDevicesDialog unshown({&device(0)}, AccessLevel::None, nullptr);
     QVERIFY(!unshown.windowFlags().testFlag(Qt::WindowContextHelpButtonHint));
     QCOMPARE(unshown.findChild<QLabel *>(QStringLiteral("labelHostname"))->text(), QStringLiteral("lab-1"));
     QCOMPARE(unshown.findChild<QLabel *>(QStringLiteral("labelError"))->text(), QString());

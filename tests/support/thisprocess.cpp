@@ -49,9 +49,19 @@ bool restartPeakMemory()
     return control.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && control.write("5") == 1;
 }
 
-qint64 bytesRead()
+qint64 bytesReceived()
 {
-    return figure(QStringLiteral("/proc/self/io"), "rchar:");
+    QFile interfaces(QStringLiteral("/proc/net/dev"));
+    if (!interfaces.open(QIODevice::ReadOnly)) {
+        return -1;
+    }
+    const QList<QByteArray> lines = interfaces.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.trimmed().startsWith("lo:")) {
+            return line.trimmed().mid(3).trimmed().split(' ').constFirst().toLongLong();
+        }
+    }
+    return -1;
 }
 
 } // namespace thisprocess

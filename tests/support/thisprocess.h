@@ -12,11 +12,11 @@ qint64 residentMemory();
 qint64 peakMemory();
 /// False if the system doesn't allow it.
 bool restartPeakMemory();
-/// Bytes that it has read from files and streams so far; -1 if that can't be told.
-qint64 bytesRead();
+/// Bytes that have come in over the loopback interface of the test's own network, by which everything goes; -1
+/// if that can't be told.
+qint64 bytesReceived();
 
-/// Bytes of an answer after which it is clear that its sender means to go on. The client may stop taking more
-/// after a megabyte.
-constexpr qint64 aFlood = 256LL * 1024;
+/// Bytes of headers after which it is clear that their sender means to go on.
+constexpr qint64 aFlood = 64LL * 1024;
 
 } // namespace thisprocess

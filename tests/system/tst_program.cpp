@@ -57,7 +57,7 @@ private slots:
     void remembersTheListItSaved();
     void looksAfterAStartAsItDidBefore();
     void writesThePasswordNowhere();
-    void quitsInAFlood();
+    void quitsWhileDevicesHang();
 
 private:
     /// Of three devices; `more`: what else the simulator is told.
@@ -618,30 +618,31 @@ void TestProgram::looksAfterAStartAsItDidBefore()
     QUIT(second, window);
 }
 
-void TestProgram::quitsInAFlood()
+void TestProgram::quitsWhileDevicesHang()
 {
     const QTemporaryDir elsewhere;
     QFile scenario(elsewhere.filePath(QStringLiteral("scenario.json")));
     QVERIFY(scenario.open(QIODevice::WriteOnly));
-    scenario.write(R"({"fleet": {"devices": 3}, "faults": [{"kind": "endless-headers"}]})");
+    scenario.write(R"({"fleet": {"devices": 300}, "faults": [{"kind": "hang"}]})");
     scenario.close();
     stopFleet();
-    startFleet({QStringLiteral("--scenario"), scenario.fileName()});
+    QFile journal(elsewhere.filePath(QStringLiteral("journal")));
+    startFleet(
+        {QStringLiteral("--scenario"), scenario.fileName(), QStringLiteral("--journal"), journal.fileName()});
     QProcess program;
     START_AND_FIND(program, window);
-    const auto bytesRead = [&program] {
-        QFile file(QStringLiteral("/proc/%1/io").arg(program.processId()));
-        return file.open(QIODevice::ReadOnly)
-                   ? file.readLine().trimmed().mid(int(qstrlen("rchar: "))).toLongLong()
-                   : 0;
+    QVERIFY(journal.open(QIODevice::ReadOnly));
+    int requests = 0;
+    const auto countRequests = [&journal, &requests] {
+        requests += journal.readAll().count("admin/proctpl.cgi");
+        return requests;
     };
-    const qint64 before = bytesRead();
-    QTRY_VERIFY_WITH_TIMEOUT(bytesRead() > before + (3LL << 20), startTimeout);
+    QTRY_VERIFY_WITH_TIMEOUT(countRequests() >= 300, startTimeout);
     QElapsedTimer clock;
     clock.start();
     QUIT(program, window);
-    // The client waits five seconds for each of them.
-    QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
+    // Nothing is waited for.
+    QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
     stopFleet();
 }
 

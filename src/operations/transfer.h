@@ -1,12 +1,11 @@
 #pragma once
 
-#include "common/requestpace.h"
 #include "operations/deviceaccess.h"
+#include "web/requestpace.h"
 
 #include <QNetworkReply>
 #include <QObject>
 #include <QString>
-#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -18,7 +17,7 @@ class QNetworkAccessManager;
 /// One request for each of many devices, with a row each: starts them all, tells what becomes of each, keeps
 /// what they bring. Belongs to the dialog that shows the rows; goes with everything that is still out. GUI
 /// thread only.
-class DeviceRequests final : public QObject
+class Transfer final : public QObject
 {
     Q_OBJECT
 
@@ -38,8 +37,8 @@ public:
     };
     enum class Mark { None, Good, Bad };
 
-    explicit DeviceRequests(QObject *parent = nullptr);
-    ~DeviceRequests() override;
+    explicit Transfer(QObject *parent = nullptr);
+    ~Transfer() override;
 
     /// Starts a run, in the order of the rows. The one before must have ended or been canceled.
     void start(const QList<DeviceAccess> &devices, const Operation &operation);
@@ -48,7 +47,7 @@ public:
 
 signals:
     /// What a row says from now on, and whether that is the good or the bad end of it.
-    void rowChanged(int row, const QString &text, DeviceRequests::Mark mark);
+    void rowChanged(int row, const QString &text, Transfer::Mark mark);
     /// Bytes of the answer that have arrived.
     void received(int row, qint64 bytes);
     /// No request is out any more. Never for a run without devices.
@@ -58,32 +57,25 @@ private:
     struct Row
     {
         DeviceAccess device;
-        /// Null before the request is sent and after it has ended.
-        QNetworkAccessManager *manager = nullptr;
-        /// Null before the request is sent and after it has ended.
+        /// Null before the request is sent and after it has ended; belongs to a manager of its own.
         QNetworkReply *reply = nullptr;
         std::unique_ptr<OutputFile> file;
         bool hasEnded = false;
     };
 
-    void dropRequests();
-    void startSome();
-    void startRequest(int index);
-    void takePiece(int index);
+    bool startNext();
+    void takePiece(Row &row);
     bool checkReply(int index);
     void requestFinished(int index);
-    bool keepAnswer(int index);
-    void logAnswer(Row &row) const;
+    bool keepAnswer(Row &row);
     void requestFailed(int index);
     void endRow(int index, const QString &text, Mark mark);
 
     Operation m_operation;
     std::vector<Row> m_rows;
-    int m_next = 0;
-    int m_finishedCount = 0;
+    std::size_t m_next = 0;
+    std::size_t m_finishedCount = 0;
     bool m_canceled = false;
     /// By reply.
     RequestPace m_pace;
-    QTimer m_startTimer;
-    QTimer m_slowTimer;
 };

@@ -1,15 +1,14 @@
-#include "common/http.h"
 #include "fleet.h"
-#include "operations/devicerequest.h"
+#include "web/deviceprotocol.h"
+#include "web/webmanager.h"
 
-#include <QHttpMultiPart>
-#include <QNetworkAccessManager>
+#include <QHostAddress>
 #include <QNetworkReply>
 #include <QtTest>
 
 #include <cstdlib>
 #include <ctime>
-#include <memory>
+#include <functional>
 
 namespace {
 
@@ -26,6 +25,8 @@ QByteArray everyByte()
     }
     return bytes;
 }
+
+using Send = std::function<QNetworkReply *(WebManager *)>;
 
 QDate day(const char *isoDate)
 {
@@ -56,7 +57,9 @@ private:
 
 } // namespace
 
-class TestDeviceRequest : public QObject
+Q_DECLARE_METATYPE(Send)
+
+class TestDeviceProtocol : public QObject
 {
     Q_OBJECT
 
@@ -69,19 +72,19 @@ private slots:
     void spansAHistory_data();
     void spansAHistory();
     void spansAHistoryWhereADayHasNoMidnight();
-    void asksOnTheWireAsItIsWritten_data();
-    void asksOnTheWireAsItIsWritten();
+    void saysOnTheWireWhatIsMeant_data();
+    void saysOnTheWireWhatIsMeant();
     void uploadsAForm_data();
     void uploadsAForm();
     void uploadsABigForm();
 };
 
-void TestDeviceRequest::initTestCase()
+void TestDeviceProtocol::initTestCase()
 {
     QCOMPARE(qgetenv("TZ"), QByteArray("Europe/Berlin"));
 }
 
-void TestDeviceRequest::asksForAConfiguration_data()
+void TestDeviceProtocol::asksForAConfiguration_data()
 {
     QTest::addColumn<QString>("base");
     QTest::addColumn<bool>("includePasswords");
@@ -99,22 +102,27 @@ void TestDeviceRequest::asksForAConfiguration_data()
         << QByteArray("https://192.168.0.9:8443/tpl/document.cgi?tpl/j/config.tpl&incl_passwords=on");
 }
 
-void TestDeviceRequest::asksForAConfiguration()
+void TestDeviceProtocol::asksForAConfiguration()
 {
     QFETCH(QString, base);
     QFETCH(bool, includePasswords);
-    QTEST(devicerequest::configuration(base, includePasswords).toEncoded(), "url");
+    WebManager manager;
+    const QNetworkReply *const reply = deviceprotocol::fetchConfiguration(&manager, base, includePasswords);
+    QTEST(reply->url().toEncoded(), "url");
+    QCOMPARE(reply->operation(), QNetworkAccessManager::GetOperation);
 }
 
-void TestDeviceRequest::addressesAnUpload()
+void TestDeviceProtocol::addressesAnUpload()
 {
-    QCOMPARE(devicerequest::configurationUpload(baseUrl).toEncoded(),
+    WebManager manager;
+    QCOMPARE(deviceprotocol::sendConfiguration(&manager, baseUrl, "x")->url().toEncoded(),
              QByteArray("http://10.77.128.1:80/admin/config.cgi"));
-    QCOMPARE(devicerequest::configurationUpload(QStringLiteral("https://10.77.128.1:443/")).toEncoded(),
+    const QString secureUrl = QStringLiteral("https://10.77.128.1:443/");
+    QCOMPARE(deviceprotocol::sendConfiguration(&manager, secureUrl, "x")->url().toEncoded(),
              QByteArray("https://10.77.128.1:443/admin/config.cgi"));
 }
 
-void TestDeviceRequest::spansAHistory_data()
+void TestDeviceProtocol::spansAHistory_data()
 {
     QTest::addColumn<QDate>("first");
     QTest::addColumn<QDate>("last");
@@ -149,58 +157,116 @@ void TestDeviceRequest::spansAHistory_data()
     row("the wrong way round", "2021-03-02", "2021-02-28", 60, "start=1614639600&end=1614553200&step=60");
 }
 
-void TestDeviceRequest::spansAHistory()
+void TestDeviceProtocol::spansAHistory()
 {
     QFETCH(QDate, first);
     QFETCH(QDate, last);
     QFETCH(qint64, step);
     QFETCH(QByteArray, query);
-    QCOMPARE(devicerequest::history(baseUrl, {first, last, step}).toEncoded(),
+    WebManager manager;
+    QCOMPARE(deviceprotocol::fetchHistory(&manager, baseUrl, {first, last, step})->url().toEncoded(),
              QByteArray("http://10.77.128.1:80/tpl/document.cgi?tpl/j/csv.tpl&" + query));
 }
 
-void TestDeviceRequest::spansAHistoryWhereADayHasNoMidnight()
+void TestDeviceProtocol::spansAHistoryWhereADayHasNoMidnight()
 {
     const TimeZone zone("America/Sao_Paulo");
     // The clocks went from 23:59:59 to 01:00 that night.
-    QCOMPARE(devicerequest::history(baseUrl, {day("2018-11-04"), day("2018-11-04"), 60}).toEncoded(),
+    WebManager manager;
+    const deviceprotocol::HistorySpan span{day("2018-11-04"), day("2018-11-04"), 60};
+    QCOMPARE(deviceprotocol::fetchHistory(&manager, baseUrl, span)->url().toEncoded(),
              QByteArray("http://10.77.128.1:80/tpl/document.cgi?tpl/j/csv.tpl&start=1541300400"
                         "&end=1541383200&step=60"));
 }
 
-void TestDeviceRequest::asksOnTheWireAsItIsWritten_data()
+void TestDeviceProtocol::saysOnTheWireWhatIsMeant_data()
 {
-    QTest::addColumn<QUrl>("url");
-    QTest::addColumn<QByteArray>("target");
-    QTest::newRow("configuration") << devicerequest::configuration(baseUrl, false)
-                                   << QByteArray("/tpl/document.cgi?tpl/j/config.tpl");
-    QTest::newRow("configuration with passwords")
-        << devicerequest::configuration(baseUrl, true)
-        << QByteArray("/tpl/document.cgi?tpl/j/config.tpl&incl_passwords=on");
-    QTest::newRow("history") << devicerequest::history(baseUrl, {day("1970-01-01"), day("2021-03-01"), 7200})
-                             << QByteArray("/tpl/document.cgi?tpl/j/csv.tpl&start=-3600&end=1614639600"
-                                           "&step=7200");
+    QTest::addColumn<Send>("send");
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<QByteArray>("type");
+    QTest::addColumn<QByteArray>("body");
+    const QByteArray form = "application/x-www-form-urlencoded";
+    const auto row = [](const char *name, const Send &send, const char *request, const QByteArray &type,
+                        const QByteArray &body) {
+        QTest::newRow(name) << send << QByteArray(request) << type << body;
+    };
+    row(
+        "configuration",
+        [](WebManager *manager) { return deviceprotocol::fetchConfiguration(manager, baseUrl, false); },
+        "GET /tpl/document.cgi?tpl/j/config.tpl", "", "");
+    row(
+        "configuration with passwords",
+        [](WebManager *manager) { return deviceprotocol::fetchConfiguration(manager, baseUrl, true); },
+        "GET /tpl/document.cgi?tpl/j/config.tpl&incl_passwords=on", "", "");
+    row(
+        "history",
+        [](WebManager *manager) {
+            return deviceprotocol::fetchHistory(manager, baseUrl,
+                                                {day("1970-01-01"), day("2021-03-01"), 7200});
+        },
+        "GET /tpl/document.cgi?tpl/j/csv.tpl&start=-3600&end=1614639600&step=7200", "", "");
+    row(
+        "start page",
+        [](WebManager *manager) {
+            return deviceprotocol::fetchStartPage(manager, QHostAddress(QStringLiteral("10.77.128.1")), 80);
+        },
+        "GET /", "", "");
+    row(
+        "readings",
+        [](WebManager *manager) { return deviceprotocol::queryInformation(manager, baseUrl, "{{uptime}}"); },
+        "POST /admin/proctpl.cgi", "text", "{{uptime}}");
+    row(
+        "login",
+        [](WebManager *manager) {
+            return deviceprotocol::logIn(manager, baseUrl, QStringLiteral("a b&c"),
+                                         QString::fromUtf8("+%\u00e4"));
+        },
+        "POST /login.cgi", form, "btnapp=Submit&login_user=a%20b%26c&login_password=%2B%25%C3%A4");
+    row(
+        "login of an update",
+        [](WebManager *manager) {
+            return deviceprotocol::logInForUpdate(manager, baseUrl, QStringLiteral("a b&c"),
+                                                  QString::fromUtf8("+%\u00e4"));
+        },
+        "POST /login.cgi", form, "login_user=a%20b%26c&login_password=%2B%25%C3%A4&redir=/&btnapp=Submit");
+    row(
+        "login without a password",
+        [](WebManager *manager) {
+            return deviceprotocol::logInForUpdate(manager, baseUrl, QStringLiteral("admin"), QString());
+        },
+        "POST /login.cgi", form, "login_user=admin&login_password=&redir=/&btnapp=Submit");
+    row(
+        "activation",
+        [](WebManager *manager) { return deviceprotocol::activateFirmware(manager, baseUrl, 2); },
+        "POST /admin/upgrade.cgi", form, "buffer=2&redir=/wait.shtml?url%3D/%26text%3D4&form_fw_ac=Submit");
+    row(
+        "announcement",
+        [](WebManager *manager) { return deviceprotocol::announceConfiguration(manager, baseUrl); },
+        "POST /admin/postform.cgi", form, "config_upgrading=&redir=/&btnapp=Submit");
+    row(
+        "reset", [](WebManager *manager) { return deviceprotocol::reset(manager, baseUrl); },
+        "POST /admin/reset.cgi", form, "redir=/&btnapp=Submit");
 }
 
-void TestDeviceRequest::asksOnTheWireAsItIsWritten()
+void TestDeviceProtocol::saysOnTheWireWhatIsMeant()
 {
-    QFETCH(QUrl, url);
-    QFETCH(QByteArray, target);
+    QFETCH(Send, send);
     simulator::Fleet fleet;
     fleet.addDevice();
     fleet.start();
-    const std::unique_ptr<QNetworkAccessManager> manager(http::createManager(nullptr));
-    const QNetworkReply *const reply = manager->get(http::deviceRequest(url));
+    WebManager manager;
+    const QNetworkReply *const reply = send(&manager);
     QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
     const auto requests = fleet.requests(0);
     QCOMPARE(requests.size(), std::size_t(1));
-    QCOMPARE(requests.front().method, std::string("GET"));
-    QCOMPARE(QByteArray::fromStdString(requests.front().target), target);
-    QCOMPARE(requests.front().bodySize, std::uint64_t(0));
-    QCOMPARE(requests.front().header("Content-Type"), std::string());
+    const simulator::HttpRecord &request = requests.front();
+    QTEST(QByteArray::fromStdString(request.method + ' ' + request.target), "request");
+    QTEST(QByteArray::fromStdString(request.header("Content-Type")), "type");
+    QTEST(QByteArray::fromStdString(request.body), "body");
+    QCOMPARE(request.header("Accept-Encoding"), std::string("identity"));
 }
 
-void TestDeviceRequest::uploadsAForm_data()
+void TestDeviceProtocol::uploadsAForm_data()
 {
     QTest::addColumn<QByteArray>("configuration");
     QTest::newRow("a text") << QByteArray("[system]\r\nname=roof\r\n");
@@ -214,7 +280,7 @@ void TestDeviceRequest::uploadsAForm_data()
     QTest::newRow("no UTF-8") << QByteArray("\xC3\x28\xFF");
 }
 
-void TestDeviceRequest::uploadsAForm()
+void TestDeviceProtocol::uploadsAForm()
 {
     QFETCH(QByteArray, configuration);
     simulator::Fleet fleet;
@@ -222,13 +288,10 @@ void TestDeviceRequest::uploadsAForm()
     options.anonymousLevel = 3;
     fleet.addDevice(options);
     fleet.start();
-    const std::unique_ptr<QNetworkAccessManager> manager(http::createManager(nullptr));
-    QHttpMultiPart *const form = devicerequest::configurationForm(configuration);
-    QNetworkReply *const reply =
-        manager->post(http::deviceRequest(devicerequest::configurationUpload(baseUrl)), form);
-    form->setParent(reply);
+    WebManager manager;
+    const QNetworkReply *const reply = deviceprotocol::sendConfiguration(&manager, baseUrl, configuration);
     QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
-    QCOMPARE(http::status(reply), 200);
+    QCOMPARE(deviceprotocol::status(reply), 200);
 
     const auto requests = fleet.requests(0);
     QCOMPARE(requests.size(), std::size_t(1));
@@ -261,7 +324,7 @@ void TestDeviceRequest::uploadsAForm()
     QCOMPARE(QByteArray::fromStdString(fleet.device(0).configuration), configuration);
 }
 
-void TestDeviceRequest::uploadsABigForm()
+void TestDeviceProtocol::uploadsABigForm()
 {
     simulator::Fleet fleet;
     simulator::DeviceOptions options;
@@ -269,16 +332,13 @@ void TestDeviceRequest::uploadsABigForm()
     fleet.addDevice(options);
     fleet.start();
     const QByteArray configuration = everyByte().repeated(40000);
-    const std::unique_ptr<QNetworkAccessManager> manager(http::createManager(nullptr));
-    QHttpMultiPart *const form = devicerequest::configurationForm(configuration);
-    QNetworkReply *const reply =
-        manager->post(http::deviceRequest(devicerequest::configurationUpload(baseUrl)), form);
-    form->setParent(reply);
+    WebManager manager;
+    const QNetworkReply *const reply = deviceprotocol::sendConfiguration(&manager, baseUrl, configuration);
     QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
-    QCOMPARE(http::status(reply), 200);
+    QCOMPARE(deviceprotocol::status(reply), 200);
     QVERIFY(QByteArray::fromStdString(fleet.device(0).configuration) == configuration);
 }
 
-QTEST_GUILESS_MAIN(TestDeviceRequest)
+QTEST_GUILESS_MAIN(TestDeviceProtocol)
 
-#include "tst_devicerequest.moc"
+#include "tst_deviceprotocol.moc"

@@ -1,0 +1,182 @@
+#include "operations/transfer.h"
+
+#include "operations/outputfile.h"
+#include "web/deviceprotocol.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDebug>
+#include <QNetworkAccessManager>
+#include <QUrl>
+
+namespace {
+
+/// The most of an answer that is logged, bytes.
+constexpr qint64 longestLoggedAnswer = 1024LL * 1024;
+
+QString canceledText()
+{
+    return QCoreApplication::translate("NetworkOperationsDialog", "Canceled");
+}
+
+} // namespace
+
+Transfer::Transfer(QObject *parent)
+    : QObject(parent)
+    , m_pace([this] { return startNext(); })
+{
+}
+
+Transfer::~Transfer() = default;
+
+void Transfer::start(const QList<DeviceAccess> &devices, const Operation &operation)
+{
+    m_operation = operation;
+    m_canceled = false;
+    m_finishedCount = 0;
+    m_next = 0;
+    m_rows.clear();
+    for (const DeviceAccess &device : devices) {
+        m_rows.emplace_back().device = device;
+        emit rowChanged(static_cast<int>(m_rows.size()) - 1, operation.activity, Mark::None);
+    }
+    m_pace.schedule();
+}
+
+bool Transfer::startNext()
+{
+    if (m_next == m_rows.size()) {
+        return false;
+    }
+    const auto index = static_cast<int>(m_next);
+    Row &row = m_rows[m_next++];
+    if (!m_operation.suffix.isEmpty()) {
+        row.file = std::make_unique<OutputFile>(
+            m_operation.directory, OutputName{row.device.hostname, row.device.mac, m_operation.suffix});
+    }
+    QNetworkReply *const reply = m_operation.send(row.device.createNetworkManager(this), row.device);
+    row.reply = reply;
+    m_pace.started(reply);
+    connect(reply, &QNetworkReply::errorOccurred, this, [this, index] { requestFailed(index); });
+    connect(reply, &QNetworkReply::readyRead, this, [this, &row] { takePiece(row); });
+    connect(reply, &QNetworkReply::downloadProgress, this, [this, index, &row](qint64 bytes) {
+        // It still tells of a piece whose end it was, when that piece couldn't be written.
+        if (row.reply) {
+            emit received(index, bytes);
+        }
+    });
+    connect(reply, &QNetworkReply::finished, this, [this, index] { requestFinished(index); });
+    return true;
+}
+
+void Transfer::takePiece(Row &row)
+{
+    if (!row.reply || !row.reply->isOpen()) {
+        return;
+    }
+    // Read in any case: also a page that explains an error has to come to its end.
+    const QByteArray piece = row.reply->readAll();
+    if (!row.file || !deviceprotocol::isSuccess(deviceprotocol::status(row.reply))) {
+        return;
+    }
+    row.file->write(piece);
+    if (!row.file->isGood()) {
+        // Nothing that follows can be kept either.
+        row.reply->abort();
+    }
+}
+
+void Transfer::requestFailed(int index)
+{
+    const QNetworkReply *const reply = m_rows[static_cast<std::size_t>(index)].reply;
+    if (!reply) {
+        return;
+    }
+    // The end of the reply follows and has the last word.
+    emit rowChanged(index,
+                    QCoreApplication::translate("NetworkOperationsDialog", "Error for HTTP-Request: ") +
+                        reply->errorString() + QLatin1String("  ") + reply->url().toString(),
+                    Mark::Bad);
+}
+
+bool Transfer::checkReply(int index)
+{
+    const QNetworkReply *const reply = m_rows[static_cast<std::size_t>(index)].reply;
+    const int status = deviceprotocol::status(reply);
+    qDebug() << "finished" << reply->url() << status;
+    if (status == 0 || m_canceled) {
+        // Also what never got an answer ends so.
+        endRow(index, canceledText(), Mark::Bad);
+        return false;
+    }
+    if (!deviceprotocol::isSuccess(status)) {
+        endRow(index,
+               QCoreApplication::translate("NetworkOperationsDialog", "Wrong HTTP Status-Code ") +
+                   QString::number(status),
+               Mark::Bad);
+        return false;
+    }
+    return true;
+}
+
+void Transfer::requestFinished(int index)
+{
+    Row &row = m_rows[static_cast<std::size_t>(index)];
+    if (!row.reply || !checkReply(index)) {
+        return;
+    }
+    if (keepAnswer(row)) {
+        endRow(index, QCoreApplication::translate("NetworkOperationsDialog", "Finished"), Mark::Good);
+    } else {
+        endRow(index, QCoreApplication::translate("NetworkOperationsDialog", "Error writing file"),
+               Mark::Bad);
+    }
+}
+
+bool Transfer::keepAnswer(Row &row)
+{
+    takePiece(row);
+    if (!row.file) {
+        return true;
+    }
+    if (m_operation.logAnswers) {
+        qDebug().noquote() << row.file->head(longestLoggedAnswer);
+    }
+    // An answer that broke off is no file, however good it began.
+    return row.reply->error() == QNetworkReply::NoError && row.file->commit(QDateTime::currentDateTimeUtc());
+}
+
+void Transfer::endRow(int index, const QString &text, Mark mark)
+{
+    Row &row = m_rows[static_cast<std::size_t>(index)];
+    row.file.reset();
+    row.hasEnded = true;
+    if (row.reply) {
+        m_pace.ended(row.reply);
+        // What else it has to say must not reach another run.
+        row.reply->disconnect(this);
+        // With the reply, which is just telling of its end.
+        row.reply->manager()->deleteLater();
+        row.reply = nullptr;
+    }
+    ++m_finishedCount;
+    emit rowChanged(index, text, mark);
+    if (m_finishedCount == m_rows.size()) {
+        emit ended();
+    }
+}
+
+void Transfer::cancel()
+{
+    m_canceled = true;
+    m_pace.stop();
+    for (std::size_t i = 0; i < m_rows.size(); ++i) {
+        const Row &row = m_rows[i];
+        if (row.reply) {
+            // Ends the row by way of its handlers.
+            row.reply->abort();
+        } else if (!row.hasEnded) {
+            endRow(static_cast<int>(i), canceledText(), Mark::Bad);
+        }
+    }
+}
