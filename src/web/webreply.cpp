@@ -142,10 +142,25 @@ void WebReply::abort()
         return;
     }
     dropTransfer();
+    close();
+    fail(WebError::canceled());
+}
+
+void WebReply::close()
+{
+    // Neither what has arrived is wanted nor what follows; but that the request ends still is.
+    dropUnread();
+    QNetworkReply::close();
+}
+
+void WebReply::dropUnread()
+{
+    const qint64 size = m_unread.size() - m_unreadOffset;
     m_unread.clear();
     m_unreadOffset = 0;
-    QNetworkReply::close();
-    fail(WebError::canceled());
+    if (m_transfer && size > 0) {
+        WebEngine::noteRead(m_transfer, size);
+    }
 }
 
 qint64 WebReply::bytesAvailable() const
@@ -173,33 +188,64 @@ qint64 WebReply::readData(char *data, qint64 maximum)
 
 void WebReply::take(const WebNews &news)
 {
-    const Self self(this);
-    const auto goesOn = [this, &self] { return self && !m_isEnding; };
-    if (!goesOn()) {
+    if (m_isEnding) {
         return;
     }
-    if (news.welcome > 0) {
-        m_welcome += news.welcome;
-        bringBody();
-    }
+    // All is taken before anything is told: a slot may run an event loop, in which the next news arrive.
+    m_welcome += news.welcome;
     if (news.sent > 0) {
-        tellSent(news.sent);
+        m_sent = news.sent;
+        m_due |= Sent;
     }
-    if (news.head && goesOn()) {
+    if (news.head) {
         takeHead(*news.head);
+        m_due |= Head;
     }
-    if (!news.body.isEmpty() && goesOn()) {
+    if (!news.body.isEmpty()) {
         takeBody(news.body);
     }
-    if (!news.hasEnded || !goesOn()) {
-        return;
+    if (news.hasEnded) {
+        m_transferError = news.error;
+        m_due |= End;
     }
-    const int status = attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (news.error) {
-        fail(news.error);
-    } else {
-        const QByteArray reason = attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray();
-        finish(WebError::codeOfStatus(status), WebError::messageOfStatus(status, reason, url()));
+    if ((m_due & (m_due - 1)) != 0) {
+        // Of several signals, such a slot may wait for the last one.
+        QMetaObject::invokeMethod(
+            this, [this] { tell(); }, Qt::QueuedConnection);
+    }
+    const Self self(this);
+    bringBody();
+    if (self) {
+        tell();
+    }
+}
+
+void WebReply::tell()
+{
+    const Self self(this);
+    for (const Due due : {Sent, Head, Body, End}) {
+        if (self && !m_isEnding && (m_due & due) != 0) {
+            m_due &= ~due;
+            tell(due);
+        }
+    }
+}
+
+void WebReply::tell(Due due)
+{
+    switch (due) {
+    case Sent:
+        tellSent();
+        break;
+    case Head:
+        emit metaDataChanged();
+        break;
+    case Body:
+        tellBody();
+        break;
+    case End:
+        tellEnd();
+        break;
     }
 }
 
@@ -226,7 +272,6 @@ void WebReply::takeHead(const WebHead &head)
     if (!cookies.isEmpty()) {
         manager()->cookieJar()->setCookiesFromUrl(cookies, url());
     }
-    emit metaDataChanged();
 }
 
 void WebReply::takeBody(const QByteArray &bytes)
@@ -244,6 +289,20 @@ void WebReply::takeBody(const QByteArray &bytes)
         m_unread += bytes;
     }
     m_unreadOffset = 0;
+    m_due |= Body;
+}
+
+void WebReply::tellSent()
+{
+    if (m_sent != m_toSend && m_sentTold.isValid() && !m_sentTold.hasExpired(progressInterval)) {
+        return;
+    }
+    m_sentTold.start();
+    emit uploadProgress(m_sent, m_toSend);
+}
+
+void WebReply::tellBody()
+{
     const Self self(this);
     emit readyRead();
     if (self && !m_isEnding && (!m_receivedTold.isValid() || m_receivedTold.hasExpired(progressInterval))) {
@@ -252,13 +311,15 @@ void WebReply::takeBody(const QByteArray &bytes)
     }
 }
 
-void WebReply::tellSent(qint64 bytes)
+void WebReply::tellEnd()
 {
-    if (bytes != m_toSend && m_sentTold.isValid() && !m_sentTold.hasExpired(progressInterval)) {
+    if (m_transferError) {
+        fail(m_transferError);
         return;
     }
-    m_sentTold.start();
-    emit uploadProgress(bytes, m_toSend);
+    const int status = attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const QByteArray reason = attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray();
+    finish(WebError::codeOfStatus(status), WebError::messageOfStatus(status, reason, url()));
 }
 
 void WebReply::bringBody()

@@ -3,8 +3,10 @@
 #include "signallog.h"
 #include "web/webmanager.h"
 
+#include <QEventLoop>
 #include <QNetworkReply>
 #include <QPointer>
+#include <QTimer>
 #include <QtTest>
 
 #include <functional>
@@ -105,6 +107,9 @@ private slots:
     void saysNothingOnceDeleted();
     void startsAnotherInASlot();
     void isTheSender();
+    void goesOnInANestedLoop_data();
+    void goesOnInANestedLoop();
+    void endsWithoutItsReader();
 
 private:
     QList<QObject *> m_senders;
@@ -297,6 +302,51 @@ void TestWebLifetime::isTheSender()
     connect(reply, &QNetworkReply::finished, this, &TestWebLifetime::noteSender);
     QTRY_VERIFY(reply->isFinished());
     QCOMPARE(m_senders, (QList<QObject *>{reply, reply, reply, reply}));
+}
+
+void TestWebLifetime::goesOnInANestedLoop_data()
+{
+    QTest::addColumn<Slot>("slot");
+    QTest::newRow("metaDataChanged") << Slot::MetaDataChanged;
+    QTest::newRow("readyRead") << Slot::ReadyRead;
+    QTest::newRow("downloadProgress") << Slot::DownloadProgress;
+    QTest::newRow("uploadProgress") << Slot::UploadProgress;
+}
+
+void TestWebLifetime::goesOnInANestedLoop()
+{
+    QFETCH(Slot, slot);
+    const RawPeer peer({hello, End::Close});
+    WebManager manager;
+    QNetworkReply *const reply = postStream(manager, peer.url());
+    const SignalLog log(reply);
+    bool endedInside = false;
+    onceIn(slot, reply, [&] {
+        QEventLoop loop;
+        connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+        QTimer::singleShot(3000, &loop, &QEventLoop::quit);
+        loop.exec();
+        endedInside = reply->isFinished();
+    });
+    QTRY_VERIFY(reply->isFinished());
+    QVERIFY(endedInside);
+    QCOMPARE(log.mainNames(),
+             (QStringList{QStringLiteral("metaDataChanged"), QStringLiteral("readyRead"),
+                          QStringLiteral("readChannelFinished"), QStringLiteral("finished of the manager"),
+                          QStringLiteral("finished")}));
+    QCOMPARE(reply->readAll(), QByteArray("hello"));
+    QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 200);
+}
+
+void TestWebLifetime::endsWithoutItsReader()
+{
+    const RawPeer peer({chunks, End::Close, bigChunk, 1000000, false, bigChunk.size() * 200LL});
+    WebManager manager;
+    QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
+    QTRY_VERIFY(reply->bytesAvailable() >= 500000);
+    // The rest is not wanted; that the request has ended still is.
+    reply->close();
+    QTRY_VERIFY(reply->isFinished());
 }
 
 QTEST_GUILESS_MAIN(TestWebLifetime)
