@@ -179,7 +179,7 @@ std::size_t WebTransfer::onHeader(char *bytes, std::size_t size, std::size_t cou
 
 bool WebTransfer::takeHeader(const QByteArray &line)
 {
-    m_headerBytes += line.size();
+    m_headerBytes += line.size() + weblimits::headerLine;
     if (m_headerBytes > weblimits::headers) {
         m_objection = WebError::badAnswer();
         return false;
