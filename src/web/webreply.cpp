@@ -158,8 +158,15 @@ void WebReply::dropUnread()
     const qint64 size = m_unread.size() - m_unreadOffset;
     m_unread.clear();
     m_unreadOffset = 0;
-    if (m_transfer && size > 0) {
-        WebEngine::noteRead(m_transfer, size);
+    noteRead(size);
+}
+
+void WebReply::noteRead(qint64 bytes)
+{
+    m_read += bytes;
+    // Not each letter for who reads letter by letter.
+    if (m_transfer && m_read > 0 && (m_unread.isEmpty() || m_read >= pieceSize)) {
+        WebEngine::noteRead(m_transfer, std::exchange(m_read, 0));
     }
 }
 
@@ -180,9 +187,7 @@ qint64 WebReply::readData(char *data, qint64 maximum)
         m_unread.clear();
         m_unreadOffset = 0;
     }
-    if (m_transfer) {
-        WebEngine::noteRead(m_transfer, size);
-    }
+    noteRead(size);
     return size;
 }
 
@@ -279,7 +284,7 @@ void WebReply::takeBody(const QByteArray &bytes)
     m_received += bytes.size();
     if (!isOpen()) {
         // Nobody wants it.
-        WebEngine::noteRead(m_transfer, bytes.size());
+        noteRead(bytes.size());
         return;
     }
     if (m_unread.isEmpty()) {

@@ -48,6 +48,7 @@ private:
     void tellEnd();
     void bringBody();
     void dropUnread();
+    void noteRead(qint64 bytes);
     void finish(QNetworkReply::NetworkError code, const QString &message);
     void fail(const WebError &error);
     void dropTransfer();
@@ -62,6 +63,8 @@ private:
     /// What has arrived and was not read yet, from the offset on.
     QByteArray m_unread;
     int m_unreadOffset = 0;
+    /// Read, and not told to the transfer yet.
+    qint64 m_read = 0;
     qint64 m_received = 0;
     /// Negative: the peer has not said how long its answer is.
     qint64 m_expected = -1;

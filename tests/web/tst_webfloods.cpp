@@ -95,6 +95,7 @@ private slots:
     void makesTheSenderWait();
     void readsOddPieces_data();
     void readsOddPieces();
+    void readsInSmallBites();
 };
 
 void TestWebFloods::initTestCase()
@@ -261,6 +262,27 @@ void TestWebFloods::readsOddPieces()
     QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
     QCOMPARE(read, body);
+}
+
+void TestWebFloods::readsInSmallBites()
+{
+    const RawPeer peer({ok + "\r\n", End::None, letters});
+    WebManager manager;
+    QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
+    QTRY_VERIFY(reply->bytesAvailable() >= 512 * 1024);
+    QVERIFY(waitUntilStopped(peer));
+    const qint64 sent = peer.bytesSent();
+    const Cost cost;
+    qint64 count = 0;
+    for (char letter = 0; reply->getChar(&letter); ++count) {
+        QCOMPARE(letter, 'a');
+    }
+    QVERIFY(count >= 512 * 1024);
+    QTRY_VERIFY_WITH_TIMEOUT(reply->bytesAvailable() > 0, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(peer.bytesSent() > sent, patience);
+    // Reading so many letters takes its time.
+    const QString complaint = cost.complaint(Cost::Kind::Memory);
+    QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
 }
 
 QTEST_GUILESS_MAIN(TestWebFloods)
