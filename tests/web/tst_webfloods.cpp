@@ -1,9 +1,9 @@
 #include "eventloopwatch.h"
 #include "rawpeer.h"
+#include "standstill.h"
 #include "thisprocess.h"
 #include "web/webmanager.h"
 
-#include <QElapsedTimer>
 #include <QNetworkReply>
 #include <QtTest>
 
@@ -61,24 +61,6 @@ private:
     const qint64 m_before;
     const EventLoopWatch m_loop;
 };
-
-/// Waits until the peer can send no more, since nobody reads.
-bool waitUntilStopped(const RawPeer &peer)
-{
-    constexpr qint64 quiet = 300;
-    QElapsedTimer sinceChange;
-    sinceChange.start();
-    qint64 sent = peer.bytesSent();
-    return QTest::qWaitFor(
-        [&] {
-            if (peer.bytesSent() != sent) {
-                sent = peer.bytesSent();
-                sinceChange.start();
-            }
-            return sent > 0 && sinceChange.hasExpired(quiet);
-        },
-        patience);
-}
 
 } // namespace
 
@@ -193,7 +175,7 @@ void TestWebFloods::makesTheSenderWait()
     connect(reply, &QNetworkReply::metaDataChanged, this,
             [reply, &told] { told = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); });
     QTRY_COMPARE_WITH_TIMEOUT(told, status, patience);
-    QVERIFY(waitUntilStopped(peer));
+    QVERIFY(waitForStandstill([&peer] { return peer.bytesSent(); }));
     QVERIFY(reply->bytesAvailable() >= 512 * 1024);
     QVERIFY(reply->bytesAvailable() < 600 * 1024);
     QVERIFY2(peer.bytesSent() < mostUnderWay, qPrintable(QString::number(peer.bytesSent())));
@@ -270,7 +252,7 @@ void TestWebFloods::readsInSmallBites()
     WebManager manager;
     QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
     QTRY_VERIFY(reply->bytesAvailable() >= 512 * 1024);
-    QVERIFY(waitUntilStopped(peer));
+    QVERIFY(waitForStandstill([&peer] { return peer.bytesSent(); }));
     const qint64 sent = peer.bytesSent();
     const Cost cost;
     qint64 count = 0;
