@@ -95,11 +95,13 @@ WebReply::WebReply(QNetworkAccessManager *manager, QNetworkAccessManager::Operat
         bodySize = message.body.size();
     } else if (outgoingData) {
         const QVariant promised = request.header(QNetworkRequest::ContentLengthHeader);
-        bodySize = promised.isValid() ? promised.toLongLong() : outgoingData->size();
+        const qint64 rest = outgoingData->size() - (outgoingData->isSequential() ? 0 : outgoingData->pos());
+        bodySize = promised.isValid() ? promised.toLongLong() : rest;
         message.streamedSize = bodySize;
         m_source = outgoingData;
         m_left = bodySize;
         connect(outgoingData, &QIODevice::readyRead, this, &WebReply::bringBody);
+        connect(outgoingData, &QObject::destroyed, this, &WebReply::endBody);
     }
     m_toSend = std::max<qint64>(bodySize, 0);
     message.headers = headerLines(request, bodySize);
@@ -339,6 +341,14 @@ void WebReply::bringBody()
         WebEngine::bring(m_transfer, piece);
         m_left = piece.isEmpty() ? 0 : m_left - piece.size();
         m_welcome -= piece.size();
+    }
+}
+
+void WebReply::endBody()
+{
+    if (m_transfer && m_left > 0) {
+        m_left = 0;
+        WebEngine::bring(m_transfer, {});
     }
 }
 

@@ -47,6 +47,8 @@ private:
     void tellBody();
     void tellEnd();
     void bringBody();
+    /// The device is gone: an upload that needs more of it fails.
+    void endBody();
     void dropUnread();
     void noteRead(qint64 bytes);
     void finish(QNetworkReply::NetworkError code, const QString &message);
