@@ -81,6 +81,12 @@ WebError WebError::ofTransfer(int result, long systemError, const QByteArray &de
             return connectionClosed();
         }
         return {QNetworkReply::SslHandshakeFailedError, "QHttp", "SSL handshake failed"};
+    // For nothing but a line of the headers that is longer than it takes, libcurl has too little memory.
+    case CURLE_OUT_OF_MEMORY:
+#if LIBCURL_VERSION_NUM >= 0x080600
+    case CURLE_TOO_LARGE:
+#endif
+        return badAnswer();
     case CURLE_RECV_ERROR:
         return detail.contains("chunked") ? badAnswer() : connectionClosed();
     case CURLE_GOT_NOTHING:

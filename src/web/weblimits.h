@@ -11,6 +11,8 @@ namespace weblimits {
 /// Bytes of the status line, the headers and the trailers of an answer, interim answers included. Devices
 /// send a few hundred.
 inline constexpr qint64 headers = 64LL * 1024;
+/// What a line of them counts besides its bytes: each takes memory for itself, however short it is.
+inline constexpr qint64 headerLine = 64;
 /// Bytes of a body that wait for their reader, on either way. The sender waits meanwhile. Enough for a fast
 /// network to go on while the GUI thread is busy for some milliseconds.
 inline constexpr qint64 unreadBody = 512LL * 1024;

@@ -95,11 +95,13 @@ WebReply::WebReply(QNetworkAccessManager *manager, QNetworkAccessManager::Operat
         bodySize = message.body.size();
     } else if (outgoingData) {
         const QVariant promised = request.header(QNetworkRequest::ContentLengthHeader);
-        bodySize = promised.isValid() ? promised.toLongLong() : outgoingData->size();
+        const qint64 rest = outgoingData->size() - (outgoingData->isSequential() ? 0 : outgoingData->pos());
+        bodySize = promised.isValid() ? promised.toLongLong() : rest;
         message.streamedSize = bodySize;
         m_source = outgoingData;
         m_left = bodySize;
         connect(outgoingData, &QIODevice::readyRead, this, &WebReply::bringBody);
+        connect(outgoingData, &QObject::destroyed, this, &WebReply::endBody);
     }
     m_toSend = std::max<qint64>(bodySize, 0);
     message.headers = headerLines(request, bodySize);
@@ -142,10 +144,32 @@ void WebReply::abort()
         return;
     }
     dropTransfer();
+    close();
+    fail(WebError::canceled());
+}
+
+void WebReply::close()
+{
+    // Neither what has arrived is wanted nor what follows; but that the request ends still is.
+    dropUnread();
+    QNetworkReply::close();
+}
+
+void WebReply::dropUnread()
+{
+    const qint64 size = m_unread.size() - m_unreadOffset;
     m_unread.clear();
     m_unreadOffset = 0;
-    QNetworkReply::close();
-    fail(WebError::canceled());
+    noteRead(size);
+}
+
+void WebReply::noteRead(qint64 bytes)
+{
+    m_read += bytes;
+    // Not each letter for who reads letter by letter.
+    if (m_transfer && m_read > 0 && (m_unread.isEmpty() || m_read >= pieceSize)) {
+        WebEngine::noteRead(m_transfer, std::exchange(m_read, 0));
+    }
 }
 
 qint64 WebReply::bytesAvailable() const
@@ -165,41 +189,70 @@ qint64 WebReply::readData(char *data, qint64 maximum)
         m_unread.clear();
         m_unreadOffset = 0;
     }
-    if (m_transfer) {
-        WebEngine::noteRead(m_transfer, size);
-    }
+    noteRead(size);
     return size;
 }
 
 void WebReply::take(const WebNews &news)
 {
-    const Self self(this);
-    const auto goesOn = [this, &self] { return self && !m_isEnding; };
-    if (!goesOn()) {
+    if (m_isEnding) {
         return;
     }
-    if (news.welcome > 0) {
-        m_welcome += news.welcome;
-        bringBody();
-    }
+    // All is taken before anything is told: a slot may run an event loop, in which the next news arrive.
+    m_welcome += news.welcome;
     if (news.sent > 0) {
-        tellSent(news.sent);
+        m_sent = news.sent;
+        m_due |= Sent;
     }
-    if (news.head && goesOn()) {
+    if (news.head) {
         takeHead(*news.head);
+        m_due |= Head;
     }
-    if (!news.body.isEmpty() && goesOn()) {
+    if (!news.body.isEmpty()) {
         takeBody(news.body);
     }
-    if (!news.hasEnded || !goesOn()) {
-        return;
+    if (news.hasEnded) {
+        m_transferError = news.error;
+        m_due |= End;
     }
-    const int status = attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (news.error) {
-        fail(news.error);
-    } else {
-        const QByteArray reason = attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray();
-        finish(WebError::codeOfStatus(status), WebError::messageOfStatus(status, reason, url()));
+    if ((m_due & (m_due - 1)) != 0) {
+        // Of several signals, such a slot may wait for the last one.
+        QMetaObject::invokeMethod(
+            this, [this] { tell(); }, Qt::QueuedConnection);
+    }
+    const Self self(this);
+    bringBody();
+    if (self) {
+        tell();
+    }
+}
+
+void WebReply::tell()
+{
+    const Self self(this);
+    for (const Due due : {Sent, Head, Body, End}) {
+        if (self && !m_isEnding && (m_due & due) != 0) {
+            m_due &= ~due;
+            tell(due);
+        }
+    }
+}
+
+void WebReply::tell(Due due)
+{
+    switch (due) {
+    case Sent:
+        tellSent();
+        break;
+    case Head:
+        emit metaDataChanged();
+        break;
+    case Body:
+        tellBody();
+        break;
+    case End:
+        tellEnd();
+        break;
     }
 }
 
@@ -226,7 +279,6 @@ void WebReply::takeHead(const WebHead &head)
     if (!cookies.isEmpty()) {
         manager()->cookieJar()->setCookiesFromUrl(cookies, url());
     }
-    emit metaDataChanged();
 }
 
 void WebReply::takeBody(const QByteArray &bytes)
@@ -234,7 +286,7 @@ void WebReply::takeBody(const QByteArray &bytes)
     m_received += bytes.size();
     if (!isOpen()) {
         // Nobody wants it.
-        WebEngine::noteRead(m_transfer, bytes.size());
+        noteRead(bytes.size());
         return;
     }
     if (m_unread.isEmpty()) {
@@ -244,6 +296,20 @@ void WebReply::takeBody(const QByteArray &bytes)
         m_unread += bytes;
     }
     m_unreadOffset = 0;
+    m_due |= Body;
+}
+
+void WebReply::tellSent()
+{
+    if (m_sent != m_toSend && m_sentTold.isValid() && !m_sentTold.hasExpired(progressInterval)) {
+        return;
+    }
+    m_sentTold.start();
+    emit uploadProgress(m_sent, m_toSend);
+}
+
+void WebReply::tellBody()
+{
     const Self self(this);
     emit readyRead();
     if (self && !m_isEnding && (!m_receivedTold.isValid() || m_receivedTold.hasExpired(progressInterval))) {
@@ -252,13 +318,15 @@ void WebReply::takeBody(const QByteArray &bytes)
     }
 }
 
-void WebReply::tellSent(qint64 bytes)
+void WebReply::tellEnd()
 {
-    if (bytes != m_toSend && m_sentTold.isValid() && !m_sentTold.hasExpired(progressInterval)) {
+    if (m_transferError) {
+        fail(m_transferError);
         return;
     }
-    m_sentTold.start();
-    emit uploadProgress(bytes, m_toSend);
+    const int status = attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const QByteArray reason = attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray();
+    finish(WebError::codeOfStatus(status), WebError::messageOfStatus(status, reason, url()));
 }
 
 void WebReply::bringBody()
@@ -273,6 +341,14 @@ void WebReply::bringBody()
         WebEngine::bring(m_transfer, piece);
         m_left = piece.isEmpty() ? 0 : m_left - piece.size();
         m_welcome -= piece.size();
+    }
+}
+
+void WebReply::endBody()
+{
+    if (m_transfer && m_left > 0) {
+        m_left = 0;
+        WebEngine::bring(m_transfer, {});
     }
 }
 

@@ -24,6 +24,7 @@ public:
     Q_DISABLE_COPY_MOVE(WebReply)
 
     void abort() override;
+    void close() override;
     bool isSequential() const override { return true; }
     qint64 bytesAvailable() const override;
 
@@ -33,13 +34,23 @@ protected:
 private:
     /// Tells whether the object still exists after a signal.
     using Self = QPointer<const WebReply>;
+    /// What signals are due, in their order.
+    enum Due { Sent = 1, Head = 2, Body = 4, End = 8 };
 
     void start(WebRequest request);
     void take(const WebNews &news);
     void takeHead(const WebHead &head);
     void takeBody(const QByteArray &bytes);
-    void tellSent(qint64 bytes);
+    void tell();
+    void tell(Due due);
+    void tellSent();
+    void tellBody();
+    void tellEnd();
     void bringBody();
+    /// The device is gone: an upload that needs more of it fails.
+    void endBody();
+    void dropUnread();
+    void noteRead(qint64 bytes);
     void finish(QNetworkReply::NetworkError code, const QString &message);
     void fail(const WebError &error);
     void dropTransfer();
@@ -48,9 +59,14 @@ private:
     WebTransfer *m_transfer = nullptr;
     /// The last signals are being sent, or were.
     bool m_isEnding = false;
+    int m_due = 0;
+    /// With which the transfer has ended.
+    WebError m_transferError;
     /// What has arrived and was not read yet, from the offset on.
     QByteArray m_unread;
     int m_unreadOffset = 0;
+    /// Read, and not told to the transfer yet.
+    qint64 m_read = 0;
     qint64 m_received = 0;
     /// Negative: the peer has not said how long its answer is.
     qint64 m_expected = -1;
@@ -59,6 +75,7 @@ private:
     /// The body where it is read while it is sent; else null.
     QPointer<QIODevice> m_source;
     qint64 m_toSend = 0;
+    qint64 m_sent = 0;
     /// So much the engine still has room for.
     qint64 m_welcome = 0;
     qint64 m_left = 0;

@@ -179,7 +179,7 @@ std::size_t WebTransfer::onHeader(char *bytes, std::size_t size, std::size_t cou
 
 bool WebTransfer::takeHeader(const QByteArray &line)
 {
-    m_headerBytes += line.size();
+    m_headerBytes += line.size() + weblimits::headerLine;
     if (m_headerBytes > weblimits::headers) {
         m_objection = WebError::badAnswer();
         return false;
@@ -256,6 +256,10 @@ std::size_t WebTransfer::onWanted(char *bytes, std::size_t size, std::size_t cou
             return CURL_READFUNC_ABORT;
         }
         self->m_isSendingPaused = true;
+        if (self->m_news.welcome > 0) {
+            // The very first piece is asked for here: nothing else has happened that would be told.
+            self->noteNews();
+        }
         return CURL_READFUNC_PAUSE;
     }
     const QByteArray &piece = self->m_outgoing.front();

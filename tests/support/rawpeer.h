@@ -36,6 +36,12 @@ public:
         int answers = 1000000;
         /// Doesn't wait for a request.
         bool answersAtOnce = false;
+        /// Of the flood, so many bytes; then the end. Negative: it never ends.
+        qint64 floodSize = -1;
+        /// The answer goes out byte by byte.
+        bool drips = false;
+        /// The body of a request stays unread.
+        bool readsOnlyHeads = false;
     };
 
     explicit RawPeer(Script script);
@@ -44,8 +50,12 @@ public:
 
     /// At 127.0.0.1; "https" changes nothing but the name.
     QUrl url(const QString &path = QStringLiteral("/"), const QString &scheme = QStringLiteral("http")) const;
-    /// All that arrived, a request each.
+    /// All that arrived, a request each, without what exceeds 64 KiB of a body.
     QList<QByteArray> requests() const;
+    /// Of the bodies of all requests.
+    qint64 bodyBytes() const { return m_bodyBytes; }
+    /// What the system has taken of answers and floods, whether the other side has read it or not.
+    qint64 bytesSent() const { return m_bytesSent; }
     int connectionCount() const { return m_connectionCount; }
     int openConnectionCount() const { return m_openCount; }
 
@@ -60,6 +70,8 @@ private:
     QTcpServer *m_server = nullptr;
     QList<QByteArray> m_requests;
     quint16 m_port = 0;
+    std::atomic<qint64> m_bodyBytes{0};
+    std::atomic<qint64> m_bytesSent{0};
     std::atomic_int m_connectionCount{0};
     std::atomic_int m_openCount{0};
 };

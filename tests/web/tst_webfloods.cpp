@@ -1,0 +1,272 @@
+#include "eventloopwatch.h"
+#include "rawpeer.h"
+#include "standstill.h"
+#include "thisprocess.h"
+#include "web/webmanager.h"
+
+#include <QNetworkReply>
+#include <QtTest>
+
+namespace {
+
+using End = RawPeer::End;
+
+constexpr int patience = 15000;
+constexpr qint64 megabyte = 1024LL * 1024;
+/// How much a single peer may make the process grow.
+constexpr qint64 mostMemory = 2 * megabyte;
+/// What the system's buffers for a connection and the client's hold together.
+constexpr qint64 mostUnderWay = 20 * megabyte;
+/// Milliseconds.
+constexpr qint64 mostWork = 20;
+constexpr qint64 longestTurn = 1000;
+
+const QByteArray ok = "HTTP/1.1 200 OK\r\n";
+const QByteArray chunked = "Transfer-Encoding: chunked\r\n\r\n";
+const QByteArray letters(16384, 'a');
+
+/// The memory and the event loop of the process from here on.
+class Cost final
+{
+public:
+    Cost()
+        : m_isMeasured(thisprocess::restartPeakMemory())
+        , m_before(thisprocess::residentMemory())
+    {
+    }
+
+    enum class Kind { Everything, Memory };
+
+    /// What was too much; empty if all was well.
+    QString complaint(Kind kind = Kind::Everything) const
+    {
+        const qint64 growth = thisprocess::peakMemory() - m_before;
+        const bool wasHeld = m_loop.longestWork() > mostWork || m_loop.longestTurn() > longestTurn;
+        if (kind == Kind::Everything && wasHeld) {
+            return QStringLiteral("The event loop was held for %1 ms, in work for %2 ms.")
+                .arg(m_loop.longestTurn())
+                .arg(m_loop.longestWork());
+        }
+#ifndef __SANITIZE_ADDRESS__ // That build keeps what is freed.
+        if (!m_isMeasured || m_before <= 0 || growth > mostMemory) {
+            return QStringLiteral("The memory grew by %1 bytes.").arg(growth);
+        }
+#endif
+        Q_UNUSED(growth)
+        return {};
+    }
+
+private:
+    const bool m_isMeasured;
+    const qint64 m_before;
+    const EventLoopWatch m_loop;
+};
+
+} // namespace
+
+/// Answers that never end or come in odd pieces, and what they may cost.
+class TestWebFloods : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void endsByItself_data();
+    void endsByItself();
+    void makesTheSenderWait_data();
+    void makesTheSenderWait();
+    void readsOddPieces_data();
+    void readsOddPieces();
+    void readsInSmallBites();
+};
+
+void TestWebFloods::initTestCase()
+{
+    // What the first requests of a process need stays.
+    const RawPeer peer({ok + "\r\n", End::None, letters});
+    WebManager manager;
+    QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
+    QTRY_VERIFY(reply->bytesAvailable() > 500000);
+    reply->abort();
+    QTRY_COMPARE(peer.openConnectionCount(), 0);
+}
+
+void TestWebFloods::endsByItself_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QByteArray>("flood");
+    QTest::addColumn<int>("code");
+    const int corrupted = QNetworkReply::ProtocolFailure;
+    const auto add = [](const char *name, const QByteArray &answer, const QByteArray &flood, int code) {
+        QTest::newRow(name) << answer << flood << code;
+    };
+    const QByteArray line = "X-Name: " + QByteArray(100, 'a') + "\r\n";
+    add("headers", ok, line.repeated(100), corrupted);
+    add("headers of a refusal", "HTTP/1.1 401 Unauthorized\r\n", line.repeated(100), corrupted);
+    add("short headers", ok, QByteArray("a:\r\n").repeated(1000), corrupted);
+    add("one header", ok + "X-Name: ", letters, corrupted);
+    add("the name of a header", ok, letters, corrupted);
+    add("one header on many lines", ok + "X-Name: a\r\n", QByteArray(" a\r\n").repeated(1000), corrupted);
+    add("the status line", "HTTP/1.1 200 ", letters, corrupted);
+    add("interim answers", "", QByteArray("HTTP/1.1 100 Continue\r\n\r\n").repeated(100), corrupted);
+    add("hints", "", QByteArray("HTTP/1.1 103 Early Hints\r\nLink: </a>\r\n\r\n").repeated(100), corrupted);
+    add("the size of a chunk", ok + chunked, QByteArray(16384, '0'), corrupted);
+    add("the extension of a chunk", ok + chunked + "5;", letters, corrupted);
+    add("extensions of all chunks", ok + chunked, "1;" + QByteArray(1000, 'a') + "\r\nx\r\n", corrupted);
+    add("trailers", ok + chunked + "5\r\nhello\r\n0\r\n", line.repeated(100), corrupted);
+    add("one trailer", ok + chunked + "0\r\nX-Name: ", letters, corrupted);
+    add("a packed transfer", ok + "Transfer-Encoding: gzip\r\n\r\n", letters, corrupted);
+    add("a packed transfer in chunks", ok + "Transfer-Encoding: gzip, chunked\r\n\r\n", letters, corrupted);
+    add("a transfer packed twice", ok + "Transfer-Encoding: gzip\r\nTransfer-Encoding: deflate\r\n\r\n",
+        letters, corrupted);
+    // As any peer that talks something else.
+    add("no HTTP", "", letters, QNetworkReply::RemoteHostClosedError);
+    add("empty lines", "", QByteArray("\r\n").repeated(1000), QNetworkReply::RemoteHostClosedError);
+}
+
+void TestWebFloods::endsByItself()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(QByteArray, flood);
+    QFETCH(int, code);
+    const RawPeer peer({answer, End::None, flood});
+    WebManager manager;
+    const Cost cost;
+    QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
+    connect(reply, &QNetworkReply::readyRead, this, [reply] { reply->readAll(); });
+    QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
+    QVERIFY2(reply->error() == code,
+             qPrintable(QStringLiteral("%1 %2").arg(reply->error()).arg(reply->errorString())));
+    QTRY_COMPARE_WITH_TIMEOUT(peer.openConnectionCount(), 0, patience);
+    QVERIFY2(cost.complaint().isEmpty(), qPrintable(cost.complaint()));
+    QVERIFY2(peer.bytesSent() < mostUnderWay, qPrintable(QString::number(peer.bytesSent())));
+}
+
+void TestWebFloods::makesTheSenderWait_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QByteArray>("flood");
+    QTest::addColumn<int>("status");
+    const auto add = [](const char *name, const QByteArray &head, int status) {
+        const QByteArray statusLine = "HTTP/1.1 " + QByteArray::number(status) + " As told\r\n" + head;
+        QTest::addRow("%s, to the end", name) << statusLine + "\r\n" << letters << status;
+        QTest::addRow("%s, long", name) << statusLine + "Content-Length: 99999999999\r\n\r\n"
+                                        << letters << status;
+        QTest::addRow("%s, in chunks", name) << statusLine + chunked << "4000\r\n" + letters + "\r\n"
+                                             << status;
+    };
+    add("good", "", 200);
+    add("refusal", "WWW-Authenticate: Basic realm=\"a\"\r\n", 401);
+    add("refusal of a proxy", "Proxy-Authenticate: Basic realm=\"a\"\r\n", 407);
+    add("redirection", "Location: /b\r\n", 303);
+}
+
+void TestWebFloods::makesTheSenderWait()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(QByteArray, flood);
+    QFETCH(int, status);
+    constexpr qint64 aLot = 20 * megabyte;
+    const RawPeer peer({answer, End::None, flood});
+    WebManager manager;
+    const Cost cost;
+    QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
+    int told = 0;
+    connect(reply, &QNetworkReply::metaDataChanged, this,
+            [reply, &told] { told = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); });
+    QTRY_COMPARE_WITH_TIMEOUT(told, status, patience);
+    QVERIFY(waitForStandstill([&peer] { return peer.bytesSent(); }));
+    QVERIFY(reply->bytesAvailable() >= 512 * 1024);
+    QVERIFY(reply->bytesAvailable() < 600 * 1024);
+    QVERIFY2(peer.bytesSent() < mostUnderWay, qPrintable(QString::number(peer.bytesSent())));
+    // It is read now, and the peer goes on.
+    qint64 read = 0;
+    const auto readSome = [reply, &read] {
+        const QByteArray bytes = reply->readAll();
+        QCOMPARE(bytes.count('a'), bytes.size());
+        read += bytes.size();
+    };
+    connect(reply, &QNetworkReply::readyRead, this, readSome);
+    readSome();
+    QTRY_VERIFY_WITH_TIMEOUT(read > aLot, patience);
+    QVERIFY(reply->isRunning());
+    reply->abort();
+    QTRY_COMPARE_WITH_TIMEOUT(peer.openConnectionCount(), 0, patience);
+    QVERIFY2(cost.complaint().isEmpty(), qPrintable(cost.complaint()));
+}
+
+void TestWebFloods::readsOddPieces_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<bool>("drips");
+    QTest::addColumn<QByteArray>("body");
+    const QByteArray length = "Content-Length: 12\r\n\r\n";
+    const QByteArray text = "hello, world";
+    // What gzip makes of a hundred letters.
+    const QByteArray packed =
+        QByteArray::fromHex("1f8b0800000000000003") + QByteArray::fromHex("4b4ca43d0000b7a9a2de64000000");
+    QTest::newRow("byte by byte") << ok + length + text << true << text;
+    QTest::newRow("byte by byte to the end") << ok + "\r\n" + text << true << text;
+    QTest::newRow("byte by byte in chunks")
+        << ok + chunked + "5\r\nhello\r\n7\r\n, world\r\n0\r\nX-Trailer: a\r\n\r\n"
+        << true << text;
+    QTest::newRow("byte by byte after interim answers")
+        << "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Hints\r\nLink: a\r\n\r\n" + ok + length + text << true
+        << text;
+    QTest::newRow("chunks of one byte")
+        << ok + chunked + QByteArray("1\r\nx\r\n").repeated(100000) + "0\r\n\r\n"
+        << false << QByteArray(100000, 'x');
+    QTest::newRow("chunks of one byte with long sizes")
+        << ok + chunked + QByteArray("00000001\r\nx\r\n").repeated(50000) + "0\r\n\r\n"
+        << false << QByteArray(50000, 'x');
+    QTest::newRow("chunks with extensions")
+        << ok + chunked + QByteArray("5;name=value\r\nhello\r\n").repeated(1000) + "0\r\n\r\n"
+        << false << QByteArray("hello").repeated(1000);
+    QTest::newRow("packed bytes stay packed")
+        << ok + "Content-Encoding: gzip\r\nContent-Length: " + QByteArray::number(packed.size()) +
+               "\r\n\r\n" + packed
+        << false << packed;
+    QTest::newRow("line feeds alone") << "HTTP/1.1 200 OK\nContent-Length: 12\n\n" + text << false << text;
+}
+
+void TestWebFloods::readsOddPieces()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(bool, drips);
+    QFETCH(QByteArray, body);
+    RawPeer::Script script{answer, End::Close};
+    script.drips = drips;
+    const RawPeer peer(script);
+    WebManager manager;
+    QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
+    QByteArray read;
+    connect(reply, &QNetworkReply::readyRead, this, [reply, &read] { read += reply->readAll(); });
+    QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    QCOMPARE(read, body);
+}
+
+void TestWebFloods::readsInSmallBites()
+{
+    const RawPeer peer({ok + "\r\n", End::None, letters});
+    WebManager manager;
+    QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
+    QTRY_VERIFY(reply->bytesAvailable() >= 512 * 1024);
+    QVERIFY(waitForStandstill([&peer] { return peer.bytesSent(); }));
+    const qint64 sent = peer.bytesSent();
+    const Cost cost;
+    qint64 count = 0;
+    for (char letter = 0; reply->getChar(&letter); ++count) {
+        QCOMPARE(letter, 'a');
+    }
+    QVERIFY(count >= 512 * 1024);
+    QTRY_VERIFY_WITH_TIMEOUT(reply->bytesAvailable() > 0, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(peer.bytesSent() > sent, patience);
+    // Reading so many letters takes its time.
+    const QString complaint = cost.complaint(Cost::Kind::Memory);
+    QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
+}
+
+QTEST_GUILESS_MAIN(TestWebFloods)
+
+#include "tst_webfloods.moc"
