@@ -11,6 +11,65 @@ namespace {
 
 using Parsed = nlohmann::json;
 
+bool isDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
+
+/// The code unit of an escape "\uD83D" at a place; 0 if none stands there.
+uint codeUnitAt(const QByteArray &text, int place)
+{
+    return text.mid(place, 2) == "\\u" ? text.mid(place + 2, 4).toUInt(nullptr, 16) : 0;
+}
+
+/// Appends what an escape means in strict JSON, and tells where it ends.
+int appendEscape(QByteArray &strict, const QByteArray &text, int place)
+{
+    constexpr int length = 6;
+    const QByteArray known = "\"\\/bfnrt";
+    if (text.mid(place + 1, 1) != "u") {
+        // Of any other letter the backslash is left out.
+        const bool isKnown = place + 1 < text.size() && known.contains(text.at(place + 1));
+        strict += isKnown ? text.mid(place, 2) : QByteArray();
+        return isKnown ? place + 2 : place + 1;
+    }
+    const uint unit = codeUnitAt(text, place);
+    if (QChar::isHighSurrogate(unit) && QChar::isLowSurrogate(codeUnitAt(text, place + length))) {
+        strict += text.mid(place, 2 * length);
+        return place + 2 * length;
+    }
+    strict += QChar::isSurrogate(unit) ? QByteArray("\\uFFFD") : text.mid(place, length);
+    return place + length;
+}
+
+/// Devices write texts into their JSON as they are: with tabs, line breaks and backslashes. Qt's parser takes
+/// that, and numbers that begin or end with their point; the one used here takes it in this form.
+QByteArray strictForm(const QByteArray &text)
+{
+    constexpr uchar firstPrintable = 0x20;
+    QByteArray strict;
+    strict.reserve(text.size());
+    bool isInText = false;
+    for (int i = 0; i < text.size();) {
+        const char character = text.at(i);
+        if (isInText && character == '\\') {
+            i = appendEscape(strict, text, i);
+            continue;
+        }
+        ++i;
+        if (isInText && static_cast<uchar>(character) < firstPrintable) {
+            strict += "\\u00" + QByteArray(1, character).toHex();
+        } else if (!isInText && character == '.') {
+            strict += !strict.isEmpty() && isDigit(strict.back()) ? "." : "0.";
+            strict += i < text.size() && isDigit(text.at(i)) ? "" : "0";
+        } else {
+            isInText = isInText != (character == '"');
+            strict += character;
+        }
+    }
+    return strict;
+}
+
 QString toText(const std::string &text)
 {
     return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
@@ -67,12 +126,13 @@ std::optional<QJsonValue> parse(const QByteArray &text, QString *error)
         }
         return std::nullopt;
     };
+    const QByteArray strict = strictForm(text);
     // The parser would take one for the end of the text.
-    if (text.contains('\0')) {
+    if (strict.contains('\0')) {
         return refuse(QStringLiteral("a zero byte"));
     }
     try {
-        const Parsed parsed = Parsed::parse(text.begin(), text.end());
+        const Parsed parsed = Parsed::parse(strict.begin(), strict.end());
         if (!parsed.is_structured()) {
             return refuse(QStringLiteral("neither an object nor an array"));
         }

@@ -61,6 +61,8 @@ inline constexpr char filterHistoryEntry[] = "String";
 /// Directories and files that were chosen last.
 inline constexpr Key<const char *> configDirectory{nullptr, "ConfigDir", ""};
 inline constexpr Key<const char *> lastUploadConfigFile{nullptr, "LastUploadConfigFile", ""};
+inline constexpr Key<const char *> firmwareDirectory{nullptr, "FirmwareDir", ""};
+inline constexpr Key<const char *> historyDirectory{nullptr, "CSVDir", ""};
 
 inline constexpr BytesKey historyGeometry{"LoadHistoryDialog", "Geometry"};
 inline constexpr BytesKey historyHeader{"LoadHistoryDialog", "horizontalHeader"};

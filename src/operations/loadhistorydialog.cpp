@@ -39,7 +39,7 @@ LoadHistoryDialog::LoadHistoryDialog(const QList<Device *> &devices, QWidget *pa
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
     ui->fileSelectorOutput->setSelectDirectory(true);
     ui->fileSelectorOutput->setCaption(tr("Save in directory"));
-    ui->fileSelectorOutput->setSettingsKey(QStringLiteral("CSVDir"),
+    ui->fileSelectorOutput->setSettingsKey(settings::path(settings::historyDirectory),
                                            QStandardPaths::writableLocation(QStandardPaths::AppDataLocation));
     addDevices(devices);
     setUpCalendars(devices);

@@ -41,10 +41,10 @@ UpdateFirmwareDialog::UpdateFirmwareDialog(const QList<Device *> &devices, Disco
     ui->labelDownloadUrl->setText(tr("Download the Nembra firmware here: ") +
                                   QStringLiteral("<a href=\"%1\">%1</a>").arg(firmwareUrl));
     ui->firmwareFile->setCaption(tr("Firmware"));
-    ui->firmwareFile->setSettingsKey(QStringLiteral("FirmwareDir"));
+    ui->firmwareFile->setSettingsKey(settings::path(settings::firmwareDirectory));
     ui->configsDir->setSelectDirectory(true);
     ui->configsDir->setCaption(ui->checkBoxSaveConfig->text());
-    ui->configsDir->setSettingsKey(QStringLiteral("ConfigDir"),
+    ui->configsDir->setSettingsKey(settings::path(settings::configDirectory),
                                    QStandardPaths::writableLocation(QStandardPaths::AppDataLocation));
     ui->tableWidget->setRowCount(m_devices.size());
     for (int row = 0; row < m_devices.size(); ++row) {

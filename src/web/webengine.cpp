@@ -6,7 +6,6 @@
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
-#include <QUrl>
 
 #include <algorithm>
 #include <atomic>
@@ -110,6 +109,14 @@ void WebEngine::dispose(WebTransfer *transfer)
     }
 }
 
+void WebEngine::closeKept(quint64 keeper)
+{
+    if (WebEngine *const engine = theEngine) {
+        QMetaObject::invokeMethod(
+            engine, [engine, keeper] { engine->closeConnection(keeper); }, Qt::QueuedConnection);
+    }
+}
+
 void WebEngine::open()
 {
     m_timer = std::make_unique<QTimer>();
@@ -122,8 +129,6 @@ void WebEngine::open()
     curl_multi_setopt(m_multi, CURLMOPT_TIMERFUNCTION, &WebEngine::onTimeout);
     curl_multi_setopt(m_multi, CURLMOPT_TIMERDATA, this);
     curl_multi_setopt(m_multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
-    // Each eviction would make the later ones slower; mayKeepConnection() sees to the bound.
-    curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, 4L * weblimits::keptConnections);
 }
 
 void WebEngine::close()
@@ -139,6 +144,9 @@ void WebEngine::close()
         curl_easy_cleanup(handle);
     }
     m_idleHandles.clear();
+    while (!m_kept.isEmpty()) {
+        closeConnection(*m_kept.keyBegin());
+    }
     curl_multi_cleanup(m_multi);
     for (const Notifiers &notifiers : qAsConst(m_notifiers)) {
         delete notifiers.read;
@@ -199,6 +207,11 @@ QSocketNotifier *WebEngine::createNotifier(curl_socket_t socket, bool forWriting
 
 void WebEngine::act(curl_socket_t socket, int events)
 {
+    if (m_idleSockets.contains(socket)) {
+        // Nothing was asked there: the peer has closed it.
+        closeConnection(m_idleSockets.value(socket));
+        return;
+    }
     int unused = 0;
     curl_multi_socket_action(m_multi, socket, events, &unused);
     endFinished();
@@ -216,21 +229,55 @@ void WebEngine::startWaiting()
 void WebEngine::begin(WebTransfer *transfer)
 {
     CURL *const handle = m_idleHandles.isEmpty() ? curl_easy_init() : m_idleHandles.takeLast();
-    transfer->begin(handle, mayKeepConnection(transfer), &m_changed);
+    transfer->begin(handle, connectionsFor(transfer), &m_changed);
     m_transfers.insert(transfer);
     curl_multi_add_handle(m_multi, handle);
 }
 
-bool WebEngine::mayKeepConnection(const WebTransfer *transfer)
+CURLSH *WebEngine::connectionsFor(const WebTransfer *transfer)
 {
-    if (!transfer->request().isSecure() || !transfer->request().mayBeRepeated) {
-        return false;
+    const quint64 keeper = transfer->request().keeper;
+    if (keeper == 0 || !transfer->request().isSecure()) {
+        return nullptr;
     }
-    const QByteArray authority = QUrl::fromEncoded(transfer->request().url).authority().toLatin1();
-    if (m_keepers.size() < std::min(weblimits::keptConnections, connectionsThatFit() / 2)) {
-        m_keepers.insert(authority);
+    const auto kept = m_kept.find(keeper);
+    if (kept != m_kept.end()) {
+        leaveIdle(*kept);
+        return kept->connections;
     }
-    return m_keepers.contains(authority);
+    if (m_kept.size() >= std::min(weblimits::keptConnections, connectionsThatFit() / 2)) {
+        return nullptr;
+    }
+    CURLSH *const connections = curl_share_init();
+    curl_share_setopt(connections, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+    m_kept.insert(keeper, {connections});
+    return connections;
+}
+
+void WebEngine::watchIdle(quint64 keeper, curl_socket_t socket)
+{
+    const auto kept = m_kept.find(keeper);
+    if (socket != CURL_SOCKET_BAD && kept != m_kept.end()) {
+        kept->idleSocket = socket;
+        m_idleSockets.insert(socket, keeper);
+        watch(socket, CURL_POLL_IN);
+    }
+}
+
+void WebEngine::leaveIdle(Kept &kept)
+{
+    if (kept.idleSocket != CURL_SOCKET_BAD) {
+        m_idleSockets.remove(kept.idleSocket);
+        watch(kept.idleSocket, CURL_POLL_REMOVE);
+        kept.idleSocket = CURL_SOCKET_BAD;
+    }
+}
+
+void WebEngine::closeConnection(quint64 keeper)
+{
+    Kept kept = m_kept.take(keeper);
+    leaveIdle(kept);
+    curl_share_cleanup(kept.connections);
 }
 
 void WebEngine::endFinished()
@@ -257,9 +304,14 @@ void WebEngine::end(CURL *handle, CURLcode result)
     char *transfer = nullptr;
     curl_easy_getinfo(handle, CURLINFO_PRIVATE, &transfer);
     auto *const ended = reinterpret_cast<WebTransfer *>(transfer);
+    curl_socket_t socket = CURL_SOCKET_BAD;
+    if (result == CURLE_OK) {
+        curl_easy_getinfo(handle, CURLINFO_ACTIVESOCKET, &socket);
+    }
     m_transfers.remove(ended);
     ended->end(result);
     take(handle);
+    watchIdle(ended->request().keeper, socket);
 }
 
 void WebEngine::take(CURL *handle)
@@ -267,6 +319,7 @@ void WebEngine::take(CURL *handle)
     // Closes its connection, unless that is kept.
     curl_multi_remove_handle(m_multi, handle);
     if (m_idleHandles.size() < mostIdleHandles) {
+        curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
         curl_easy_reset(handle);
         m_idleHandles.append(handle);
     } else {

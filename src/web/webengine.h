@@ -32,12 +32,21 @@ public:
     static void noteRead(WebTransfer *transfer, qint64 bytes);
     /// Ends a transfer, closes its connection if it is in the middle of it, and deletes it.
     static void dispose(WebTransfer *transfer);
+    /// Closes the connection that was kept for a client. None of its transfers may be left.
+    static void closeKept(quint64 keeper);
 
 private:
     struct Notifiers
     {
         QSocketNotifier *read = nullptr;
         QSocketNotifier *write = nullptr;
+    };
+
+    struct Kept
+    {
+        CURLSH *connections = nullptr;
+        /// None while it is used.
+        curl_socket_t idleSocket = CURL_SOCKET_BAD;
     };
 
     WebEngine();
@@ -56,7 +65,10 @@ private:
     void act(curl_socket_t socket, int events);
     void startWaiting();
     void begin(WebTransfer *transfer);
-    bool mayKeepConnection(const WebTransfer *transfer);
+    CURLSH *connectionsFor(const WebTransfer *transfer);
+    void watchIdle(quint64 keeper, curl_socket_t socket);
+    void leaveIdle(Kept &kept);
+    void closeConnection(quint64 keeper);
     void end(CURL *handle, CURLcode result);
     void endFinished();
     void take(CURL *handle);
@@ -75,6 +87,9 @@ private:
     QVector<CURL *> m_idleHandles;
     /// Those that have something to tell; empty whenever the event loop turns.
     QVector<WebTransfer *> m_changed;
-    /// Address and port of those whose connections are kept.
-    QSet<QByteArray> m_keepers;
+    /// By client: its connection that is kept. In libcurl's own store they could be neither counted nor
+    /// closed.
+    QHash<quint64, Kept> m_kept;
+    /// By the socket of a connection that is kept and that nobody uses: its client.
+    QHash<curl_socket_t, quint64> m_idleSockets;
 };

@@ -1,16 +1,37 @@
 #include "web/webmanager.h"
 
+#include "web/webengine.h"
 #include "web/webreply.h"
 
 #include <QNetworkCookie>
 #include <QNetworkCookieJar>
 #include <QNetworkProxy>
 
+#include <atomic>
+
+namespace {
+
+quint64 nextId()
+{
+    static std::atomic<quint64> last{0};
+    return ++last;
+}
+
+} // namespace
+
 WebManager::WebManager(QObject *parent)
     : QNetworkAccessManager(parent)
+    , m_id(nextId())
 {
     setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
     setCookieJar(new QNetworkCookieJar(this));
+}
+
+WebManager::~WebManager()
+{
+    // Those that are out use the connections.
+    qDeleteAll(findChildren<WebReply *>(QString(), Qt::FindDirectChildrenOnly));
+    WebEngine::closeKept(m_id);
 }
 
 QNetworkReply *WebManager::createRequest(Operation operation, const QNetworkRequest &request,

@@ -15,13 +15,21 @@ class WebManager final : public QNetworkAccessManager
 public:
     /// Has no cookies yet.
     explicit WebManager(QObject *parent = nullptr);
+    ~WebManager() override;
+    Q_DISABLE_COPY_MOVE(WebManager)
 
-    /// An attribute of requests that may go out twice: over TLS they use a connection that was kept, which
-    /// the device may just be closing, and are silently repeated then. True for every GET. All others go over
-    /// a connection of their own, once.
+    /// An attribute of requests that may go out twice: over TLS they use the client's connection, which is
+    /// kept open, and are silently repeated if the device was just closing it. All others go over a
+    /// connection of their own, once.
     static constexpr auto MayBeRepeatedAttribute = QNetworkRequest::User;
+
+    /// For the engine; no other client has or had the same.
+    quint64 id() const { return m_id; }
 
 protected:
     QNetworkReply *createRequest(Operation operation, const QNetworkRequest &request,
                                  QIODevice *outgoingData) override;
+
+private:
+    const quint64 m_id;
 };

@@ -75,7 +75,7 @@ QList<QByteArray> headerLines(const QNetworkRequest &request, qint64 bodySize)
 
 } // namespace
 
-WebReply::WebReply(QNetworkAccessManager *manager, QNetworkAccessManager::Operation operation,
+WebReply::WebReply(WebManager *manager, QNetworkAccessManager::Operation operation,
                    const QNetworkRequest &request, QIODevice *outgoingData)
     : QNetworkReply(manager)
 {
@@ -87,8 +87,9 @@ WebReply::WebReply(QNetworkAccessManager *manager, QNetworkAccessManager::Operat
     WebRequest message;
     message.verb = operation == QNetworkAccessManager::GetOperation ? "GET" : "POST";
     message.url = encodedWithoutFragment(url());
-    message.mayBeRepeated = operation == QNetworkAccessManager::GetOperation ||
-                            request.attribute(WebManager::MayBeRepeatedAttribute).toBool();
+    if (request.attribute(WebManager::MayBeRepeatedAttribute).toBool()) {
+        message.keeper = manager->id();
+    }
     qint64 bodySize = operation == QNetworkAccessManager::GetOperation ? -1 : 0;
     if (const auto *const buffer = qobject_cast<const QBuffer *>(outgoingData)) {
         message.body = buffer->data().mid(static_cast<int>(buffer->pos()));

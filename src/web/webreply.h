@@ -7,6 +7,8 @@
 #include <QNetworkReply>
 #include <QPointer>
 
+class WebManager;
+
 /// The answer to a request over the engine. Signals, errors and attributes are those of Qt's own HTTP
 /// replies, in their order; see WebManager for what differs. Belongs to its manager, and lives in its thread.
 ///
@@ -18,8 +20,8 @@ class WebReply final : public QNetworkReply
 
 public:
     /// `outgoingData`: the body, open for reading; null if there is none. It is read while it is sent.
-    WebReply(QNetworkAccessManager *manager, QNetworkAccessManager::Operation operation,
-             const QNetworkRequest &request, QIODevice *outgoingData);
+    WebReply(WebManager *manager, QNetworkAccessManager::Operation operation, const QNetworkRequest &request,
+             QIODevice *outgoingData);
     ~WebReply() override;
     Q_DISABLE_COPY_MOVE(WebReply)
 

@@ -34,7 +34,7 @@ WebTransfer::~WebTransfer()
     Q_ASSERT(!m_handle);
 }
 
-void WebTransfer::begin(CURL *handle, bool keepConnection, QVector<WebTransfer *> *changed)
+void WebTransfer::begin(CURL *handle, CURLSH *connections, QVector<WebTransfer *> *changed)
 {
     m_handle = handle;
     m_changed = changed;
@@ -43,8 +43,9 @@ void WebTransfer::begin(CURL *handle, bool keepConnection, QVector<WebTransfer *
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle, CURLOPT_BUFFERSIZE, bufferSize);
     curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, static_cast<long>(weblimits::connectTime / 1s));
-    curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, m_request.mayBeRepeated && keepConnection ? 0L : 1L);
-    curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, keepConnection ? 0L : 1L);
+    curl_easy_setopt(handle, CURLOPT_SHARE, connections);
+    curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, connections ? 0L : 1L);
+    curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, connections ? 0L : 1L);
     curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, &WebTransfer::onHeader);
     curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &WebTransfer::onBody);

@@ -26,9 +26,9 @@ struct WebRequest
     QByteArray body;
     /// Bytes of a body that is brought piece by piece; negative: there is none.
     qint64 streamedSize = -1;
-    /// Whether it may go over a connection that the peer may just be closing, and is silently sent once more
-    /// if that was so.
-    bool mayBeRepeated = false;
+    /// Which client's connection it goes over and leaves open; 0: one of its own. The peer may just be
+    /// closing one that was kept; then the request is silently sent once more.
+    quint64 keeper = 0;
 
     bool isStreamed() const { return streamedSize >= 0; }
     bool isSecure() const { return url.startsWith("https:"); }
@@ -73,9 +73,9 @@ public:
     /// Null before it begins and after it has ended.
     CURL *handle() const { return m_handle; }
 
-    /// `keepConnection`: for the next request to the same device. `changed`: where the transfer puts itself
+    /// `connections`: those of its keeper; null if there is none. `changed`: where the transfer puts itself
     /// once there is something to tell, until tell() is called.
-    void begin(CURL *handle, bool keepConnection, QVector<WebTransfer *> *changed);
+    void begin(CURL *handle, CURLSH *connections, QVector<WebTransfer *> *changed);
     /// Gives the handle back, which is no longer part of anything then. `result`: as libcurl tells it.
     CURL *end(CURLcode result);
     /// Gives the handle back without a word.

@@ -584,7 +584,6 @@ void TestDeviceLogin::tellsProblemsOfTheNetwork_data()
     QTest::newRow("reset") << Fault::refuse().onPath("login.cgi");
     QTest::newRow("closed without an answer") << Fault::closeWithoutAnswer().onPath("login.cgi");
     QTest::newRow("garbage") << Fault::garbage().onPath("login.cgi");
-    QTest::newRow("asked to send it again") << Fault::status(307, "Again", "/login.cgi").onPath("login.cgi");
 }
 
 void TestDeviceLogin::tellsProblemsOfTheNetwork()

@@ -636,8 +636,8 @@ void TestDiscovery::logsEachBroadcast() const
     const MessageCollector collector;
     discovery.refresh();
     const QStringList expected{
-        QStringLiteral("0 Broadcast 128 bytes to \"255.255.255.255\" via \"10.77.0.1\""),
-        QStringLiteral("0 Broadcast 128 bytes to \"10.77.255.255\" via \"10.77.0.1\""),
+        QStringLiteral("0 Broadcast 128 bytes to 255.255.255.255 via 10.77.0.1"),
+        QStringLiteral("0 Broadcast 128 bytes to 10.77.255.255 via 10.77.0.1"),
     };
     QCOMPARE(MessageCollector::messages(), expected);
 }

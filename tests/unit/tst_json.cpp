@@ -15,6 +15,10 @@ private slots:
     void takesTheLastOfEqualNames();
     void readsAsDeepAsAllowed_data();
     void readsAsDeepAsAllowed();
+    void takesWhatDevicesWrite_data();
+    void takesWhatDevicesWrite();
+    void takesEveryNumberOfQt_data();
+    void takesEveryNumberOfQt();
     void refuses_data();
     void refuses();
     void needsNoPlaceForTheReason();
@@ -84,6 +88,53 @@ void TestJson::readsAsDeepAsAllowed()
     QCOMPARE(json::parse(QByteArray(depth, '[') + QByteArray(depth, ']')).has_value(), allowed);
 }
 
+void TestJson::takesWhatDevicesWrite_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("value");
+
+    QTest::newRow("a tab") << QByteArray("a\tb") << "a\tb";
+    QTest::newRow("line breaks") << QByteArray("a\r\nb") << "a\r\nb";
+    QTest::newRow("a zero byte") << QByteArray("a\0b", 3) << QString::fromUtf8("a\0b", 3);
+    QTest::newRow("an unknown escape") << QByteArray(R"(Hall 3\Rack 2)") << "Hall 3Rack 2";
+    QTest::newRow("an apostrophe") << QByteArray(R"(it\'s)") << "it's";
+    QTest::newRow("a backslash before a tab") << QByteArray("a\\\tb") << "a\tb";
+    QTest::newRow("known escapes") << QByteArray(R"(\"\\\/\b\f\n\r\t)") << "\"\\/\b\f\n\r\t";
+    QTest::newRow("a code unit") << QByteArray(R"(21 \u00b0C)") << QString::fromUtf8("21 °C");
+    QTest::newRow("a surrogate pair") << QByteArray(R"(\ud83d\ude00)") << QString::fromUtf8("\U0001F600");
+    QTest::newRow("the first half of one") << QByteArray(R"(a\ud83d b)") << QString::fromUtf8("a\uFFFD b");
+    QTest::newRow("the first half before a letter")
+        << QByteArray(R"(\ud83d\u0041)") << QString::fromUtf8("\uFFFDA");
+    QTest::newRow("the second half of one") << QByteArray(R"(\ude00)") << QString::fromUtf8("\uFFFD");
+}
+
+void TestJson::takesWhatDevicesWrite()
+{
+    QFETCH(QByteArray, text);
+    const auto value = json::parse("{\"Location\": \"" + text + "\"}");
+    QVERIFY(value);
+    QTEST(value->toObject().value(QLatin1String("Location")).toString(), "value");
+}
+
+void TestJson::takesEveryNumberOfQt_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<double>("value");
+    QTest::newRow("a point at the end") << QByteArray("1.") << 1.0;
+    QTest::newRow("a point at the beginning") << QByteArray(".5") << 0.5;
+    QTest::newRow("a point after the sign") << QByteArray("-.5") << -0.5;
+    QTest::newRow("a point before the exponent") << QByteArray("1.e5") << 100000.0;
+    QTest::newRow("an exponent with a sign") << QByteArray("1E+5") << 100000.0;
+}
+
+void TestJson::takesEveryNumberOfQt()
+{
+    QFETCH(QByteArray, text);
+    const auto value = json::parse('[' + text + ']');
+    QVERIFY(value);
+    QTEST(value->toArray().at(0).toDouble(-1), "value");
+}
+
 void TestJson::refuses_data()
 {
     QTest::addColumn<QByteArray>("text");
@@ -96,7 +147,12 @@ void TestJson::refuses_data()
     QTest::newRow("not a number") << QByteArray("[NaN]");
     QTest::newRow("a number beyond all") << QByteArray("[1e999]");
     QTest::newRow("invalid UTF-8") << QByteArray("[\"\xff\"]");
-    QTest::newRow("half a surrogate pair") << QByteArray(R"(["\ud800"])");
+    QTest::newRow("an escape that breaks off") << QByteArray(R"(["\u12"])");
+    QTest::newRow("an escape of no number") << QByteArray(R"(["\uZZZZ"])");
+    QTest::newRow("a backslash before the end") << QByteArray("[\"\\");
+    QTest::newRow("a number that is only a sign") << QByteArray("[-]");
+    QTest::newRow("two points in a number") << QByteArray("[1.5.5]");
+    QTest::newRow("a comma before the end") << QByteArray(R"({"a": 1,})");
     QTest::newRow("a zero byte") << QByteArray("[1]\0", 4);
 }
 
