@@ -35,7 +35,7 @@ QByteArray acceptedLanguages()
 
 QByteArray encodedWithoutFragment(const QUrl &url)
 {
-    QUrl shown = url;
+    QUrl shown = url.adjusted(QUrl::NormalizePathSegments);
     if (shown.path().isEmpty()) {
         shown.setPath(QStringLiteral("/"));
     }
