@@ -14,6 +14,8 @@ qint64 peakMemory();
 bool restartPeakMemory();
 /// Bytes that it has read from files and streams so far; -1 if that can't be told.
 qint64 bytesRead();
+/// Milliseconds of processor time that the calling thread has used.
+qint64 workOfThread();
 
 /// Bytes of an answer after which it is clear that its sender means to go on. The client may stop taking more
 /// after a megabyte.
