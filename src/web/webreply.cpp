@@ -35,7 +35,7 @@ QByteArray acceptedLanguages()
 
 QByteArray encodedWithoutFragment(const QUrl &url)
 {
-    QUrl shown = url;
+    QUrl shown = url.adjusted(QUrl::NormalizePathSegments);
     if (shown.path().isEmpty()) {
         shown.setPath(QStringLiteral("/"));
     }
@@ -262,16 +262,17 @@ void WebReply::takeHead(const WebHead &head)
     setAttribute(QNetworkRequest::HttpStatusCodeAttribute, head.status);
     setAttribute(QNetworkRequest::HttpReasonPhraseAttribute, QString::fromLatin1(head.reason));
     for (const auto &header : head.headers) {
-        const bool isCookie = header.first.compare("set-cookie", Qt::CaseInsensitive) == 0;
-        QByteArray value = rawHeader(header.first);
-        if (hasRawHeader(header.first)) {
-            value += isCookie ? "\n" : ", ";
+        const QByteArray name = header.first.toLower();
+        // Of several locations the last one counts.
+        QByteArray value = name == "location" ? QByteArray() : rawHeader(name);
+        if (!value.isEmpty()) {
+            value += name == "set-cookie" ? "\n" : ", ";
         }
         setRawHeader(header.first, value + header.second);
     }
     const QVariant length = header(QNetworkRequest::ContentLengthHeader);
     m_expected = length.isValid() ? length.toLongLong() : -1;
-    constexpr std::array redirections{301, 302, 303, 305, 307, 308};
+    constexpr std::array redirections{301, 302, 303, 307, 308};
     if (std::find(redirections.begin(), redirections.end(), head.status) != redirections.end()) {
         setAttribute(QNetworkRequest::RedirectionTargetAttribute,
                      QUrl(QString::fromUtf8(rawHeader("Location"))));

@@ -73,7 +73,9 @@ void WebTransfer::setAddress()
     curl_slist *list = curl_slist_append(nullptr, "Accept:");
     list = curl_slist_append(list, "Expect:");
     for (const QByteArray &header : qAsConst(m_request.headers)) {
-        list = curl_slist_append(list, header.constData());
+        // Without a value a header would be left out.
+        const bool isEmpty = header.endsWith(": ");
+        list = curl_slist_append(list, isEmpty ? (header.chopped(2) + ';').constData() : header.constData());
     }
     m_headerList.reset(list);
     curl_easy_setopt(m_handle, CURLOPT_HTTPHEADER, list);

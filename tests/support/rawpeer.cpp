@@ -45,6 +45,7 @@ private:
     QByteArray m_received;
     QByteArray m_request;
     qint64 m_bodyLeft = 0;
+    qint64 m_keptOfBody = 0;
     int m_answers = 0;
     bool m_pours = false;
     qint64 m_poured = 0;
@@ -85,6 +86,9 @@ void RawPeer::Connection::read()
         if (!m_peer.m_script.answersAtOnce) {
             answer();
         }
+        if (!m_socket->isOpen()) {
+            return;
+        }
         if (m_bodyLeft > 0) {
             disconnect(m_socket, &QTcpSocket::readyRead, this, nullptr);
             return;
@@ -104,6 +108,7 @@ bool RawPeer::Connection::readHead()
     m_request = m_received.left(size);
     m_received.remove(0, size);
     m_bodyLeft = bodyLength(m_request);
+    m_keptOfBody = 0;
     return true;
 }
 
@@ -113,9 +118,9 @@ bool RawPeer::Connection::readBody()
         m_received = m_socket->read(readBufferSize);
     }
     const auto size = static_cast<int>(std::min<qint64>(m_bodyLeft, m_received.size()));
-    if (m_request.size() < longestKeptBody) {
-        m_request += m_received.left(size);
-    }
+    const auto kept = static_cast<int>(std::min<qint64>(longestKeptBody - m_keptOfBody, size));
+    m_request += m_received.left(kept);
+    m_keptOfBody += kept;
     m_received.remove(0, size);
     m_bodyLeft -= size;
     m_peer.m_bodyBytes += size;

@@ -4,6 +4,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <ctime>
+
 namespace thisprocess {
 
 namespace {
@@ -62,6 +64,13 @@ qint64 bytesReceived()
         }
     }
     return -1;
+}
+
+qint64 workOfThread()
+{
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return qint64(time.tv_sec) * 1000 + time.tv_nsec / 1000000;
 }
 
 } // namespace thisprocess

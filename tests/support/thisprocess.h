@@ -15,6 +15,8 @@ bool restartPeakMemory();
 /// Bytes that have come in over the loopback interface of the test's own network, by which everything goes; -1
 /// if that can't be told.
 qint64 bytesReceived();
+/// Milliseconds of processor time that the calling thread has used.
+qint64 workOfThread();
 
 /// Bytes of headers after which it is clear that their sender means to go on.
 constexpr qint64 aFlood = 64LL * 1024;

@@ -209,7 +209,7 @@ void TestWebEnding::programEndsWithRequestsOut()
     constexpr qint64 mostMore = 500;
     const RawPeer flood({chunked, End::None, chunk});
     const RawPeer silence({QByteArray()});
-    const RawPeer headers({"HTTP/1.1 200 OK\r\n", End::None, "a: b\r\n"});
+    const RawPeer headers({"HTTP/1.1 200 OK\r\n", End::None, QByteArray("a: b\r\n").repeated(1000)});
     QStringList arguments{when};
     for (int i = 0; i < 100; ++i) {
         arguments += flood.url(QStringLiteral("/flood")).toString();
@@ -221,7 +221,11 @@ void TestWebEnding::programEndsWithRequestsOut()
     qInfo("To leave with 300 requests out took %lld ms, without requests %lld ms.", busy, clean);
     QVERIFY(clean >= 0);
     QVERIFY(busy >= 0);
+#ifndef __SANITIZE_ADDRESS__ // That build looks for leaks at the end, which takes its time.
     QVERIFY(busy < clean + mostMore);
+#else
+    Q_UNUSED(mostMore)
+#endif
     QTRY_COMPARE(flood.openConnectionCount(), 0);
     QTRY_COMPARE(silence.openConnectionCount(), 0);
     QVERIFY(when != QLatin1String("later") || flood.connectionCount() == 100);

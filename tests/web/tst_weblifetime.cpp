@@ -34,25 +34,20 @@ void onceIn(Slot slot, QNetworkReply *reply, const std::function<void()> &what)
             what();
         }
     };
+    const auto on = [reply, &once](auto signal) { QObject::connect(reply, signal, once); };
     switch (slot) {
     case Slot::MetaDataChanged:
-        QObject::connect(reply, &QNetworkReply::metaDataChanged, once);
-        break;
+        return on(&QNetworkReply::metaDataChanged);
     case Slot::ReadyRead:
-        QObject::connect(reply, &QNetworkReply::readyRead, once);
-        break;
+        return on(&QNetworkReply::readyRead);
     case Slot::DownloadProgress:
-        QObject::connect(reply, &QNetworkReply::downloadProgress, once);
-        break;
+        return on(&QNetworkReply::downloadProgress);
     case Slot::UploadProgress:
-        QObject::connect(reply, &QNetworkReply::uploadProgress, once);
-        break;
+        return on(&QNetworkReply::uploadProgress);
     case Slot::ErrorOccurred:
-        QObject::connect(reply, &QNetworkReply::errorOccurred, once);
-        break;
+        return on(&QNetworkReply::errorOccurred);
     case Slot::Finished:
-        QObject::connect(reply, &QNetworkReply::finished, once);
-        break;
+        return on(&QNetworkReply::finished);
     }
 }
 
