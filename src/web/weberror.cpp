@@ -77,7 +77,7 @@ WebError WebError::ofTransfer(int result, long systemError, const QByteArray &de
     case CURLE_OPERATION_TIMEDOUT:
         return timedOut();
     case CURLE_SSL_CONNECT_ERROR:
-        if (detail.contains("SSL_ERROR_SYSCALL")) {
+        if (detail.contains("SSL_connect:")) {
             return connectionClosed();
         }
         return {QNetworkReply::SslHandshakeFailedError, "QHttp", "SSL handshake failed"};

@@ -40,7 +40,8 @@ QNetworkReply *WebManager::createRequest(Operation operation, const QNetworkRequ
     const QString scheme = request.url().scheme();
     const bool isWeb = scheme == QLatin1String("http") || scheme == QLatin1String("https");
     if (!isWeb || (operation != GetOperation && operation != PostOperation)) {
-        // An error, at once and in Qt's own words.
+        // Nobody asks for anything else but by mistake: of a device without an address. Qt has the words for
+        // that.
         return QNetworkAccessManager::createRequest(operation, request, outgoingData);
     }
     QNetworkRequest withCookies(request);

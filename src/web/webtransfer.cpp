@@ -117,9 +117,13 @@ CURL *WebTransfer::end(CURLcode result)
 {
     long systemError = 0;
     curl_easy_getinfo(m_handle, CURLINFO_OS_ERRNO, &systemError);
-    m_news.error = m_objection ? m_objection : WebError::ofTransfer(result, systemError, m_errorText.get());
-    if (!m_news.error && !m_isHeadComplete) {
+    if (m_objection) {
+        m_news.error = m_objection;
+    } else if (result == CURLE_OK && !m_isHeadComplete) {
+        // It broke off in the headers.
         m_news.error = WebError::connectionClosed();
+    } else if (!m_isWhole) {
+        m_news.error = WebError::ofTransfer(result, systemError, m_errorText.get());
     }
     m_news.hasEnded = true;
     noteNews();
@@ -213,14 +217,25 @@ bool WebTransfer::takeHead()
 {
     long status = 0;
     curl_easy_getinfo(m_handle, CURLINFO_RESPONSE_CODE, &status);
-    constexpr long firstFinal = 200;
-    if (status < firstFinal) {
+    // Continue, Processing, Early Hints: the answer is still to come.
+    if (status == 100 || status == 102 || status == 103) {
         return true;
     }
     m_head.status = static_cast<int>(status);
     m_isHeadComplete = true;
+    constexpr long firstFinal = 200;
+    if (status < firstFinal) {
+        // For libcurl no answer, but some device means it. It has no body then.
+        m_isWhole = true;
+        m_news.head = m_head;
+        noteNews();
+        return false;
+    }
     for (const auto &header : qAsConst(m_head.headers)) {
         if (header.first.compare("Transfer-Encoding", Qt::CaseInsensitive) != 0) {
+            continue;
+        }
+        if (header.second.compare("identity", Qt::CaseInsensitive) == 0) {
             continue;
         }
         if (header.second.compare("chunked", Qt::CaseInsensitive) != 0) {

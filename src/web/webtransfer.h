@@ -121,6 +121,8 @@ private:
 
     WebHead m_head;
     bool m_isHeadComplete = false;
+    /// It has come to its end, whatever libcurl takes it for.
+    bool m_isWhole = false;
     qint64 m_headerBytes = 0;
     /// Of the answer's body: as it came, with the lengths of its chunks; as it was handed on; not read yet.
     qint64 m_rawBytes = 0;

@@ -30,18 +30,6 @@ constexpr qint64 megabyte = 1024LL * 1024;
 
 enum class Operation { Download, Upload, History };
 
-/// Connections that are open in this process.
-int connectionsOpen()
-{
-    int count = 0;
-    const QFileInfoList descriptors =
-        QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::System | QDir::Files);
-    for (const QFileInfo &descriptor : descriptors) {
-        count += descriptor.symLinkTarget().contains(QLatin1String("socket:")) ? 1 : 0;
-    }
-    return count;
-}
-
 /// How much more memory the process has occupied at most since the object was made.
 class MemoryPeak final
 {
@@ -230,8 +218,8 @@ void TestTransferLimits::cancelsWithFewDescriptors()
     const DescriptorLimit limit(400);
     run(Operation::Download, [](DialogUser &user) {
         // More don't fit at a time: a quarter of them is 72, besides what the process always has.
-        QTRY_VERIFY_WITH_TIMEOUT(connectionsOpen() >= 72, patience);
-        QVERIFY2(connectionsOpen() < 90, qPrintable(QString::number(connectionsOpen())));
+        QTRY_VERIFY_WITH_TIMEOUT(thisprocess::socketCount() >= 72, patience);
+        QVERIFY2(thisprocess::socketCount() < 90, qPrintable(QString::number(thisprocess::socketCount())));
         user.button("pushButtonCancel").click();
         QCOMPARE(user.statuses().count(QStringLiteral("Canceled, #ff0000")), 300);
     });

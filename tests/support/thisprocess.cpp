@@ -35,6 +35,17 @@ int threadCount()
     return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
+int socketCount()
+{
+    int count = 0;
+    const QFileInfoList descriptors =
+        QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::System | QDir::Files);
+    for (const QFileInfo &descriptor : descriptors) {
+        count += descriptor.symLinkTarget().contains(QLatin1String("socket:")) ? 1 : 0;
+    }
+    return count;
+}
+
 qint64 residentMemory()
 {
     return figure(QStringLiteral("/proc/self/status"), "VmRSS:") * kibibyte;

@@ -6,6 +6,8 @@
 namespace thisprocess {
 
 int threadCount();
+/// Sockets that are open.
+int socketCount();
 /// Bytes of memory that it occupies; negative if that can't be told.
 qint64 residentMemory();
 /// Bytes that it has occupied at most since its start or restartPeakMemory(); negative if that can't be told.

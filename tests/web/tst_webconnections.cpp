@@ -1,12 +1,14 @@
 #include "bodydevice.h"
 #include "fleet.h"
 #include "rawpeer.h"
+#include "thisprocess.h"
 #include "web/webmanager.h"
 
 #include <QNetworkReply>
 #include <QtTest>
 
 #include <chrono>
+#include <memory>
 
 namespace {
 
@@ -75,7 +77,9 @@ private slots:
     void sendsOnceWhateverThePeerDoes_data();
     void sendsOnceWhateverThePeerDoes();
     void keepsThoseOverTls();
-    void postsOverItsOwn();
+    void closesWhatItKept();
+    void letsGoWhereTheDeviceHangsUp();
+    void sendsAllElseOverItsOwn();
     void repeatsOverTls_data();
     void repeatsOverTls();
     void repeatsAfterARestart();
@@ -133,19 +137,47 @@ void TestWebConnections::keepsThoseOverTls()
     const Device device(false);
     WebManager manager;
     WebManager another;
-    QCOMPARE(codeOf(manager, Way::Get, device.url), 0);
     QCOMPARE(codeOf(manager, Way::RepeatedPost, device.url), 0);
-    QCOMPARE(codeOf(another, Way::Get, device.url), 0);
-    QCOMPARE(device.requests(), 3);
+    QCOMPARE(codeOf(manager, Way::RepeatedPost, device.url), 0);
     QCOMPARE(device.connections(), 1);
+    // Each client has its own.
+    QCOMPARE(codeOf(another, Way::RepeatedPost, device.url), 0);
+    QCOMPARE(codeOf(another, Way::RepeatedPost, device.url), 0);
+    QCOMPARE(device.requests(), 4);
+    QCOMPARE(device.connections(), 2);
+    QCOMPARE(device.openConnections(), 2);
 }
 
-void TestWebConnections::postsOverItsOwn()
+void TestWebConnections::closesWhatItKept()
+{
+    Device device(false);
+    auto manager = std::make_unique<WebManager>();
+    QCOMPARE(codeOf(*manager, Way::RepeatedPost, device.url), 0);
+    QCOMPARE(device.openConnections(), 1);
+    manager.reset();
+    QTRY_COMPARE(device.openConnections(), 0);
+}
+
+void TestWebConnections::letsGoWhereTheDeviceHangsUp()
+{
+    Device device(false);
+    WebManager manager;
+    QCOMPARE(codeOf(manager, Way::RepeatedPost, device.url), 0);
+    const int before = thisprocess::socketCount();
+    device.fleet.setPowered(0, false);
+    // The two on which the device listened, its end of the connection, and ours.
+    QTRY_COMPARE(thisprocess::socketCount(), before - 4);
+    device.fleet.setPowered(0, true);
+    QCOMPARE(codeOf(manager, Way::RepeatedPost, device.url), 0);
+    QCOMPARE(device.requests(), 2);
+}
+
+void TestWebConnections::sendsAllElseOverItsOwn()
 {
     const Device device(false);
     WebManager manager;
+    QCOMPARE(codeOf(manager, Way::RepeatedPost, device.url), 0);
     QCOMPARE(codeOf(manager, Way::Get, device.url), 0);
-    QCOMPARE(codeOf(manager, Way::Post, device.url), 0);
     QCOMPARE(codeOf(manager, Way::Post, device.url), 0);
     QCOMPARE(device.requests(), 3);
     QCOMPARE(device.connections(), 3);
@@ -156,9 +188,9 @@ void TestWebConnections::postsOverItsOwn()
 void TestWebConnections::repeatsOverTls_data()
 {
     QTest::addColumn<Way>("way");
-    QTest::newRow("GET") << Way::Get;
     QTest::newRow("POST that may be repeated") << Way::RepeatedPost;
-    // Goes over a connection of its own, and so has no need.
+    // These go over connections of their own, and so have no need.
+    QTest::newRow("GET") << Way::Get;
     QTest::newRow("POST") << Way::Post;
 }
 
@@ -204,7 +236,7 @@ void TestWebConnections::doesNotRepeatAStream()
 {
     const Device device(true);
     WebManager manager;
-    QCOMPARE(codeOf(manager, Way::Get, device.url), 0);
+    QCOMPARE(codeOf(manager, Way::RepeatedPost, device.url), 0);
     // What was read of it can't be read again.
     QCOMPARE(codeOf(manager, Way::RepeatedStream, device.url), int(QNetworkReply::RemoteHostClosedError));
     QCOMPARE(device.requests(), 1);
