@@ -1,8 +1,5 @@
 #include "common/json.h"
 
-#include <QJsonArray>
-#include <QJsonObject>
-
 #include <nlohmann/json.hpp>
 
 namespace json {
@@ -70,11 +67,6 @@ QByteArray strictForm(const QByteArray &text)
     return strict;
 }
 
-QString toText(const std::string &text)
-{
-    return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
-}
-
 /// The depth that is still allowed decides when it ends, not the stack of the thread.
 bool isDeeperThan(const Parsed &value, int depth)
 {
@@ -86,39 +78,51 @@ bool isDeeperThan(const Parsed &value, int depth)
            });
 }
 
-QJsonValue toQt(const Parsed &value)
+const Parsed &parsed(const void *value)
 {
-    switch (value.type()) {
-    case Parsed::value_t::object: {
-        QJsonObject object;
-        for (const auto &[name, member] : value.items()) {
-            object.insert(toText(name), toQt(member));
-        }
-        return object;
-    }
-    case Parsed::value_t::array: {
-        QJsonArray array;
-        for (const Parsed &element : value) {
-            array.append(toQt(element));
-        }
-        return array;
-    }
-    case Parsed::value_t::string:
-        return toText(value.get_ref<const std::string &>());
-    case Parsed::value_t::boolean:
-        return value.get<bool>();
-    case Parsed::value_t::number_integer:
-    case Parsed::value_t::number_unsigned:
-    case Parsed::value_t::number_float:
-        return value.get<double>();
-    default:
-        return QJsonValue::Null;
-    }
+    return *static_cast<const Parsed *>(value);
 }
 
 } // namespace
 
-std::optional<QJsonValue> parse(const QByteArray &text, QString *error)
+Value Value::operator[](const char *name) const
+{
+    Value member;
+    if (m_value && parsed(m_value).is_object()) {
+        const auto found = parsed(m_value).find(name);
+        if (found != parsed(m_value).end()) {
+            member.m_document = m_document;
+            member.m_value = &*found;
+        }
+    }
+    return member;
+}
+
+Value Value::at(int index) const
+{
+    Value element;
+    if (index >= 0 && index < size()) {
+        element.m_document = m_document;
+        element.m_value = &parsed(m_value)[static_cast<std::size_t>(index)];
+    }
+    return element;
+}
+
+int Value::size() const
+{
+    return m_value && parsed(m_value).is_array() ? static_cast<int>(parsed(m_value).size()) : 0;
+}
+
+QString Value::text() const
+{
+    if (!m_value || !parsed(m_value).is_string()) {
+        return {};
+    }
+    const auto &bytes = parsed(m_value).get_ref<const std::string &>();
+    return QString::fromUtf8(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+std::optional<Value> parse(const QByteArray &text, QString *error)
 {
     const auto refuse = [error](const QString &reason) {
         if (error) {
@@ -132,14 +136,17 @@ std::optional<QJsonValue> parse(const QByteArray &text, QString *error)
         return refuse(QStringLiteral("a zero byte"));
     }
     try {
-        const Parsed parsed = Parsed::parse(strict.begin(), strict.end());
-        if (!parsed.is_structured()) {
+        const auto document = std::make_shared<const Parsed>(Parsed::parse(strict.begin(), strict.end()));
+        if (!document->is_structured()) {
             return refuse(QStringLiteral("neither an object nor an array"));
         }
-        if (isDeeperThan(parsed, maximumDepth)) {
+        if (isDeeperThan(*document, maximumDepth)) {
             return refuse(QStringLiteral("nested too deep"));
         }
-        return toQt(parsed);
+        Value value;
+        value.m_document = document;
+        value.m_value = document.get();
+        return value;
     } catch (const Parsed::exception &exception) {
         return refuse(QString::fromUtf8(exception.what()));
     }

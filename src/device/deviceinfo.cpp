@@ -4,8 +4,6 @@
 #include "web/deviceprotocol.h"
 
 #include <QCoreApplication>
-#include <QJsonArray>
-#include <QJsonObject>
 
 namespace deviceinfo {
 
@@ -44,12 +42,12 @@ QString statusMark(int status)
     return {};
 }
 
-SensorReading readSensor(const QJsonObject &sensor, bool preferExtended)
+SensorReading readSensor(const json::Value &sensor, bool preferExtended)
 {
-    QString value = sensor.value(QLatin1String("v")).toString();
-    const QString extended = sensor.value(QLatin1String("e")).toString();
-    const QString unit = withDegreeSign(sensor.value(QLatin1String("u")).toString());
-    const QString mark = statusMark(sensor.value(QLatin1String("s")).toString().toInt());
+    QString value = sensor["v"].text();
+    const QString extended = sensor["e"].text();
+    const QString unit = withDegreeSign(sensor["u"].text());
+    const QString mark = statusMark(sensor["s"].text().toInt());
 
     if (extended != unknownExtendedValue && preferExtended && value.size() <= extended.size()) {
         value = extended;
@@ -57,15 +55,15 @@ SensorReading readSensor(const QJsonObject &sensor, bool preferExtended)
     return {value + QLatin1Char(' ') + unit + mark, !mark.isEmpty()};
 }
 
-Timespan readUptime(const QJsonArray &parts)
+Timespan readUptime(const json::Value &parts)
 {
-    const auto number = [&parts](int index) { return parts.at(index).toString().toInt(); };
+    const auto number = [&parts](int index) { return parts.at(index).text().toInt(); };
     return {number(0), number(1), number(2), number(3)};
 }
 
-QDateTime readTime(const QJsonValue &secondsSinceEpoch)
+QDateTime readTime(const json::Value &secondsSinceEpoch)
 {
-    return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch.toString().toLongLong());
+    return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch.text().toLongLong());
 }
 
 } // namespace
@@ -95,31 +93,31 @@ QByteArray queryTemplate()
 
 std::optional<DeviceInfo> parseAnswer(const QByteArray &answer, bool preferExtended, QString *parseError)
 {
-    const std::optional<QJsonValue> document = json::parse(answer, parseError);
+    const std::optional<json::Value> document = json::parse(answer, parseError);
     if (!document) {
         return std::nullopt;
     }
-    const QJsonObject object = document->toObject();
+    const json::Value &object = *document;
     DeviceInfo info;
     for (std::size_t i = 0; i < deviceColumns.size(); ++i) {
         if (deviceColumns[i].informationTemplate) {
-            info.texts[i] = withDegreeSign(object.value(QLatin1String(deviceColumns[i].header)).toString());
+            info.texts[i] = withDegreeSign(object[deviceColumns[i].header].text());
         }
     }
     for (std::size_t i = 0; i < info.sensors.size(); ++i) {
-        const auto sensor = object.constFind(QLatin1String(deviceColumns[Column::Sensor1 + i].header));
-        if (sensor != object.constEnd()) {
-            info.sensors[i] = readSensor(sensor->toObject(), preferExtended);
+        const json::Value sensor = object[deviceColumns[Column::Sensor1 + i].header];
+        if (sensor.exists()) {
+            info.sensors[i] = readSensor(sensor, preferExtended);
         }
     }
-    info.uptime = readUptime(object.value(QLatin1String("uptime")).toArray());
+    info.uptime = readUptime(object["uptime"]);
     // A second interface is a wireless one; which addresses they have doesn't matter here.
-    const bool wireless = object.value(QLatin1String("netiftab")).toArray().size() > 1;
-    info.deviceType = (wireless ? QStringLiteral("Nembra WLAN ") : QStringLiteral("Nembra ")) +
-                      object.value(QLatin1String("dev_type")).toString();
-    info.loginGroup = object.value(QLatin1String("login_group")).toString().toInt();
-    info.historyStart = readTime(object.value(QLatin1String("histo_start")));
-    info.deviceTime = readTime(object.value(QLatin1String("systimestamp")));
+    const bool wireless = object["netiftab"].size() > 1;
+    info.deviceType =
+        (wireless ? QStringLiteral("Nembra WLAN ") : QStringLiteral("Nembra ")) + object["dev_type"].text();
+    info.loginGroup = object["login_group"].text().toInt();
+    info.historyStart = readTime(object["histo_start"]);
+    info.deviceTime = readTime(object["systimestamp"]);
     return info;
 }
 

@@ -109,7 +109,7 @@ void WebEngine::dispose(WebTransfer *transfer)
     }
 }
 
-void WebEngine::closeKept(quint64 keeper)
+void WebEngine::closeKept(const void *keeper)
 {
     if (WebEngine *const engine = theEngine) {
         QMetaObject::invokeMethod(
@@ -236,8 +236,8 @@ void WebEngine::begin(WebTransfer *transfer)
 
 CURLSH *WebEngine::connectionsFor(const WebTransfer *transfer)
 {
-    const quint64 keeper = transfer->request().keeper;
-    if (keeper == 0 || !transfer->request().isSecure()) {
+    const void *const keeper = transfer->request().keeper;
+    if (!keeper || !transfer->request().isSecure()) {
         return nullptr;
     }
     const auto kept = m_kept.find(keeper);
@@ -254,7 +254,7 @@ CURLSH *WebEngine::connectionsFor(const WebTransfer *transfer)
     return connections;
 }
 
-void WebEngine::watchIdle(quint64 keeper, curl_socket_t socket)
+void WebEngine::watchIdle(const void *keeper, curl_socket_t socket)
 {
     const auto kept = m_kept.find(keeper);
     if (socket != CURL_SOCKET_BAD && kept != m_kept.end()) {
@@ -273,7 +273,7 @@ void WebEngine::leaveIdle(Kept &kept)
     }
 }
 
-void WebEngine::closeConnection(quint64 keeper)
+void WebEngine::closeConnection(const void *keeper)
 {
     Kept kept = m_kept.take(keeper);
     leaveIdle(kept);

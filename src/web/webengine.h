@@ -33,7 +33,7 @@ public:
     /// Ends a transfer, closes its connection if it is in the middle of it, and deletes it.
     static void dispose(WebTransfer *transfer);
     /// Closes the connection that was kept for a client. None of its transfers may be left.
-    static void closeKept(quint64 keeper);
+    static void closeKept(const void *keeper);
 
 private:
     struct Notifiers
@@ -66,9 +66,9 @@ private:
     void startWaiting();
     void begin(WebTransfer *transfer);
     CURLSH *connectionsFor(const WebTransfer *transfer);
-    void watchIdle(quint64 keeper, curl_socket_t socket);
+    void watchIdle(const void *keeper, curl_socket_t socket);
     void leaveIdle(Kept &kept);
-    void closeConnection(quint64 keeper);
+    void closeConnection(const void *keeper);
     void end(CURL *handle, CURLcode result);
     void endFinished();
     void take(CURL *handle);
@@ -89,7 +89,7 @@ private:
     QVector<WebTransfer *> m_changed;
     /// By client: its connection that is kept. In libcurl's own store they could be neither counted nor
     /// closed.
-    QHash<quint64, Kept> m_kept;
+    QHash<const void *, Kept> m_kept;
     /// By the socket of a connection that is kept and that nobody uses: its client.
-    QHash<curl_socket_t, quint64> m_idleSockets;
+    QHash<curl_socket_t, const void *> m_idleSockets;
 };

@@ -1,6 +1,7 @@
 #include "web/weberror.h"
 
 #include <QCoreApplication>
+#include <QHash>
 #include <QUrl>
 
 #include <cerrno>
@@ -105,35 +106,23 @@ WebError WebError::ofTransfer(int result, long systemError, const QByteArray &de
 
 QNetworkReply::NetworkError WebError::codeOfStatus(int status)
 {
-    switch (status) {
-    case 400:
-    case 418:
-        return QNetworkReply::ProtocolInvalidOperationError;
-    case 401:
-        return QNetworkReply::AuthenticationRequiredError;
-    case 403:
-        return QNetworkReply::ContentAccessDenied;
-    case 404:
-        return QNetworkReply::ContentNotFoundError;
-    case 405:
-        return QNetworkReply::ContentOperationNotPermittedError;
-    case 407:
-        return QNetworkReply::ProxyAuthenticationRequiredError;
-    case 409:
-        return QNetworkReply::ContentConflictError;
-    case 410:
-        return QNetworkReply::ContentGoneError;
-    case 500:
-        return QNetworkReply::InternalServerError;
-    case 501:
-        return QNetworkReply::OperationNotImplementedError;
-    case 503:
-        return QNetworkReply::ServiceUnavailableError;
-    default:
-        return status > 500    ? QNetworkReply::UnknownServerError
-               : status >= 400 ? QNetworkReply::UnknownContentError
-                               : QNetworkReply::NoError;
-    }
+    static const QHash<int, QNetworkReply::NetworkError> known{
+        {400, QNetworkReply::ProtocolInvalidOperationError},
+        {401, QNetworkReply::AuthenticationRequiredError},
+        {403, QNetworkReply::ContentAccessDenied},
+        {404, QNetworkReply::ContentNotFoundError},
+        {405, QNetworkReply::ContentOperationNotPermittedError},
+        {407, QNetworkReply::ProxyAuthenticationRequiredError},
+        {409, QNetworkReply::ContentConflictError},
+        {410, QNetworkReply::ContentGoneError},
+        {418, QNetworkReply::ProtocolInvalidOperationError},
+        {500, QNetworkReply::InternalServerError},
+        {501, QNetworkReply::OperationNotImplementedError},
+        {503, QNetworkReply::ServiceUnavailableError},
+    };
+    return known.value(status, status > 500    ? QNetworkReply::UnknownServerError
+                               : status >= 400 ? QNetworkReply::UnknownContentError
+                                               : QNetworkReply::NoError);
 }
 
 QString WebError::messageOfStatus(int status, const QByteArray &reason, const QUrl &url)

@@ -7,21 +7,8 @@
 #include <QNetworkCookieJar>
 #include <QNetworkProxy>
 
-#include <atomic>
-
-namespace {
-
-quint64 nextId()
-{
-    static std::atomic<quint64> last{0};
-    return ++last;
-}
-
-} // namespace
-
 WebManager::WebManager(QObject *parent)
     : QNetworkAccessManager(parent)
-    , m_id(nextId())
 {
     setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
     setCookieJar(new QNetworkCookieJar(this));
@@ -31,7 +18,7 @@ WebManager::~WebManager()
 {
     // Those that are out use the connections.
     qDeleteAll(findChildren<WebReply *>(QString(), Qt::FindDirectChildrenOnly));
-    WebEngine::closeKept(m_id);
+    WebEngine::closeKept(this);
 }
 
 QNetworkReply *WebManager::createRequest(Operation operation, const QNetworkRequest &request,

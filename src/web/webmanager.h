@@ -23,13 +23,7 @@ public:
     /// connection of their own, once.
     static constexpr auto MayBeRepeatedAttribute = QNetworkRequest::User;
 
-    /// For the engine; no other client has or had the same.
-    quint64 id() const { return m_id; }
-
 protected:
     QNetworkReply *createRequest(Operation operation, const QNetworkRequest &request,
                                  QIODevice *outgoingData) override;
-
-private:
-    const quint64 m_id;
 };

@@ -88,7 +88,7 @@ WebReply::WebReply(WebManager *manager, QNetworkAccessManager::Operation operati
     message.verb = operation == QNetworkAccessManager::GetOperation ? "GET" : "POST";
     message.url = encodedWithoutFragment(url());
     if (request.attribute(WebManager::MayBeRepeatedAttribute).toBool()) {
-        message.keeper = manager->id();
+        message.keeper = manager;
     }
     qint64 bodySize = operation == QNetworkAccessManager::GetOperation ? -1 : 0;
     if (const auto *const buffer = qobject_cast<const QBuffer *>(outgoingData)) {

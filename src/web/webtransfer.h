@@ -26,9 +26,9 @@ struct WebRequest
     QByteArray body;
     /// Bytes of a body that is brought piece by piece; negative: there is none.
     qint64 streamedSize = -1;
-    /// Which client's connection it goes over and leaves open; 0: one of its own. The peer may just be
+    /// Which client's connection it goes over and leaves open; null: one of its own. The peer may just be
     /// closing one that was kept; then the request is silently sent once more.
-    quint64 keeper = 0;
+    const void *keeper = nullptr;
 
     bool isStreamed() const { return streamedSize >= 0; }
     bool isSecure() const { return url.startsWith("https:"); }

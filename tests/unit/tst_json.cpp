@@ -1,7 +1,5 @@
 #include "common/json.h"
 
-#include <QJsonArray>
-#include <QJsonObject>
 #include <QTest>
 
 /// Reading JSON from the network.
@@ -11,6 +9,7 @@ class TestJson final : public QObject
 
 private slots:
     void readsEveryType();
+    void outlivesTheText();
     void takesTheLastOfEqualNames_data();
     void takesTheLastOfEqualNames();
     void readsAsDeepAsAllowed_data();
@@ -31,25 +30,35 @@ void TestJson::readsEveryType()
                                        "fraction": 2.5, "yes": true, "no": false, "nothing": null,
                                        "list": [1, "x", [], {}], "object": {"a": {"b": "c"}}})");
     QVERIFY(value);
-    const QJsonObject object = value->toObject();
-    QCOMPARE(object.size(), 10);
-    QCOMPARE(object.value(QLatin1String("text")).toString(), QString::fromUtf8("a\u00b0\0b", 5));
-    QVERIFY(object.value(QLatin1String("empty")).isString());
-    QCOMPARE(object.value(QLatin1String("whole")).toDouble(), -7.0);
-    QCOMPARE(object.value(QLatin1String("large")).toDouble(), 18446744073709551615.0);
-    QCOMPARE(object.value(QLatin1String("fraction")).toDouble(), 2.5);
-    QCOMPARE(object.value(QLatin1String("yes")), QJsonValue(true));
-    QCOMPARE(object.value(QLatin1String("no")), QJsonValue(false));
-    QVERIFY(object.value(QLatin1String("nothing")).isNull());
-    const QJsonArray list = object.value(QLatin1String("list")).toArray();
+    QCOMPARE((*value)["text"].text(), QString::fromUtf8("a\u00b0\0b", 5));
+    QVERIFY((*value)["empty"].exists());
+    QVERIFY(!(*value)["Empty"].exists());
+    for (const char *const name :
+         {"empty", "whole", "large", "fraction", "yes", "no", "nothing", "list", "object", "none"}) {
+        QCOMPARE((*value)[name].text(), QString());
+    }
+    const json::Value list = (*value)["list"];
     QCOMPARE(list.size(), 4);
-    QCOMPARE(list.at(0).toInt(), 1);
-    QCOMPARE(list.at(1).toString(), QStringLiteral("x"));
-    QVERIFY(list.at(2).isArray());
-    QVERIFY(list.at(3).isObject());
-    const QJsonObject inner = object.value(QLatin1String("object")).toObject();
-    QCOMPARE(inner.value(QLatin1String("a")).toObject().value(QLatin1String("b")).toString(),
-             QStringLiteral("c"));
+    QCOMPARE(list.at(1).text(), QStringLiteral("x"));
+    QVERIFY(list.at(3).exists());
+    QVERIFY(!list.at(4).exists());
+    QVERIFY(!list.at(-1).exists());
+    QVERIFY(!list["x"].exists());
+    QCOMPARE((*value)["object"].size(), 0);
+    QCOMPARE((*value)["object"]["a"]["b"].text(), QStringLiteral("c"));
+    QCOMPARE((*value)["text"]["a"].at(3)["b"].text(), QString());
+    QCOMPARE(json::Value()["a"].at(0).size(), 0);
+}
+
+void TestJson::outlivesTheText()
+{
+    json::Value inner;
+    {
+        QByteArray text = R"({"a": {"b": "c"}})";
+        inner = (*json::parse(text))["a"];
+        text.fill('x');
+    }
+    QCOMPARE(inner["b"].text(), QStringLiteral("c"));
 }
 
 void TestJson::takesTheLastOfEqualNames_data()
@@ -67,7 +76,7 @@ void TestJson::takesTheLastOfEqualNames()
     QFETCH(QByteArray, first);
     const auto value = json::parse(R"({"name": )" + first + R"(, "name": )" + first + R"(, "name": "last"})");
     QVERIFY(value);
-    QCOMPARE(value->toObject(), (QJsonObject{{QStringLiteral("name"), QStringLiteral("last")}}));
+    QCOMPARE((*value)["name"].text(), QStringLiteral("last"));
 }
 
 void TestJson::readsAsDeepAsAllowed_data()
@@ -113,26 +122,25 @@ void TestJson::takesWhatDevicesWrite()
     QFETCH(QByteArray, text);
     const auto value = json::parse("{\"Location\": \"" + text + "\"}");
     QVERIFY(value);
-    QTEST(value->toObject().value(QLatin1String("Location")).toString(), "value");
+    QTEST((*value)["Location"].text(), "value");
 }
 
 void TestJson::takesEveryNumberOfQt_data()
 {
     QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<double>("value");
-    QTest::newRow("a point at the end") << QByteArray("1.") << 1.0;
-    QTest::newRow("a point at the beginning") << QByteArray(".5") << 0.5;
-    QTest::newRow("a point after the sign") << QByteArray("-.5") << -0.5;
-    QTest::newRow("a point before the exponent") << QByteArray("1.e5") << 100000.0;
-    QTest::newRow("an exponent with a sign") << QByteArray("1E+5") << 100000.0;
+    QTest::newRow("a point at the end") << QByteArray("1.");
+    QTest::newRow("a point at the beginning") << QByteArray(".5");
+    QTest::newRow("a point after the sign") << QByteArray("-.5");
+    QTest::newRow("a point before the exponent") << QByteArray("1.e5");
+    QTest::newRow("an exponent with a sign") << QByteArray("1E+5");
 }
 
 void TestJson::takesEveryNumberOfQt()
 {
     QFETCH(QByteArray, text);
-    const auto value = json::parse('[' + text + ']');
+    const auto value = json::parse('[' + text + ", \"next\"]");
     QVERIFY(value);
-    QTEST(value->toArray().at(0).toDouble(-1), "value");
+    QCOMPARE(value->at(1).text(), QStringLiteral("next"));
 }
 
 void TestJson::refuses_data()
