@@ -23,6 +23,9 @@ class WebEngine final : public QObject
     Q_OBJECT
 
 public:
+    ~WebEngine() override;
+    Q_DISABLE_COPY_MOVE(WebEngine)
+
     // From any thread.
 
     /// Sends a transfer's request now, or when a connection is free. It tells by its signal. False at the end
@@ -50,7 +53,6 @@ private:
     };
 
     WebEngine();
-    ~WebEngine() override;
     static WebEngine *running();
     static WebEngine *create();
     static void stop();

@@ -251,10 +251,11 @@ bool WebTransfer::takeHead()
     return true;
 }
 
-std::size_t WebTransfer::onBody(char *bytes, std::size_t size, std::size_t count, void *transfer)
+std::size_t WebTransfer::onBody(char *bytes, std::size_t unit, std::size_t count, void *transfer)
 {
     auto *const self = static_cast<WebTransfer *>(transfer);
-    const auto length = static_cast<qint64>(size * count);
+    const std::size_t size = unit * count;
+    const auto length = static_cast<qint64>(size);
     if (self->m_unread >= weblimits::unreadBody) {
         self->m_isReceivingPaused = true;
         return CURL_WRITEFUNC_PAUSE;
@@ -263,7 +264,7 @@ std::size_t WebTransfer::onBody(char *bytes, std::size_t size, std::size_t count
     self->noteNews();
     self->m_unread += length;
     self->m_bodyBytes += length;
-    return asSize(length);
+    return size;
 }
 
 std::size_t WebTransfer::onWanted(char *bytes, std::size_t size, std::size_t count, void *transfer)
@@ -296,6 +297,7 @@ std::size_t WebTransfer::onWanted(char *bytes, std::size_t size, std::size_t cou
     return asSize(length);
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): libcurl gives the form.
 int WebTransfer::onTrace(CURL *handle, curl_infotype kind, char *bytes, std::size_t size, void *transfer)
 {
     Q_UNUSED(handle)

@@ -96,7 +96,7 @@ signals:
 
 private:
     static std::size_t onHeader(char *bytes, std::size_t size, std::size_t count, void *transfer);
-    static std::size_t onBody(char *bytes, std::size_t size, std::size_t count, void *transfer);
+    static std::size_t onBody(char *bytes, std::size_t unit, std::size_t count, void *transfer);
     static std::size_t onWanted(char *bytes, std::size_t size, std::size_t count, void *transfer);
     static int onTrace(CURL *handle, curl_infotype kind, char *bytes, std::size_t size, void *transfer);
 
