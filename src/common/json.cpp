@@ -23,7 +23,7 @@ uint codeUnitAt(const QByteArray &text, int place)
 int appendEscape(QByteArray &strict, const QByteArray &text, int place)
 {
     constexpr int length = 6;
-    const QByteArray known = "\"\\/bfnrt";
+    static const QByteArray known = "\"\\/bfnrt";
     if (text.mid(place + 1, 1) != "u") {
         // Of any other letter the backslash is left out.
         const bool isKnown = place + 1 < text.size() && known.contains(text.at(place + 1));
@@ -40,7 +40,7 @@ int appendEscape(QByteArray &strict, const QByteArray &text, int place)
 }
 
 /// Devices write texts into their JSON as they are: with tabs, line breaks and backslashes. Qt's parser takes
-/// that, and numbers that begin or end with their point; the one used here takes it in this form.
+/// that, and numbers that begin or end with their point. In this form every parser does.
 QByteArray strictForm(const QByteArray &text)
 {
     constexpr uchar firstPrintable = 0x20;

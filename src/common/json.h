@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-/// Reading JSON that a stranger wrote. Pure.
+/// Reading JSON from the network. Pure.
 namespace json {
 
 /// How deep arrays and objects may stand in each other.

@@ -30,8 +30,8 @@ void Device::updateFromDiscovery(const DiscoveryDevice &discoveryDevice)
         m_firstSeen = m_lastSeen;
     }
     m_record = discoveryDevice;
+    m_wasDiscovered = true;
     m_view->showRecord(m_record, m_firstSeen, m_lastSeen);
-    m_view->showAddress(m_record.address());
     resetDiscoveryAge();
     emit newDiscovery(m_record);
 }

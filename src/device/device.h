@@ -47,6 +47,8 @@ public:
     void applyFilter(const QRegExp &pattern);
 
     const DiscoveryDevice &record() const { return m_record; }
+    /// Whether the record is what the device itself said.
+    bool wasDiscovered() const { return m_wasDiscovered; }
     QString deviceType() const { return m_deviceType; }
     /// An AccessLevel, or whatever else the device said.
     qint32 loginGroup() const { return m_loginGroup; }
@@ -76,6 +78,7 @@ private:
 
     DeviceView *const m_view;
     DiscoveryDevice m_record;
+    bool m_wasDiscovered = false;
     QString m_deviceType;
     /// UTC; null until the device was seen.
     QDateTime m_firstSeen;

@@ -28,14 +28,13 @@ void DeviceItem::showRecord(const DiscoveryDevice &record, const QDateTime &firs
                             const QDateTime &lastSeen)
 {
     setText(Column::SystemName, record.hostname());
+    // A device that has only been read from a file has no address yet.
+    if (m_device.wasDiscovered()) {
+        setText(Column::Ip, record.address().toString());
+    }
     setText(Column::Mac, record.macText());
     setData(Column::FirstSeen, Qt::DisplayRole, firstSeen.toLocalTime());
     setData(Column::LastSeen, Qt::DisplayRole, lastSeen.toLocalTime());
-}
-
-void DeviceItem::showAddress(const QHostAddress &address)
-{
-    setText(Column::Ip, address.toString());
 }
 
 void DeviceItem::showInfo(const deviceinfo::DeviceInfo &info)

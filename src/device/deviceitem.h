@@ -20,7 +20,6 @@ public:
 private:
     void showRecord(const DiscoveryDevice &record, const QDateTime &firstSeen,
                     const QDateTime &lastSeen) override;
-    void showAddress(const QHostAddress &address) override;
     void showInfo(const deviceinfo::DeviceInfo &info) override;
     void showStatus(const QString &text) override;
     void showScheme(bool useHttps) override;

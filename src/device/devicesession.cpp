@@ -79,6 +79,7 @@ void DeviceSession::send(QNetworkReply *reply)
     m_pendingReply = reply;
     m_requestTimer.start();
     m_answer.clear();
+    m_answerSize = 0;
 }
 
 void DeviceSession::updateInfo()
@@ -102,7 +103,7 @@ void DeviceSession::updateInfo()
 void DeviceSession::login(const QString &user, const QString &password)
 {
     const bool useHttps = m_useHttps;
-    // The end of an aborted login brings a query of its own, which is none any more either.
+    // The end of an aborted login starts a query, which is aborted, too.
     while (m_pendingReply) {
         supersede();
     }
@@ -132,6 +133,7 @@ void DeviceSession::release(QNetworkReply *reply)
     reply->deleteLater();
     if (reply == m_pendingReply) {
         m_pendingReply = nullptr;
+        m_answer.clear();
     }
 }
 
@@ -163,10 +165,13 @@ void DeviceSession::collectAnswer(QNetworkReply *reply)
     if (reply != m_pendingReply) {
         return;
     }
-    m_answer += reply->readAll();
-    if (m_answer.size() > deviceinfo::maximumAnswerSize) {
-        qDebug() << "Answer too long:" << m_answer.size() << "bytes from" << reply->url();
-        m_answer.clear();
+    const QByteArray piece = reply->readAll();
+    m_answerSize += piece.size();
+    if (deviceprotocol::status(reply) == deviceprotocol::statusOk) {
+        m_answer += piece;
+    }
+    if (m_answerSize > deviceinfo::maximumAnswerSize) {
+        qDebug() << "Answer too long:" << m_answerSize << "bytes from" << reply->url();
         reply->abort();
     }
 }
@@ -175,7 +180,8 @@ void DeviceSession::refusePackedAnswer(QNetworkReply *reply)
 {
     if (reply == m_pendingReply && deviceprotocol::status(reply) == deviceprotocol::statusOk &&
         deviceprotocol::isPacked(reply)) {
-        qDebug() << "Answer in an encoding that nobody asked for from" << reply->url();
+        qDebug() << "Answer in an encoding that nobody asked for:" << reply->rawHeader("Content-Encoding")
+                 << "from" << reply->url();
         reply->abort();
     }
 }

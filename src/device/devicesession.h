@@ -7,6 +7,7 @@
 #include <QNetworkCookie>
 #include <QNetworkReply>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 
 class WebManager;
@@ -99,8 +100,7 @@ private:
     void release(QNetworkReply *reply);
     /// It makes room for a login. Its handlers run at once and tell who waits for it.
     void supersede();
-    /// It is taken for hanging. What it sent the session over is not trusted any more: the next one starts
-    /// with a new client, over HTTP.
+    /// It counts as hanging. The next one starts with a new client, without cookies, over HTTP.
     void giveUp();
 
     bool m_useHttps = false;
@@ -111,8 +111,10 @@ private:
     bool m_loginSuperseded = false;
     WebManager *m_networkManager = nullptr;
     /// The one request that is out; belongs to a manager.
-    QNetworkReply *m_pendingReply = nullptr;
+    QPointer<QNetworkReply> m_pendingReply;
     QElapsedTimer m_requestTimer;
     /// What has arrived of the answer to a query.
     QByteArray m_answer;
+    /// Bytes of it, kept or not.
+    qint64 m_answerSize = 0;
 };

@@ -4,7 +4,6 @@
 
 class DiscoveryDevice;
 class QDateTime;
-class QHostAddress;
 class QRegExp;
 class QString;
 
@@ -18,17 +17,15 @@ class DeviceView
 public:
     virtual ~DeviceView() = default;
 
-    /// Everything of the record but the address. `firstSeen`, `lastSeen`: UTC; null where the device was not
-    /// seen.
+    /// `firstSeen`, `lastSeen`: UTC; null where the device was not seen.
     virtual void showRecord(const DiscoveryDevice &record, const QDateTime &firstSeen,
                             const QDateTime &lastSeen) = 0;
-    virtual void showAddress(const QHostAddress &address) = 0;
     virtual void showInfo(const deviceinfo::DeviceInfo &info) = 0;
     /// How the last request went: "200 OK".
     virtual void showStatus(const QString &text) = 0;
     virtual void showScheme(bool useHttps) = 0;
     virtual void showAccessRights(qint32 loginGroup) = 0;
-    /// The ages are others, or the palette is.
+    /// The ages have changed, or the palette has.
     virtual void showAges() = 0;
     /// Shows the device only if it matches.
     virtual void applyFilter(const QRegExp &pattern) = 0;

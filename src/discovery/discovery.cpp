@@ -21,7 +21,8 @@ constexpr std::size_t maximumInbox = 65536;
 
 QDebug broadcastMessage(int size, const QHostAddress &destination, const QHostAddress &via)
 {
-    return qDebug().noquote() << "Broadcast" << size << "bytes to" << destination.toString() << "via" << via.toString();
+    return qDebug().noquote() << "Broadcast" << size << "bytes to" << destination.toString() << "via"
+                              << via.toString();
 }
 
 } // namespace

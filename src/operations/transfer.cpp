@@ -40,7 +40,7 @@ void Transfer::start(const QList<DeviceAccess> &devices, const Operation &operat
         m_rows.emplace_back().device = device;
         emit rowChanged(static_cast<int>(m_rows.size()) - 1, operation.activity, Mark::None);
     }
-    m_pace.schedule();
+    m_pace.startSome();
 }
 
 bool Transfer::startNext()
@@ -60,7 +60,7 @@ bool Transfer::startNext()
     connect(reply, &QNetworkReply::errorOccurred, this, [this, index] { requestFailed(index); });
     connect(reply, &QNetworkReply::readyRead, this, [this, &row] { takePiece(row); });
     connect(reply, &QNetworkReply::downloadProgress, this, [this, index, &row](qint64 bytes) {
-        // It still tells of a piece whose end it was, when that piece couldn't be written.
+        // Also comes after a piece that couldn't be written, which was the end of the row.
         if (row.reply) {
             emit received(index, bytes);
         }
@@ -155,7 +155,7 @@ void Transfer::endRow(int index, const QString &text, Mark mark)
         m_pace.ended(row.reply);
         // What else it has to say must not reach another run.
         row.reply->disconnect(this);
-        // With the reply, which is just telling of its end.
+        // The reply, which is still in its signal, goes with it.
         row.reply->manager()->deleteLater();
         row.reply = nullptr;
     }

@@ -19,8 +19,9 @@ enum class AccessLevel : qint32 {
     WriteConfig = 3
 };
 
-/// Everything that is said to the web server of a device, and what its answers mean. `baseUrl` is always that
-/// of baseUrl(); a reply belongs to its manager.
+/// Everything that is said to the web server of a device, and what its answers mean. `baseUrl` is that of
+/// baseUrl(); where it is empty, since the address is unknown, the request fails. A reply belongs to its
+/// manager.
 namespace deviceprotocol {
 
 /// "https://10.0.0.7", what a session is valid for.
@@ -40,7 +41,7 @@ bool isSuccess(int status);
 QString redirectTarget(const QNetworkReply *reply);
 /// Whether a device insists on HTTPS: it answers with a redirection (303) to there.
 bool redirectsToHttps(const QNetworkReply *reply);
-/// Whether the body is packed, which nobody asked for: what it says can't be told.
+/// Whether the body is packed, which nobody asked for: it can't be read.
 bool isPacked(const QNetworkReply *reply);
 
 /// Asks for readings, see deviceinfo.

@@ -9,7 +9,7 @@ namespace {
 /// A request that has been out for longer is slow.
 constexpr std::chrono::milliseconds promptAge = 250ms;
 constexpr std::chrono::milliseconds slowCheckInterval = 50ms;
-/// So long at a time.
+/// The event loop turns after so much time.
 constexpr std::chrono::milliseconds startSlice = 4ms;
 
 } // namespace

@@ -23,6 +23,8 @@ public:
 
     /// Requests wait: has them started, soon or when their turn comes.
     void schedule();
+    /// The same, but the first ones at once.
+    void startSome();
     /// Starts nothing before the next schedule().
     void stop();
 
@@ -43,13 +45,12 @@ private:
         bool prompt = true;
     };
 
-    void startSome();
     void noticeSlowOnes();
 
     const std::function<bool()> m_startNext;
     QHash<Key, Request> m_outstanding;
     int m_prompt = 0;
     QTimer m_startTimer;
-    /// Runs while requests wait for others.
+    /// Runs while as many are out as may be, and others wait.
     QTimer m_slowTimer;
 };

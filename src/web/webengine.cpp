@@ -55,55 +55,48 @@ WebEngine *WebEngine::running()
     return theEngine;
 }
 
+template <typename Call>
+bool WebEngine::post(Call call)
+{
+    WebEngine *const engine = running();
+    if (engine) {
+        QMetaObject::invokeMethod(
+            engine, [engine, call] { call(*engine); }, Qt::QueuedConnection);
+    }
+    return engine;
+}
+
 bool WebEngine::start(WebTransfer *transfer)
 {
     WebEngine *const engine = running();
-    if (!engine) {
-        return false;
+    if (engine) {
+        transfer->moveToThread(&engine->m_thread);
     }
-    transfer->moveToThread(&engine->m_thread);
-    QMetaObject::invokeMethod(
-        engine,
-        [engine, transfer] {
-            engine->m_waiting.push_back(transfer);
-            engine->startWaiting();
-        },
-        Qt::QueuedConnection);
-    return true;
+    return post([transfer](WebEngine &network) {
+        network.m_waiting.push_back(transfer);
+        network.startWaiting();
+    });
 }
 
 void WebEngine::bring(WebTransfer *transfer, const QByteArray &piece)
 {
-    if (WebEngine *const engine = running()) {
-        QMetaObject::invokeMethod(
-            engine,
-            [engine, transfer, piece] {
-                transfer->bring(piece);
-                engine->endFinished();
-            },
-            Qt::QueuedConnection);
-    }
+    post([transfer, piece](WebEngine &network) {
+        transfer->bring(piece);
+        network.endFinished();
+    });
 }
 
 void WebEngine::noteRead(WebTransfer *transfer, qint64 bytes)
 {
-    if (WebEngine *const engine = running()) {
-        QMetaObject::invokeMethod(
-            engine,
-            [engine, transfer, bytes] {
-                transfer->noteRead(bytes);
-                engine->endFinished();
-            },
-            Qt::QueuedConnection);
-    }
+    post([transfer, bytes](WebEngine &network) {
+        transfer->noteRead(bytes);
+        network.endFinished();
+    });
 }
 
 void WebEngine::dispose(WebTransfer *transfer)
 {
-    if (WebEngine *const engine = running()) {
-        QMetaObject::invokeMethod(
-            engine, [engine, transfer] { engine->drop(transfer); }, Qt::QueuedConnection);
-    } else {
+    if (!post([transfer](WebEngine &network) { network.drop(transfer); })) {
         // Its thread has ended.
         delete transfer;
     }
@@ -111,9 +104,9 @@ void WebEngine::dispose(WebTransfer *transfer)
 
 void WebEngine::closeKept(const void *keeper)
 {
-    if (WebEngine *const engine = theEngine) {
-        QMetaObject::invokeMethod(
-            engine, [engine, keeper] { engine->closeConnection(keeper); }, Qt::QueuedConnection);
+    // Without an engine nothing was kept.
+    if (theEngine) {
+        post([keeper](WebEngine &network) { network.closeConnection(keeper); });
     }
 }
 
@@ -242,29 +235,34 @@ CURLSH *WebEngine::connectionsFor(const WebTransfer *transfer)
     }
     const auto kept = m_kept.find(keeper);
     if (kept != m_kept.end()) {
-        leaveIdle(*kept);
-        return kept->connections;
+        stopWatching(*kept);
+        // A second request at the same time goes over a connection of its own.
+        return std::exchange(kept->isUsed, true) ? nullptr : kept->connections;
     }
     if (m_kept.size() >= std::min(weblimits::keptConnections, connectionsThatFit() / 2)) {
         return nullptr;
     }
     CURLSH *const connections = curl_share_init();
     curl_share_setopt(connections, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
-    m_kept.insert(keeper, {connections});
+    m_kept.insert(keeper, {connections, true});
     return connections;
 }
 
-void WebEngine::watchIdle(const void *keeper, curl_socket_t socket)
+void WebEngine::leaveKept(const WebTransfer &transfer, curl_socket_t socket)
 {
-    const auto kept = m_kept.find(keeper);
-    if (socket != CURL_SOCKET_BAD && kept != m_kept.end()) {
+    const auto kept = m_kept.find(transfer.request().keeper);
+    if (!transfer.usesKept() || kept == m_kept.end()) {
+        return;
+    }
+    kept->isUsed = false;
+    if (socket != CURL_SOCKET_BAD) {
         kept->idleSocket = socket;
-        m_idleSockets.insert(socket, keeper);
+        m_idleSockets.insert(socket, transfer.request().keeper);
         watch(socket, CURL_POLL_IN);
     }
 }
 
-void WebEngine::leaveIdle(Kept &kept)
+void WebEngine::stopWatching(Kept &kept)
 {
     if (kept.idleSocket != CURL_SOCKET_BAD) {
         m_idleSockets.remove(kept.idleSocket);
@@ -276,7 +274,7 @@ void WebEngine::leaveIdle(Kept &kept)
 void WebEngine::closeConnection(const void *keeper)
 {
     Kept kept = m_kept.take(keeper);
-    leaveIdle(kept);
+    stopWatching(kept);
     curl_share_cleanup(kept.connections);
 }
 
@@ -288,7 +286,7 @@ void WebEngine::endFinished()
         const CURLcode result = message->data.result;
         end(handle, result);
     }
-    // Telling may not change what is told of: what hears it hears it later, in its own thread.
+    // The slots run later, in the threads of the replies.
     const QVector<WebTransfer *> changed = std::exchange(m_changed, {});
     for (WebTransfer *const transfer : changed) {
         if (transfer->handle() && transfer->isObjectionable()) {
@@ -311,12 +309,12 @@ void WebEngine::end(CURL *handle, CURLcode result)
     m_transfers.remove(ended);
     ended->end(result);
     take(handle);
-    watchIdle(ended->request().keeper, socket);
+    leaveKept(*ended, socket);
 }
 
 void WebEngine::take(CURL *handle)
 {
-    // Closes its connection, unless that is kept.
+    // This closes the connection, unless it is kept.
     curl_multi_remove_handle(m_multi, handle);
     if (m_idleHandles.size() < mostIdleHandles) {
         curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
@@ -331,6 +329,7 @@ void WebEngine::drop(WebTransfer *transfer)
 {
     if (m_transfers.remove(transfer)) {
         take(transfer->release());
+        leaveKept(*transfer, CURL_SOCKET_BAD);
     } else {
         m_waiting.erase(std::remove(m_waiting.begin(), m_waiting.end(), transfer), m_waiting.end());
     }

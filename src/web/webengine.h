@@ -15,9 +15,10 @@ class QSocketNotifier;
 class WebTransfer;
 
 /// Carries out all requests of the process: libcurl's multi interface in a thread of its own, the network
-/// thread, driven by that thread's event loop. What crosses are queued calls with the bytes in them.
+/// thread, driven by that thread's event loop. Only queued calls, with the bytes in them, cross the threads.
 ///
-/// Comes into being with the first request and ends with the application object.
+/// Comes into being with the first request and ends with the application object, after all threads that use
+/// it.
 class WebEngine final : public QObject
 {
     Q_OBJECT
@@ -48,12 +49,16 @@ private:
     struct Kept
     {
         CURLSH *connections = nullptr;
+        bool isUsed = false;
         /// None while it is used.
         curl_socket_t idleSocket = CURL_SOCKET_BAD;
     };
 
     WebEngine();
     static WebEngine *running();
+    /// Has it called with the engine in the network thread. False at the end of the program.
+    template <typename Call>
+    static bool post(Call call);
     static WebEngine *create();
     static void stop();
 
@@ -68,8 +73,9 @@ private:
     void startWaiting();
     void begin(WebTransfer *transfer);
     CURLSH *connectionsFor(const WebTransfer *transfer);
-    void watchIdle(const void *keeper, curl_socket_t socket);
-    void leaveIdle(Kept &kept);
+    /// A transfer has ended. Watches the connection that it leaves open, if it does.
+    void leaveKept(const WebTransfer &transfer, curl_socket_t socket);
+    void stopWatching(Kept &kept);
     void closeConnection(const void *keeper);
     void end(CURL *handle, CURLcode result);
     void endFinished();
@@ -80,7 +86,7 @@ private:
     QThread m_thread;
     CURLM *m_multi = nullptr;
     std::unique_ptr<QTimer> m_timer;
-    /// Never deleted before the end: that may not happen while one tells of something.
+    /// By socket. They are only switched off, since a notifier must not be deleted in its own signal.
     QHash<curl_socket_t, Notifiers> m_notifiers;
     /// Those that have begun and not ended.
     QSet<WebTransfer *> m_transfers;

@@ -78,11 +78,12 @@ WebError WebError::ofTransfer(int result, long systemError, const QByteArray &de
     case CURLE_OPERATION_TIMEDOUT:
         return timedOut();
     case CURLE_SSL_CONNECT_ERROR:
-        if (detail.contains("SSL_connect:")) {
+        // As OpenSSL says it when the connection ends instead of the handshake.
+        if (detail.contains("SSL_connect:") || detail.contains("unexpected eof")) {
             return connectionClosed();
         }
         return {QNetworkReply::SslHandshakeFailedError, "QHttp", "SSL handshake failed"};
-    // For nothing but a line of the headers that is longer than it takes, libcurl has too little memory.
+    // So libcurl calls a line of the headers that is too long for it.
     case CURLE_OUT_OF_MEMORY:
 #if LIBCURL_VERSION_NUM >= 0x080600
     case CURLE_TOO_LARGE:
@@ -133,7 +134,7 @@ QString WebError::messageOfStatus(int status, const QByteArray &reason, const QU
     if (status == 407) {
         return QCoreApplication::translate("QHttp", "Proxy requires authentication");
     }
-    // Qt doesn't translate it either.
+    // In Qt this text is not translated.
     return QStringLiteral("Error transferring %1 - server replied: %2")
         .arg(url.toString(), QString::fromLatin1(reason));
 }

@@ -4,8 +4,8 @@
 
 #include <chrono>
 
-/// What one device, or all of them together, may cost the client. What is beyond ends its request with an
-/// error, or waits where that is said.
+/// What one device, or all of them together, may cost the client. A request that goes beyond ends with an
+/// error, unless a comment says that it waits.
 namespace weblimits {
 
 /// Bytes of the status line, the headers and the trailers of an answer, interim answers included. Devices
@@ -27,7 +27,7 @@ inline constexpr int keptConnections = 4000;
 /// Connections that are open for requests; further requests wait. More than any network has devices; a
 /// connection to a device that doesn't answer costs some 25 kB.
 inline constexpr int openConnections = 20000;
-/// For the connection and the TLS handshake. A device that is switched off shows no sooner.
+/// For the connection and the TLS handshake. So long a device that is switched off may stay unnoticed.
 inline constexpr std::chrono::seconds connectTime{60};
 
 } // namespace weblimits

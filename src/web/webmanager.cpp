@@ -16,7 +16,7 @@ WebManager::WebManager(QObject *parent)
 
 WebManager::~WebManager()
 {
-    // Those that are out use the connections.
+    // Requests that are out use the connection.
     qDeleteAll(findChildren<WebReply *>(QString(), Qt::FindDirectChildrenOnly));
     WebEngine::closeKept(this);
 }
@@ -27,8 +27,7 @@ QNetworkReply *WebManager::createRequest(Operation operation, const QNetworkRequ
     const QString scheme = request.url().scheme();
     const bool isWeb = scheme == QLatin1String("http") || scheme == QLatin1String("https");
     if (!isWeb || (operation != GetOperation && operation != PostOperation)) {
-        // Nobody asks for anything else but by mistake: of a device without an address. Qt has the words for
-        // that.
+        // The URL of a device without an address has no scheme. Qt refuses it, in its own words.
         return QNetworkAccessManager::createRequest(operation, request, outgoingData);
     }
     QNetworkRequest withCookies(request);

@@ -33,15 +33,6 @@ QByteArray acceptedLanguages()
     return locale.toLatin1() + (locale.startsWith(QLatin1String("en-")) ? ",*" : ",en,*");
 }
 
-QByteArray encodedWithoutFragment(const QUrl &url)
-{
-    QUrl shown = url.adjusted(QUrl::NormalizePathSegments);
-    if (shown.path().isEmpty()) {
-        shown.setPath(QStringLiteral("/"));
-    }
-    return shown.toEncoded(QUrl::RemoveFragment | QUrl::RemoveUserInfo);
-}
-
 /// "10.0.0.7:8080"; without a port that goes without saying.
 QByteArray hostHeader(const QUrl &url)
 {
@@ -86,7 +77,7 @@ WebReply::WebReply(WebManager *manager, QNetworkAccessManager::Operation operati
 
     WebRequest message;
     message.verb = operation == QNetworkAccessManager::GetOperation ? "GET" : "POST";
-    message.url = encodedWithoutFragment(url());
+    message.url = url().toEncoded(QUrl::NormalizePathSegments | QUrl::RemoveFragment | QUrl::RemoveUserInfo);
     if (request.attribute(WebManager::MayBeRepeatedAttribute).toBool()) {
         message.keeper = manager;
     }
@@ -151,7 +142,7 @@ void WebReply::abort()
 
 void WebReply::close()
 {
-    // Neither what has arrived is wanted nor what follows; but that the request ends still is.
+    // The rest of the body is thrown away as it arrives, so that the request comes to its end.
     dropUnread();
     QNetworkReply::close();
 }
@@ -167,7 +158,7 @@ void WebReply::dropUnread()
 void WebReply::noteRead(qint64 bytes)
 {
     m_read += bytes;
-    // Not each letter for who reads letter by letter.
+    // In steps: somebody may read letter by letter.
     if (m_transfer && m_read > 0 && (m_unread.isEmpty() || m_read >= pieceSize)) {
         WebEngine::noteRead(m_transfer, std::exchange(m_read, 0));
     }
@@ -216,8 +207,9 @@ void WebReply::take(const WebNews &news)
         m_transferError = news.error;
         m_due |= End;
     }
-    if ((m_due & (m_due - 1)) != 0) {
-        // Of several signals, such a slot may wait for the last one.
+    const bool isOneSignal = (m_due & (m_due - 1)) == 0;
+    if (!isOneSignal) {
+        // A slot of the first one may run an event loop until the last one comes.
         QMetaObject::invokeMethod(
             this, [this] { tell(); }, Qt::QueuedConnection);
     }
@@ -231,29 +223,24 @@ void WebReply::take(const WebNews &news)
 void WebReply::tell()
 {
     const Self self(this);
-    for (const Due due : {Sent, Head, Body, End}) {
-        if (self && !m_isEnding && (m_due & due) != 0) {
+    const auto isDue = [this, &self](Due due) {
+        const bool is = self && !m_isEnding && (m_due & due) != 0;
+        if (is) {
             m_due &= ~due;
-            tell(due);
         }
-    }
-}
-
-void WebReply::tell(Due due)
-{
-    switch (due) {
-    case Sent:
+        return is;
+    };
+    if (isDue(Sent)) {
         tellSent();
-        break;
-    case Head:
+    }
+    if (isDue(Head)) {
         emit metaDataChanged();
-        break;
-    case Body:
+    }
+    if (isDue(Body)) {
         tellBody();
-        break;
-    case End:
+    }
+    if (isDue(End)) {
         tellEnd();
-        break;
     }
 }
 
@@ -334,15 +321,21 @@ void WebReply::tellEnd()
 void WebReply::bringBody()
 {
     while (m_transfer && m_source && m_left > 0 && m_welcome > 0) {
-        const QByteArray piece = m_source->read(std::min({m_left, m_welcome, pieceSize}));
-        if (piece.isEmpty() && !m_source->atEnd()) {
-            // It tells when it has more.
+        QByteArray piece(static_cast<int>(std::min({m_left, m_welcome, pieceSize})), Qt::Uninitialized);
+        const qint64 size = m_source->read(piece.data(), piece.size());
+        if (size == 0 && m_source->isSequential() && m_source->isOpen()) {
+            // The device tells when it has more.
             return;
         }
-        // An empty one tells that there is less than was promised.
+        if (size <= 0) {
+            // It has less than was promised, or can't be read.
+            endBody();
+            return;
+        }
+        piece.truncate(static_cast<int>(size));
         WebEngine::bring(m_transfer, piece);
-        m_left = piece.isEmpty() ? 0 : m_left - piece.size();
-        m_welcome -= piece.size();
+        m_left -= size;
+        m_welcome -= size;
     }
 }
 

@@ -12,8 +12,9 @@ class WebManager;
 /// The answer to a request over the engine. Signals, errors and attributes are those of Qt's own HTTP
 /// replies, in their order; see WebManager for what differs. Belongs to its manager, and lives in its thread.
 ///
-/// What has arrived waits here, up to a bound, until it is read; then the peer has to wait. So who wants to
-/// hear of the end of a long answer has to read it.
+/// What has arrived waits here, up to a bound, until it is read; then the peer has to wait. The end of a long
+/// answer comes only when it is read. A read buffer size and a transfer timeout have no effect, and a body in
+/// memory makes no uploadProgress().
 class WebReply final : public QNetworkReply
 {
     Q_OBJECT
@@ -44,7 +45,6 @@ private:
     void takeHead(const WebHead &head);
     void takeBody(const QByteArray &bytes);
     void tell();
-    void tell(Due due);
     void tellSent();
     void tellBody();
     void tellEnd();
@@ -62,7 +62,7 @@ private:
     /// The last signals are being sent, or were.
     bool m_isEnding = false;
     int m_due = 0;
-    /// With which the transfer has ended.
+    /// Why the transfer has ended.
     WebError m_transferError;
     /// What has arrived and was not read yet, from the offset on.
     QByteArray m_unread;

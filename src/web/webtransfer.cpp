@@ -14,6 +14,8 @@ namespace {
 /// Bytes. The engine reads up to a hundred such buffers of a transfer before it turns to the next.
 constexpr long bufferSize = 4096;
 
+constexpr std::chrono::hours keptTime{24};
+
 std::size_t asSize(qint64 bytes)
 {
     return static_cast<std::size_t>(bytes);
@@ -37,6 +39,7 @@ WebTransfer::~WebTransfer()
 void WebTransfer::begin(CURL *handle, CURLSH *connections, QVector<WebTransfer *> *changed)
 {
     m_handle = handle;
+    m_usesKept = connections != nullptr;
     m_changed = changed;
     curl_easy_setopt(handle, CURLOPT_PRIVATE, this);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, m_errorText.get());
@@ -46,6 +49,10 @@ void WebTransfer::begin(CURL *handle, CURLSH *connections, QVector<WebTransfer *
     curl_easy_setopt(handle, CURLOPT_SHARE, connections);
     curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, connections ? 0L : 1L);
     curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, connections ? 0L : 1L);
+    // What is kept is kept for the next refresh, whenever that is. It goes when the device hangs up.
+    curl_easy_setopt(handle, CURLOPT_MAXAGE_CONN, static_cast<long>(keptTime / 1s));
+    // A device that lost its power shows some time, also where nothing else ends the request.
+    curl_easy_setopt(handle, CURLOPT_TCP_KEEPALIVE, 1L);
     curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, &WebTransfer::onHeader);
     curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &WebTransfer::onBody);
@@ -69,7 +76,7 @@ void WebTransfer::setAddress()
     // Addresses are numbers: keeping them only costs, and there is no second one to try.
     curl_easy_setopt(m_handle, CURLOPT_DNS_CACHE_TIMEOUT, 0L);
     curl_easy_setopt(m_handle, CURLOPT_HAPPY_EYEBALLS_TIMEOUT_MS, 30000L);
-    // Without what libcurl would add by itself.
+    // Two headers that libcurl would add by itself.
     curl_slist *list = curl_slist_append(nullptr, "Accept:");
     list = curl_slist_append(list, "Expect:");
     for (const QByteArray &header : qAsConst(m_request.headers)) {
@@ -109,7 +116,7 @@ void WebTransfer::setTls()
     curl_easy_setopt(m_handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_0));
     curl_easy_setopt(m_handle, CURLOPT_SSL_CIPHER_LIST, "DEFAULT@SECLEVEL=0");
     curl_easy_setopt(m_handle, CURLOPT_SSL_ENABLE_ALPN, 0L);
-    // Few would be kept, for thousands of devices.
+    // libcurl keeps only a few sessions, far fewer than there are devices.
     curl_easy_setopt(m_handle, CURLOPT_SSL_SESSIONID_CACHE, 0L);
 }
 
@@ -225,7 +232,7 @@ bool WebTransfer::takeHead()
     m_isHeadComplete = true;
     constexpr long firstFinal = 200;
     if (status < firstFinal) {
-        // For libcurl no answer, but some device means it. It has no body then.
+        // libcurl takes every such status for an interim one. Here it is the answer, without a body.
         m_isWhole = true;
         m_news.head = m_head;
         noteNews();

@@ -73,6 +73,9 @@ public:
     /// Null before it begins and after it has ended.
     CURL *handle() const { return m_handle; }
 
+    /// Whether it goes over the connection of its keeper.
+    bool usesKept() const { return m_usesKept; }
+
     /// `connections`: those of its keeper; null if there is none. `changed`: where the transfer puts itself
     /// once there is something to tell, until tell() is called.
     void begin(CURL *handle, CURLSH *connections, QVector<WebTransfer *> *changed);
@@ -110,6 +113,7 @@ private:
 
     WebRequest m_request;
     CURL *m_handle = nullptr;
+    bool m_usesKept = false;
     std::unique_ptr<curl_slist, void (*)(curl_slist *)> m_headerList;
     std::unique_ptr<char[]> m_errorText;
 
@@ -121,7 +125,7 @@ private:
 
     WebHead m_head;
     bool m_isHeadComplete = false;
-    /// It has come to its end, whatever libcurl takes it for.
+    /// The answer is complete, although libcurl waits for more.
     bool m_isWhole = false;
     qint64 m_headerBytes = 0;
     /// Of the answer's body: as it came, with the lengths of its chunks; as it was handed on; not read yet.
