@@ -20,7 +20,4 @@ qint64 bytesReceived();
 /// Milliseconds of processor time that the calling thread has used.
 qint64 workOfThread();
 
-/// Bytes of headers after which it is clear that their sender means to go on.
-constexpr qint64 aFlood = 64LL * 1024;
-
 } // namespace thisprocess
