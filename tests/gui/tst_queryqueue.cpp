@@ -4,9 +4,11 @@
 #include "testenvironment.h"
 
 #include <QDir>
+#include <QSignalSpy>
 #include <QTreeWidget>
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -37,6 +39,9 @@ private slots:
     void asksEveryDeviceOnce();
     void asksOnceHoweverOftenItIsTold();
     void isNotHeldUpByDevicesThatHang();
+    void readsHonestDevicesAmongFloods_data();
+    void readsHonestDevicesAmongFloods();
+    void readsLiveDevicesBesideHangingOnes();
     void forgetsDevicesThatGo();
     void needsNoThreadForADevice_data();
     void needsNoThreadForADevice();
@@ -139,6 +144,71 @@ void TestQueryQueue::isNotHeldUpByDevicesThatHang()
     QTRY_COMPARE_WITH_TIMEOUT(read(), 100, patience);
     QCOMPARE(queue.waiting(), 0);
     QCOMPARE(queue.outstanding(), 300);
+}
+
+void TestQueryQueue::readsHonestDevicesAmongFloods_data()
+{
+    QTest::addColumn<double>("httpsShare");
+    QTest::newRow("HTTP") << 0.0;
+    QTest::newRow("HTTPS") << 100.0;
+}
+
+void TestQueryQueue::readsHonestDevicesAmongFloods()
+{
+    QFETCH(double, httpsShare);
+    start(440, httpsShare);
+    QueryQueue queue;
+    QElapsedTimer clock;
+    clock.start();
+    enqueueAll(queue);
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 440, patience);
+    const qint64 alone = clock.elapsed();
+    const std::vector<Fault> floods{Fault::endlessHeaders(), Fault::endlessChunkSize(),
+                                    Fault::endlessBody(),    Fault::endlessBody(401),
+                                    Fault::endlessBody(407), Fault::inflatingBody()};
+    for (int i = 0; i < 40; ++i) {
+        // All over the list, the first and the last device among them.
+        m_fleet->addFault(i * 11, floods[static_cast<std::size_t>(i) % floods.size()]);
+    }
+    std::vector<std::unique_ptr<QSignalSpy>> answers;
+    for (DeviceItem *const item : m_items) {
+        answers.push_back(std::make_unique<QSignalSpy>(&item->device(), &Device::requestEnded));
+    }
+    clock.restart();
+    for (DeviceItem *const item : m_items) {
+        queue.enqueue(&item->device());
+    }
+    const auto ended = [&answers] {
+        return std::count_if(answers.begin(), answers.end(),
+                             [](const auto &spy) { return spy->count() > 0; });
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(ended(), std::ptrdiff_t(440), patience);
+    // The floods take the processors of the fleet as well, which is in this very process.
+    QVERIFY2(clock.elapsed() < 4 * alone + 1000,
+             qPrintable(QStringLiteral("%1 ms, alone %2 ms").arg(clock.elapsed()).arg(alone)));
+    QCOMPARE(read(), 400);
+    QCOMPARE(queue.outstanding(), 0);
+}
+
+void TestQueryQueue::readsLiveDevicesBesideHangingOnes()
+{
+    start(2100);
+    for (int i = 0; i < 2000; ++i) {
+        m_fleet->addFault(i, Fault::hang());
+    }
+    QueryQueue queue;
+    enqueueAll(queue);
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 100, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(queue.outstanding(), 2000, patience);
+    // Once more, with all of the others out: as fast as alone.
+    for (std::size_t i = 2000; i < m_items.size(); ++i) {
+        m_items[i]->setText(21, QString());
+        queue.enqueue(&m_items[i]->device());
+    }
+    QElapsedTimer clock;
+    clock.start();
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 100, patience);
+    QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
 }
 
 void TestQueryQueue::forgetsDevicesThatGo()
