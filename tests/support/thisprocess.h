@@ -14,8 +14,8 @@ qint64 residentMemory();
 qint64 peakMemory();
 /// False if the system doesn't allow it.
 bool restartPeakMemory();
-/// Bytes that have come in over the loopback interface of the test's own network, by which everything goes; -1
-/// if that can't be told.
+/// Bytes that have come in over the loopback interface of the test's own network, by which everything goes;
+/// -1 if that can't be told.
 qint64 bytesReceived();
 /// Milliseconds of processor time that the calling thread has used.
 qint64 workOfThread();
