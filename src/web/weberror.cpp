@@ -128,13 +128,14 @@ QNetworkReply::NetworkError WebError::codeOfStatus(int status)
 
 QString WebError::messageOfStatus(int status, const QByteArray &reason, const QUrl &url)
 {
-    if (status == 401) {
-        return QCoreApplication::translate("QHttp", "Host requires authentication");
+    switch (status) {
+    case 401:
+        return WebError{codeOfStatus(status), "QHttp", "Host requires authentication"}.message();
+    case 407:
+        return WebError{codeOfStatus(status), "QHttp", "Proxy requires authentication"}.message();
+    default:
+        // In Qt this text is not translated.
+        return QStringLiteral("Error transferring %1 - server replied: %2")
+            .arg(url.toString(), QString::fromLatin1(reason));
     }
-    if (status == 407) {
-        return QCoreApplication::translate("QHttp", "Proxy requires authentication");
-    }
-    // In Qt this text is not translated.
-    return QStringLiteral("Error transferring %1 - server replied: %2")
-        .arg(url.toString(), QString::fromLatin1(reason));
 }
