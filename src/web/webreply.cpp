@@ -3,6 +3,7 @@
 #include "web/webengine.h"
 #include "web/weblimits.h"
 #include "web/webmanager.h"
+#include "web/webturns.h"
 
 #include <QBuffer>
 #include <QHostAddress>
@@ -207,28 +208,30 @@ void WebReply::take(const WebNews &news)
         m_transferError = news.error;
         m_due |= End;
     }
-    const bool isOneSignal = (m_due & (m_due - 1)) == 0;
-    if (!isOneSignal) {
-        // A slot of the first one may run an event loop until the last one comes.
-        QMetaObject::invokeMethod(
-            this, [this] { tell(); }, Qt::QueuedConnection);
-    }
-    const Self self(this);
     bringBody();
-    if (self) {
-        tell();
+    awaitTurn();
+}
+
+void WebReply::awaitTurn()
+{
+    if (m_due != 0 && !m_hasTurn) {
+        m_hasTurn = true;
+        WebTurns::ofThread().add(this);
     }
 }
 
 void WebReply::tell()
 {
+    m_hasTurn = false;
     const Self self(this);
     const auto isDue = [this, &self](Due due) {
-        const bool is = self && !m_isEnding && (m_due & due) != 0;
-        if (is) {
-            m_due &= ~due;
+        if (!self || m_isEnding || (m_due & due) == 0) {
+            return false;
         }
-        return is;
+        m_due &= ~due;
+        // The slots of this signal may run an event loop, in which the others must come.
+        awaitTurn();
+        return true;
     };
     if (isDue(Sent)) {
         tellSent();
@@ -314,8 +317,9 @@ void WebReply::tellEnd()
         return;
     }
     const int status = attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const NetworkError code = WebError::codeOfStatus(status);
     const QByteArray reason = attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray();
-    finish(WebError::codeOfStatus(status), WebError::messageOfStatus(status, reason, url()));
+    finish(code, code == NoError ? QString() : WebError::messageOfStatus(status, reason, url()));
 }
 
 void WebReply::bringBody()

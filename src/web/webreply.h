@@ -26,6 +26,9 @@ public:
     ~WebReply() override;
     Q_DISABLE_COPY_MOVE(WebReply)
 
+    /// Sends the signals that are due. For WebTurns.
+    void tell();
+
     void abort() override;
     void close() override;
     bool isSequential() const override { return true; }
@@ -44,7 +47,7 @@ private:
     void take(const WebNews &news);
     void takeHead(const WebHead &head);
     void takeBody(const QByteArray &bytes);
-    void tell();
+    void awaitTurn();
     void tellSent();
     void tellBody();
     void tellEnd();
@@ -62,6 +65,8 @@ private:
     /// The last signals are being sent, or were.
     bool m_isEnding = false;
     int m_due = 0;
+    /// tell() is going to be called.
+    bool m_hasTurn = false;
     /// Why the transfer has ended.
     WebError m_transferError;
     /// What has arrived and was not read yet, from the offset on.

@@ -108,7 +108,7 @@ void TestProgram::startFleet(const QStringList &more)
 {
     m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM), more);
     QVERIFY2(m_fleet.waitForReadyRead(startTimeout), m_fleet.readAllStandardError().constData());
-    QVERIFY(m_fleet.readLine().startsWith("ready: 3 devices"));
+    QVERIFY(m_fleet.readLine().startsWith("ready: "));
 }
 
 void TestProgram::stopFleet()
@@ -278,8 +278,8 @@ void TestProgram::logsWithTheTimeInFront()
     QTRY_VERIFY2_WITH_TIMEOUT((log += program.readAll()).contains("Broadcast 128 bytes to"), log.constData(),
                               startTimeout);
     const QRegularExpression form(
-        QStringLiteral("^\\d\\d:\\d\\d:\\d\\d: Broadcast 128 bytes to \"255\\.255\\.255"
-                       "\\.255\" via \"10\\.77\\.0\\.1\"$"),
+        QStringLiteral(
+            "^\\d\\d:\\d\\d:\\d\\d: Broadcast 128 bytes to 255\\.255\\.255\\.255 via 10\\.77\\.0\\.1$"),
         QRegularExpression::MultilineOption);
     QVERIFY2(form.match(QString::fromUtf8(log)).hasMatch(), log.constData());
     QUIT(program, window);
