@@ -58,10 +58,11 @@ bool Transfer::startNext()
     row.reply = reply;
     m_pace.started(reply);
     connect(reply, &QNetworkReply::errorOccurred, this, [this, index] { requestFailed(index); });
-    connect(reply, &QNetworkReply::readyRead, this, [this, &row] { takePiece(row); });
-    connect(reply, &QNetworkReply::downloadProgress, this, [this, index, &row](qint64 bytes) {
+    connect(reply, &QNetworkReply::readyRead, this,
+            [this, index] { takePiece(m_rows[static_cast<std::size_t>(index)]); });
+    connect(reply, &QNetworkReply::downloadProgress, this, [this, index](qint64 bytes) {
         // Also comes after a piece that couldn't be written, which was the end of the row.
-        if (row.reply) {
+        if (m_rows[static_cast<std::size_t>(index)].reply) {
             emit received(index, bytes);
         }
     });

@@ -771,12 +771,13 @@ void TestDeviceLogin::isOnTheWireOnce()
     bool hasAnswered = false;
     if (keptAlive) {
         // With the answer the connection is free, and not yet given up.
-        const auto connection = connect(&device(), &Device::newData, this, [this, connections, &hasAnswered] {
+        const auto logIn = [this, connections, &hasAnswered] {
             if (!std::exchange(hasAnswered, true)) {
                 *connections = m_fleet->counters().connections;
                 device().login(admin, admin);
             }
-        });
+        };
+        const auto connection = connect(&device(), &Device::newData, this, logIn);
         device().updateInfo();
         QTRY_COMPARE_WITH_TIMEOUT(m_results->all().size(), 2, patience);
         disconnect(connection);

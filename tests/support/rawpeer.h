@@ -27,10 +27,10 @@ public:
     struct Script
     {
         /// What answers a request.
-        QByteArray answer;
+        QByteArray answer{};
         End end = End::None;
         /// Sent again and again after the answer, as fast as it goes.
-        QByteArray flood;
+        QByteArray flood{};
         /// Only so many requests of a connection are answered; the next one, or 0 the first one, meets the
         /// end.
         int answers = 1000000;

@@ -120,7 +120,7 @@ void TestJson::takesWhatDevicesWrite_data()
 void TestJson::takesWhatDevicesWrite()
 {
     QFETCH(QByteArray, text);
-    const auto value = json::parse("{\"Location\": \"" + text + "\"}");
+    const auto value = json::parse(R"({"Location": ")" + text + R"("})");
     QVERIFY(value);
     QTEST((*value)["Location"].text(), "value");
 }

@@ -20,7 +20,7 @@ public:
         note(reply, &QNetworkReply::finished, "finished");
     }
 
-    const QStringList &names() const { return m_names; }
+    QStringList names() const { return m_names; }
     /// Without those of progress, which depend on the time.
     QStringList mainNames() const
     {

@@ -38,11 +38,12 @@ int leaveWithRequests(int argc, char **argv)
         QNetworkReply *const reply = manager.get(QNetworkRequest(QUrl(QString::fromLocal8Bit(argv[i]))));
         if (std::strcmp(argv[2], "later") == 0 && reply->url().path() == QLatin1String("/flood")) {
             ++awaited;
-            QObject::connect(reply, &QNetworkReply::metaDataChanged, &application, [&awaited] {
+            const auto note = [&awaited] {
                 if (--awaited == 0) {
                     QCoreApplication::quit();
                 }
-            });
+            };
+            QObject::connect(reply, &QNetworkReply::metaDataChanged, &application, note);
         }
     }
     if (awaited > 0) {
@@ -116,6 +117,7 @@ void TestWebEnding::managerEndsSilently()
     QTRY_COMPARE(peer.openConnectionCount(), 20);
     QTRY_COMPARE(peer.requests().size(), 20);
     std::vector<QStringList> before;
+    before.reserve(logs.size());
     for (const auto &log : logs) {
         before.push_back(log->names());
     }
@@ -137,11 +139,12 @@ void TestWebEnding::worksInAnotherThread()
         for (int i = 0; i < 10; ++i) {
             QNetworkReply *const reply = manager.post(QNetworkRequest(peer.url()), QByteArray::number(i));
             QEventLoop loop;
-            connect(reply, &QNetworkReply::finished, &loop, [&] {
+            const auto take = [&] {
                 wasInThread = wasInThread && QThread::currentThread() == reply->thread();
                 bodies += reply->readAll();
                 loop.quit();
-            });
+            };
+            connect(reply, &QNetworkReply::finished, &loop, take);
             loop.exec();
         }
     }));

@@ -171,12 +171,14 @@ void TestWebFloods::makesTheSenderWait()
     const Cost cost;
     QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
     int told = 0;
-    connect(reply, &QNetworkReply::metaDataChanged, this,
-            [reply, &told] { told = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); });
+    const auto note = [reply, &told] {
+        told = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    };
+    connect(reply, &QNetworkReply::metaDataChanged, this, note);
     QTRY_COMPARE_WITH_TIMEOUT(told, status, patience);
     QVERIFY(waitForStandstill([&peer] { return peer.bytesSent(); }));
-    QVERIFY(reply->bytesAvailable() >= 512 * 1024);
-    QVERIFY(reply->bytesAvailable() < 600 * 1024);
+    QVERIFY(reply->bytesAvailable() >= 512LL * 1024);
+    QVERIFY(reply->bytesAvailable() < 600LL * 1024);
     QVERIFY2(peer.bytesSent() < mostUnderWay, qPrintable(QString::number(peer.bytesSent())));
     // It is read now, and the peer goes on.
     qint64 read = 0;
@@ -239,7 +241,8 @@ void TestWebFloods::readsOddPieces()
     WebManager manager;
     QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
     QByteArray read;
-    connect(reply, &QNetworkReply::readyRead, this, [reply, &read] { read += reply->readAll(); });
+    const auto take = [reply, &read] { read += reply->readAll(); };
+    connect(reply, &QNetworkReply::readyRead, this, take);
     QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
     QCOMPARE(read, body);
@@ -250,7 +253,7 @@ void TestWebFloods::readsInSmallBites()
     const RawPeer peer({ok + "\r\n", End::None, letters});
     WebManager manager;
     QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
-    QTRY_VERIFY(reply->bytesAvailable() >= 512 * 1024);
+    QTRY_VERIFY(reply->bytesAvailable() >= 512LL * 1024);
     QVERIFY(waitForStandstill([&peer] { return peer.bytesSent(); }));
     const auto workToRead = [](QIODevice &device) {
         const qint64 before = thisprocess::workOfThread();
@@ -259,7 +262,7 @@ void TestWebFloods::readsInSmallBites()
         return thisprocess::workOfThread() - before;
     };
     QBuffer buffer;
-    buffer.setData(QByteArray(512 * 1024, 'a'));
+    buffer.setData(QByteArray(512LL * 1024, 'a'));
     QVERIFY(buffer.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
     const qint64 reference = workToRead(buffer);
     const qint64 work = workToRead(*reply);

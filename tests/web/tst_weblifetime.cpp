@@ -117,7 +117,8 @@ void TestWebLifetime::tellsInOrder()
     QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
     const SignalLog log(reply);
     QByteArray body;
-    connect(reply, &QNetworkReply::finished, this, [&] { body = reply->readAll(); });
+    const auto take = [&body, reply] { body = reply->readAll(); };
+    connect(reply, &QNetworkReply::finished, this, take);
     QCOMPARE(reply->manager(), &manager);
     QVERIFY(reply->isRunning());
     QTRY_VERIFY(reply->isFinished());
@@ -275,7 +276,8 @@ void TestWebLifetime::startsAnotherInASlot()
     QByteArrayList bodies;
     const std::function<void(Slot)> start = [&](Slot nextIn) {
         QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
-        connect(reply, &QNetworkReply::finished, this, [&bodies, reply] { bodies += reply->readAll(); });
+        const auto take = [&bodies, reply] { bodies += reply->readAll(); };
+        connect(reply, &QNetworkReply::finished, this, take);
         onceIn(nextIn, reply, [&start, nextIn] {
             if (nextIn != Slot::Finished) {
                 start(nextIn == Slot::MetaDataChanged ? Slot::ReadyRead : Slot::Finished);

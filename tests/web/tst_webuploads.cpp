@@ -115,8 +115,8 @@ void TestWebUploads::sendsALongBody()
     time.start();
     QNetworkReply *const reply = post(manager, peer.url(), &body, size);
     Progress progress;
-    connect(reply, &QNetworkReply::uploadProgress, this,
-            [&progress](qint64 sent, qint64 all) { progress.take(sent, all); });
+    const auto note = [&progress](qint64 sent, qint64 all) { progress.take(sent, all); };
+    connect(reply, &QNetworkReply::uploadProgress, this, note);
     QVERIFY(loopUntilFinished(reply));
     const qint64 elapsed = time.elapsed();
     const qint64 growth = thisprocess::peakMemory() - memory;
@@ -149,10 +149,11 @@ void TestWebUploads::receivesALongBody()
     time.start();
     QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
     Progress progress;
-    connect(reply, &QNetworkReply::downloadProgress, this,
-            [&progress](qint64 received, qint64 all) { progress.take(received, all); });
+    const auto note = [&progress](qint64 received, qint64 all) { progress.take(received, all); };
+    connect(reply, &QNetworkReply::downloadProgress, this, note);
     qint64 read = 0;
-    connect(reply, &QNetworkReply::readyRead, this, [reply, &read] { read += reply->readAll().size(); });
+    const auto take = [reply, &read] { read += reply->readAll().size(); };
+    connect(reply, &QNetworkReply::readyRead, this, take);
     QVERIFY(loopUntilFinished(reply));
     const qint64 elapsed = time.elapsed();
     const qint64 growth = thisprocess::peakMemory() - memory;
