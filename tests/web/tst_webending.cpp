@@ -20,7 +20,7 @@ namespace {
 
 using End = RawPeer::End;
 
-constexpr int patience = 15000;
+constexpr int patience = 60000;
 const QByteArray hello = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello";
 const QByteArray chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
 const QByteArray chunk = "4000\r\n" + QByteArray(0x4000, 'y') + "\r\n";
