@@ -5,14 +5,23 @@
 #include <QUuid>
 
 #include <cstdio>
+#ifdef Q_OS_UNIX
 #include <fcntl.h>
 #include <unistd.h>
+#endif
 
 namespace {
 
 bool holdsASeparator(const QString &text)
 {
     return text.contains(QLatin1Char('/')) || text.contains(QDir::separator());
+}
+
+#ifdef Q_OS_UNIX
+
+bool syncFile(const QFile &file)
+{
+    return fsync(file.handle()) == 0;
 }
 
 /// So that the names in it outlast a loss of power, too. Some file systems know nothing of the kind.
@@ -26,6 +35,23 @@ void syncDirectory(const QString &path)
         close(directory);
     }
 }
+
+#else
+
+// Other systems write to the disk in their own time.
+
+bool syncFile(const QFile &file)
+{
+    Q_UNUSED(file)
+    return true;
+}
+
+void syncDirectory(const QString &path)
+{
+    Q_UNUSED(path)
+}
+
+#endif
 
 } // namespace
 
@@ -86,7 +112,7 @@ bool OutputFile::sync()
 {
     // An empty file is a file, too.
     write(QByteArray());
-    m_good = m_good && m_file.flush() && fsync(m_file.handle()) == 0;
+    m_good = m_good && m_file.flush() && syncFile(m_file);
     m_outlastsPowerLoss = m_good;
     return m_good;
 }
