@@ -35,6 +35,10 @@ WebError ofConnect(long systemError, const QByteArray &detail)
         return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Permission denied"};
     case ETIMEDOUT:
         return timedOut();
+    // Accepted and reset before we looked.
+    case ECONNRESET:
+    case EPIPE:
+        return WebError::connectionClosed();
     default:
         return unknown(detail);
     }
@@ -78,8 +82,9 @@ WebError WebError::ofTransfer(int result, long systemError, const QByteArray &de
     case CURLE_OPERATION_TIMEDOUT:
         return timedOut();
     case CURLE_SSL_CONNECT_ERROR:
-        // As OpenSSL says it when the connection ends instead of the handshake.
-        if (detail.contains("SSL_connect:") || detail.contains("unexpected eof")) {
+        // OpenSSL names an error of the protocol. Anything else, and its "unexpected eof", tells that the
+        // connection ended: closed, or reset while our first message was under way.
+        if (!detail.contains("error:") || detail.contains("unexpected eof")) {
             return connectionClosed();
         }
         return {QNetworkReply::SslHandshakeFailedError, "QHttp", "SSL handshake failed"};

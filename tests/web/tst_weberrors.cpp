@@ -154,6 +154,8 @@ void TestWebErrors::tellsWhatQtTells_data()
         "Im Ablauf des SSL-Protokolls ist ein Fehler aufgetreten.");
     add("TLS closed", "", End::Close, https, QNetworkReply::RemoteHostClosedError, "Connection closed",
         "Verbindung beendet");
+    add("TLS reset", "", End::Reset, https, QNetworkReply::RemoteHostClosedError, "Connection closed",
+        "Verbindung beendet");
 
     add("refused", "", End::None, QStringLiteral("http://127.0.0.1:1/"),
         QNetworkReply::ConnectionRefusedError, "Connection refused", "Verbindung verweigert");
