@@ -1,6 +1,7 @@
 #include "common/json.h"
 
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 namespace json {
 
@@ -67,6 +68,25 @@ QByteArray strictForm(const QByteArray &text)
     return strict;
 }
 
+/// Throws what tells why it can't.
+Parsed parseLeniently(const QByteArray &text)
+{
+    // The parser takes a zero byte for the end of the text.
+    constexpr char zero = '\0';
+    if (!text.contains(zero)) {
+        // Most answers are strict as they are.
+        Parsed document = Parsed::parse(text.begin(), text.end(), nullptr, false);
+        if (!document.is_discarded()) {
+            return document;
+        }
+    }
+    const QByteArray strict = strictForm(text);
+    if (strict.contains(zero)) {
+        throw std::invalid_argument("a zero byte");
+    }
+    return Parsed::parse(strict.begin(), strict.end());
+}
+
 /// The depth that is still allowed decides when it ends, not the stack of the thread.
 bool isDeeperThan(const Parsed &value, int depth)
 {
@@ -130,13 +150,8 @@ std::optional<Value> parse(const QByteArray &text, QString *error)
         }
         return std::nullopt;
     };
-    const QByteArray strict = strictForm(text);
-    // The parser would take one for the end of the text.
-    if (strict.contains('\0')) {
-        return refuse(QStringLiteral("a zero byte"));
-    }
     try {
-        const auto document = std::make_shared<const Parsed>(Parsed::parse(strict.begin(), strict.end()));
+        const auto document = std::make_shared<const Parsed>(parseLeniently(text));
         if (!document->is_structured()) {
             return refuse(QStringLiteral("neither an object nor an array"));
         }
@@ -147,7 +162,7 @@ std::optional<Value> parse(const QByteArray &text, QString *error)
         value.m_document = document;
         value.m_value = document.get();
         return value;
-    } catch (const Parsed::exception &exception) {
+    } catch (const std::exception &exception) {
         return refuse(QString::fromUtf8(exception.what()));
     }
 }
