@@ -33,13 +33,13 @@ const QByteArray &informationTemplate()
 
 DeviceSession::DeviceSession(QObject *parent)
     : QObject(parent)
-    , m_networkManager(new WebManager)
 {
 }
 
 DeviceSession::~DeviceSession()
 {
-    if (!requestOutstanding()) {
+    // A client that was replaced goes by itself, with its reply.
+    if (!requestOutstanding() || !m_networkManager) {
         delete m_networkManager;
         return;
     }
@@ -49,7 +49,7 @@ DeviceSession::~DeviceSession()
     manager->setParent(QCoreApplication::instance());
     connect(manager, &QNetworkAccessManager::finished, manager, &QObject::deleteLater);
     connect(m_pendingReply, &QNetworkReply::readyRead, manager,
-            [reply = m_pendingReply] { reply->readAll(); });
+            [reply = m_pendingReply] { deviceprotocol::takeArrived(reply); });
     QTimer::singleShot(giveUpAge, manager, &QObject::deleteLater);
 }
 
@@ -69,9 +69,19 @@ QList<QNetworkCookie> DeviceSession::cookies() const
 
 void DeviceSession::recreateNetworkManager()
 {
-    // Later: this may be a slot of one of its replies.
-    m_networkManager->deleteLater();
-    m_networkManager = new WebManager;
+    if (m_networkManager) {
+        // Later: this may be a slot of one of its replies.
+        m_networkManager->deleteLater();
+        m_networkManager = nullptr;
+    }
+}
+
+WebManager *DeviceSession::networkManager()
+{
+    if (!m_networkManager) {
+        m_networkManager = new WebManager;
+    }
+    return m_networkManager;
 }
 
 void DeviceSession::send(QNetworkReply *reply)
@@ -92,7 +102,7 @@ void DeviceSession::updateInfo()
         return;
     }
     QNetworkReply *const reply =
-        deviceprotocol::queryInformation(m_networkManager, webInterfaceUrl(), informationTemplate());
+        deviceprotocol::queryInformation(networkManager(), webInterfaceUrl(), informationTemplate());
     send(reply);
     connect(reply, &QNetworkReply::finished, this, &DeviceSession::on_downloadInfoFinished);
     connect(reply, &QNetworkReply::errorOccurred, this, &DeviceSession::on_uploadError);
@@ -112,12 +122,12 @@ void DeviceSession::login(const QString &user, const QString &password)
     m_sidCookie = QNetworkCookie();
     m_loginUser = user;
     m_loginPassword = password;
-    QNetworkReply *const reply = deviceprotocol::logIn(m_networkManager, webInterfaceUrl(), user, password);
+    QNetworkReply *const reply = deviceprotocol::logIn(networkManager(), webInterfaceUrl(), user, password);
     send(reply);
     connect(reply, &QNetworkReply::finished, this, &DeviceSession::on_LoginFinished);
     connect(reply, &QNetworkReply::errorOccurred, this, &DeviceSession::on_LoginError);
     // The page that comes with the answer tells nothing. Nobody may have to wait until it is read.
-    connect(reply, &QNetworkReply::readyRead, reply, [reply] { reply->readAll(); });
+    connect(reply, &QNetworkReply::readyRead, reply, [reply] { deviceprotocol::takeArrived(reply); });
 }
 
 void DeviceSession::abortQuery()
@@ -165,7 +175,7 @@ void DeviceSession::collectAnswer(QNetworkReply *reply)
     if (reply != m_pendingReply) {
         return;
     }
-    const QByteArray piece = reply->readAll();
+    const QByteArray piece = deviceprotocol::takeArrived(reply);
     m_answerSize += piece.size();
     if (deviceprotocol::status(reply) == deviceprotocol::statusOk) {
         m_answer += piece;
@@ -231,7 +241,7 @@ void DeviceSession::refuseStatus(int status)
 void DeviceSession::readAnswer()
 {
     takeAnswer();
-    m_answer += m_pendingReply->readAll();
+    m_answer += deviceprotocol::takeArrived(m_pendingReply);
     QString parseError;
     const auto info = deviceinfo::parseAnswer(std::exchange(m_answer, {}),
                                               settings::value(settings::preferExtended), &parseError);
@@ -299,7 +309,7 @@ void DeviceSession::takeCookies(const QNetworkReply *reply)
 {
     const auto cookies = reply->header(QNetworkRequest::SetCookieHeader).value<QList<QNetworkCookie>>();
     if (!cookies.isEmpty()) {
-        m_networkManager->cookieJar()->setCookiesFromUrl(cookies, QUrl(webInterfaceUrl()));
+        networkManager()->cookieJar()->setCookiesFromUrl(cookies, QUrl(webInterfaceUrl()));
     }
     for (const QNetworkCookie &cookie : cookies) {
         qDebug() << "cookie" << cookie.name() << cookie.value();

@@ -87,6 +87,7 @@ protected:
     virtual void takeRefusal() = 0;
 
 private:
+    WebManager *networkManager();
     void send(QNetworkReply *reply);
     void collectAnswer(QNetworkReply *reply);
     void refusePackedAnswer(QNetworkReply *reply);
@@ -109,6 +110,7 @@ private:
     QString m_loginPassword;
     /// A login is being aborted for the sake of the next one.
     bool m_loginSuperseded = false;
+    /// Made with the first request: most devices of a long list may never answer.
     WebManager *m_networkManager = nullptr;
     /// The one request that is out; belongs to a manager.
     QPointer<QNetworkReply> m_pendingReply;

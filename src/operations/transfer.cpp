@@ -72,11 +72,11 @@ bool Transfer::startNext()
 
 void Transfer::takePiece(Row &row)
 {
-    if (!row.reply || !row.reply->isOpen()) {
+    if (!row.reply) {
         return;
     }
     // Read in any case: also a page that explains an error has to come to its end.
-    const QByteArray piece = row.reply->readAll();
+    const QByteArray piece = deviceprotocol::takeArrived(row.reply);
     if (!row.file || !deviceprotocol::isSuccess(deviceprotocol::status(row.reply))) {
         return;
     }

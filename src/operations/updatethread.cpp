@@ -251,11 +251,7 @@ bool UpdateThread::waitForReply(QNetworkReply *reply, QByteArray *body)
     connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     qint64 size = 0;
     const auto read = [reply, body, &size] {
-        // What was given up can't be read any more.
-        if (!reply->isOpen()) {
-            return;
-        }
-        const QByteArray piece = reply->readAll();
+        const QByteArray piece = deviceprotocol::takeArrived(reply);
         size += piece.size();
         if (body) {
             *body += piece;

@@ -109,6 +109,11 @@ bool isPacked(const QNetworkReply *reply)
     return !encoding.isEmpty() && encoding != "identity";
 }
 
+QByteArray takeArrived(QNetworkReply *reply)
+{
+    return reply->isOpen() ? reply->read(reply->bytesAvailable()) : QByteArray();
+}
+
 QNetworkReply *queryInformation(QNetworkAccessManager *manager, const QString &baseUrl,
                                 const QByteArray &informationTemplate)
 {

@@ -44,6 +44,10 @@ bool redirectsToHttps(const QNetworkReply *reply);
 /// Whether the body is packed, which nobody asked for: it can't be read.
 bool isPacked(const QNetworkReply *reply);
 
+/// Takes what has arrived of the body; nothing of a reply that was given up. QIODevice::readAll() would set
+/// aside 16 KiB for each of a thousand short answers.
+QByteArray takeArrived(QNetworkReply *reply);
+
 /// Asks for readings, see deviceinfo.
 QNetworkReply *queryInformation(QNetworkAccessManager *manager, const QString &baseUrl,
                                 const QByteArray &informationTemplate);
