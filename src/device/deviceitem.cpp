@@ -1,28 +1,144 @@
 #include "device/deviceitem.h"
 
 #include "device/agecolor.h"
-#include "device/devicecolumns.h"
 #include "device/deviceinfo.h"
+#include "device/devicelist.h"
 
 #include <QBrush>
+#include <QDateTime>
 #include <QGuiApplication>
-#include <QHeaderView>
+#include <QLocale>
 #include <QPalette>
 #include <QRegExp>
-#include <QSignalBlocker>
-#include <QTreeWidget>
+
+namespace {
+
+bool isColumn(int column)
+{
+    return column >= 0 && column < Column::Count;
+}
+
+bool isSensor(int column)
+{
+    return column >= Column::Sensor1 && column < Column::Sensor1 + sensorColumns;
+}
+
+std::size_t indexOf(int column)
+{
+    return static_cast<std::size_t>(column);
+}
+
+} // namespace
 
 DeviceItem::DeviceItem()
     : QTreeWidgetItem(Type)
     , m_device(this)
 {
+    // The toolkit counts the columns of an item by what it keeps itself.
+    QTreeWidgetItem::setData(Column::Count - 1, Qt::UserRole, QVariant());
     DeviceItem::showScheme(false);
-    for (int i = 0; i < sensorColumns; ++i) {
-        setTextAlignment(Column::Sensor1 + i, Qt::AlignRight);
-    }
 }
 
 DeviceItem::~DeviceItem() = default;
+
+QVariant DeviceItem::data(int column, int role) const
+{
+    if (!isColumn(column)) {
+        return QTreeWidgetItem::data(column, role);
+    }
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::EditRole:
+        return m_values[indexOf(column)];
+    case Qt::BackgroundRole:
+        return QBrush(ageBackground(column));
+    case Qt::ForegroundRole:
+        return isSensor(column) ? QVariant(sensorColor(column)) : QVariant();
+    case Qt::TextAlignmentRole:
+        return isSensor(column) ? QVariant(Qt::AlignRight) : QVariant();
+    case Qt::AccessibleTextRole:
+        return shownText(column, treeWidget() ? treeWidget()->locale() : QLocale());
+    default:
+        return QTreeWidgetItem::data(column, role);
+    }
+}
+
+void DeviceItem::setData(int column, int role, const QVariant &value)
+{
+    if (!isColumn(column) || (role != Qt::DisplayRole && role != Qt::EditRole)) {
+        QTreeWidgetItem::setData(column, role, value);
+        return;
+    }
+    QVariant &kept = m_values[indexOf(column)];
+    if (kept == value) {
+        return;
+    }
+    kept = value;
+    if (column == m_sortKeyColumn) {
+        m_sortKey.reset();
+    }
+    if (auto *const list = qobject_cast<DeviceList *>(treeWidget())) {
+        list->valueChanged(column);
+    }
+}
+
+bool DeviceItem::operator<(const QTreeWidgetItem &other) const
+{
+    const int column = treeWidget() ? treeWidget()->sortColumn() : 0;
+    return isColumn(column) && sortKey(column) < static_cast<const DeviceItem &>(other).sortKey(column);
+}
+
+DeviceItem::SortKey DeviceItem::makeSortKey(const QVariant &value)
+{
+    // The toolkit's own can't be had.
+    static const QCollator collator;
+    const QDateTime time = value.userType() == QMetaType::QDateTime ? value.toDateTime() : QDateTime();
+    if (!time.isValid()) {
+        return collator.sortKey(value.toString());
+    }
+    // By the clock on the wall, which is what the cell shows.
+    constexpr qint64 day = 24LL * 60 * 60 * 1000;
+    return time.date().toJulianDay() * day + time.time().msecsSinceStartOfDay();
+}
+
+const DeviceItem::SortKey &DeviceItem::sortKey(int column) const
+{
+    if (!m_sortKey || m_sortKeyColumn != column) {
+        m_sortKey = makeSortKey(m_values[indexOf(column)]);
+        m_sortKeyColumn = column;
+    }
+    return *m_sortKey;
+}
+
+QString DeviceItem::shownText(int column, const QLocale &locale) const
+{
+    const QVariant &value = m_values[indexOf(column)];
+    return value.userType() == QMetaType::QDateTime
+               ? locale.toString(value.toDateTime(), QLocale::ShortFormat)
+               : value.toString();
+}
+
+QColor DeviceItem::ageBackground(int column) const
+{
+    return ageColor(column <= Column::LastSeen       ? m_device.discoveryAge()
+                    : column == Column::AccessRights ? m_device.webAge()
+                                                     : m_device.dataAge());
+}
+
+QColor DeviceItem::sensorColor(int column) const
+{
+    if (!isSensor(column)) {
+        return {};
+    }
+    return m_alarms.test(indexOf(column - Column::Sensor1))
+               ? QColor(255, 0, 0)
+               : QGuiApplication::palette().color(QPalette::Current, QPalette::Text);
+}
+
+Qt::Alignment DeviceItem::alignment(int column)
+{
+    return isSensor(column) ? Qt::Alignment(Qt::AlignRight) : Qt::AlignLeft | Qt::AlignVCenter;
+}
 
 void DeviceItem::showRecord(const DiscoveryDevice &record, const QDateTime &firstSeen,
                             const QDateTime &lastSeen)
@@ -40,9 +156,8 @@ void DeviceItem::showRecord(const DiscoveryDevice &record, const QDateTime &firs
 void DeviceItem::showInfo(const deviceinfo::DeviceInfo &info)
 {
     for (int i = 0; i < Column::Count; ++i) {
-        const auto index = static_cast<std::size_t>(i);
-        if (deviceColumns[index].informationTemplate) {
-            setText(i, info.texts[index]);
+        if (deviceColumns[indexOf(i)].informationTemplate) {
+            setText(i, info.texts[indexOf(i)]);
         }
     }
     showSensors(info);
@@ -54,11 +169,9 @@ void DeviceItem::showInfo(const deviceinfo::DeviceInfo &info)
 
 void DeviceItem::showSensors(const deviceinfo::DeviceInfo &info)
 {
-    const QColor normal = QGuiApplication::palette().color(QPalette::Current, QPalette::Text);
     for (int i = 0; i < sensorColumns; ++i) {
-        const auto &sensor = info.sensors[static_cast<std::size_t>(i)];
-        const bool alarm = sensor && sensor->alarm;
-        setData(Column::Sensor1 + i, Qt::ForegroundRole, alarm ? QColor(255, 0, 0) : normal);
+        const auto &sensor = info.sensors[indexOf(i)];
+        m_alarms.set(indexOf(i), sensor && sensor->alarm);
         setText(Column::Sensor1 + i, sensor ? sensor->text : QString());
     }
 }
@@ -80,32 +193,9 @@ void DeviceItem::showAccessRights(qint32 loginGroup)
 
 void DeviceItem::showAges()
 {
-    QTreeWidget *const list = treeWidget();
-    if (!list) {
-        return;
+    if (auto *const list = qobject_cast<DeviceList *>(treeWidget())) {
+        list->lookChanged();
     }
-    const Colors colors{ageColor(m_device.discoveryAge()), ageColor(m_device.dataAge()),
-                        ageColor(m_device.webAge())};
-    if (colors == m_shownColors) {
-        return;
-    }
-    m_shownColors = colors;
-    {
-        // No colour changes the order of the rows, but the list would look whether it does, cell by cell.
-        const QSignalBlocker blocker(list->model());
-        // One brush for many cells: making them costs more than setting them.
-        const QVariant discovery = QBrush(colors.discovery);
-        const QVariant data = QBrush(colors.data);
-        const QVariant web = QBrush(colors.web);
-        for (int i = 0; i < list->columnCount(); ++i) {
-            const bool fromDiscovery = i <= Column::LastSeen;
-            setData(i, Qt::BackgroundRole,
-                    fromDiscovery               ? discovery
-                    : i == Column::AccessRights ? web
-                                                : data);
-        }
-    }
-    list->viewport()->update();
 }
 
 void DeviceItem::applyFilter(const QRegExp &pattern)

@@ -12,7 +12,6 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QStatusBar>
-#include <QTreeWidget>
 #include <QtTest>
 
 #include <chrono>
@@ -45,9 +44,9 @@ void WindowBench::destroyWindow()
     m_window.reset();
 }
 
-QTreeWidget &WindowBench::list() const
+DeviceList &WindowBench::list() const
 {
-    return *m_window->findChild<QTreeWidget *>(QStringLiteral("devList"));
+    return *m_window->findChild<DeviceList *>(QStringLiteral("devList"));
 }
 
 QAction *WindowBench::action(const char *objectName) const

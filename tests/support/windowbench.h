@@ -1,5 +1,6 @@
 #pragma once
 
+#include "device/devicelist.h"
 #include "fleet.h"
 #include "testenvironment.h"
 
@@ -16,7 +17,6 @@ class DeviceItem;
 class MainWindow;
 class QAction;
 class QMenu;
-class QTreeWidget;
 
 /// The main window on the screen, with what a user finds in it. Needs a TestEnvironment.
 class WindowBench final
@@ -31,7 +31,7 @@ public:
     /// The window goes, without being closed.
     void destroyWindow();
 
-    QTreeWidget &list() const;
+    DeviceList &list() const;
     /// Null where there is none of that name.
     QAction *action(const char *objectName) const;
     void trigger(const char *objectName) const;

@@ -1,0 +1,166 @@
+#include "device/devicelist.h"
+
+#include "device/celldelegate.h"
+#include "device/deviceitem.h"
+
+#include <QCursor>
+#include <QHeaderView>
+#include <QItemSelectionModel>
+
+#include <algorithm>
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Between two times at which changes are taken up. Short enough that nobody sees it, and long enough that
+/// painting costs little beside what it shows.
+constexpr std::chrono::milliseconds updatePause = 60ms;
+
+/// Sorting a long list over and over leaves the rest of the time for everything else.
+constexpr int sortingShare = 10;
+
+constexpr quint32 allColumns = ~0U;
+
+constexpr quint32 bitOf(int column)
+{
+    return 1U << static_cast<unsigned>(column);
+}
+
+} // namespace
+
+DeviceList::DeviceList(QWidget *parent)
+    : QTreeWidget(parent)
+    , m_delegate(new CellDelegate(this))
+{
+    setItemDelegate(m_delegate);
+    header()->setSectionsClickable(true);
+    header()->setSortIndicatorShown(true);
+    connect(header(), &QHeaderView::sortIndicatorChanged, this, &DeviceList::sortRows);
+    m_changes.setSingleShot(true);
+    connect(&m_changes, &QTimer::timeout, this, &DeviceList::takeUpChanges);
+}
+
+void DeviceList::setSelectionModel(QItemSelectionModel *selectionModel)
+{
+    QTreeWidget::setSelectionModel(selectionModel);
+    // Whenever it is painted the header asks for each of its sections whether all rows are selected, and that
+    // looks at all rows. Nothing of it shows: so the header knows of no selection.
+    header()->setSelectionModel(new QItemSelectionModel(model(), header()));
+}
+
+void DeviceList::addRow(DeviceItem *row)
+{
+    addTopLevelItem(row);
+    m_unsorted = allColumns;
+    lookChanged();
+}
+
+void DeviceList::removeRows(const QSet<QTreeWidgetItem *> &rows)
+{
+    if (rows.size() == topLevelItemCount()) {
+        clear();
+        return;
+    }
+    // With a current or selected row among them the list would look for the next one, and lay itself out, row
+    // by row.
+    const int current = currentIndex().row();
+    setCurrentIndex(QModelIndex());
+    clearSelection();
+    for (int end = topLevelItemCount(); end > 0;) {
+        int begin = end;
+        while (begin > 0 && rows.contains(topLevelItem(begin - 1))) {
+            --begin;
+        }
+        if (begin < end) {
+            model()->removeRows(begin, end - begin);
+        }
+        end = begin - 1;
+    }
+    if (current >= 0 && topLevelItemCount() > 0) {
+        // Where the keyboard goes on.
+        setCurrentItem(topLevelItem(std::min(current, topLevelItemCount() - 1)), 0,
+                       QItemSelectionModel::NoUpdate);
+    }
+}
+
+const DeviceItem *DeviceList::rowOf(const QModelIndex &index) const
+{
+    return static_cast<const DeviceItem *>(itemFromIndex(index));
+}
+
+void DeviceList::valueChanged(int column)
+{
+    m_unsorted |= bitOf(column);
+    lookChanged();
+}
+
+void DeviceList::lookChanged()
+{
+    if (m_changes.isActive()) {
+        return;
+    }
+    const qint64 passed = m_sinceUpdate.isValid() ? m_sinceUpdate.elapsed() : updatePause / 1ms;
+    m_changes.start(static_cast<int>(std::max<qint64>(updatePause / 1ms - passed, 0)));
+}
+
+void DeviceList::takeUpChanges()
+{
+    m_sinceUpdate.start();
+    if (sortColumn() >= 0 && (m_unsorted & bitOf(sortColumn())) != 0) {
+        if (sortIsDue()) {
+            // Layout and painting follow in turns of their own.
+            sortRows();
+            return;
+        }
+        m_changes.start(updatePause);
+    }
+    // Only the rows in view: what is out of view is asked for when it comes into view. Of a single row the
+    // toolkit would paint one cell.
+    dataChanged(indexAt(QPoint(0, 0)), lastInView());
+    viewport()->update();
+}
+
+bool DeviceList::sortIsDue() const
+{
+    return !m_sinceSort.isValid() || m_sinceSort.elapsed() >= sortingShare * m_sortTime;
+}
+
+void DeviceList::sortRows()
+{
+    QElapsedTimer clock;
+    clock.start();
+    model()->sort(sortColumn(), header()->sortIndicatorOrder());
+    m_unsorted = 0;
+    m_sortTime = clock.elapsed();
+    m_sinceSort.start();
+}
+
+void DeviceList::drawRow(QPainter *painter, const QStyleOptionViewItem &option,
+                         const QModelIndex &index) const
+{
+    if (!isPlain(option, index)) {
+        QTreeWidget::drawRow(painter, option, index);
+        return;
+    }
+    QStyleOptionViewItem row(option);
+    row.showDecorationSelected = true;
+    row.state.setFlag(QStyle::State_Selected, selectionModel()->isSelected(index));
+    m_delegate->paintPlainRow(painter, row, *rowOf(index));
+}
+
+/// Most rows are. The others are left to the toolkit, which knows what each style makes of them.
+bool DeviceList::isPlain(const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    return isEnabled() && !alternatingRowColors() && itemDelegate() == m_delegate &&
+           index.row() != currentIndex().row() &&
+           !(viewport()->underMouse() &&
+             option.rect.contains(option.rect.x(), viewport()->mapFromGlobal(QCursor::pos()).y()));
+}
+
+QModelIndex DeviceList::lastInView() const
+{
+    const QModelIndex last = indexAt(QPoint(0, viewport()->height() - 1));
+    return last.isValid() ? last : model()->index(topLevelItemCount() - 1, 0);
+}
