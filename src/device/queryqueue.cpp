@@ -2,10 +2,23 @@
 
 #include "device/device.h"
 
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr std::chrono::milliseconds longestHold = 200ms;
+
+} // namespace
+
 QueryQueue::QueryQueue(QObject *parent)
     : QObject(parent)
     , m_pace([this] { return sendNext(); })
 {
+    m_hold.setSingleShot(true);
+    m_hold.setInterval(longestHold);
+    connect(&m_hold, &QTimer::timeout, &m_pace, &RequestPace::schedule);
 }
 
 void QueryQueue::watch(Device *device)
@@ -27,9 +40,29 @@ void QueryQueue::enqueue(Device *device)
     m_pace.schedule();
 }
 
+void QueryQueue::setHeld(bool held)
+{
+    if (held) {
+        m_hold.start();
+    } else {
+        m_hold.stop();
+        m_pace.schedule();
+    }
+}
+
+void QueryQueue::keepOnly(const std::function<bool(const Device *)> &passes)
+{
+    for (Device *const device : m_queue) {
+        // Others in the queue may be gone.
+        if (m_waiting.contains(device) && !passes(device)) {
+            m_waiting.remove(device);
+        }
+    }
+}
+
 bool QueryQueue::sendNext()
 {
-    while (!m_queue.empty()) {
+    while (!m_hold.isActive() && !m_queue.empty()) {
         Device *const device = m_queue.front();
         m_queue.pop_front();
         if (m_waiting.remove(device)) {

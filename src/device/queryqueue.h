@@ -4,8 +4,10 @@
 
 #include <QObject>
 #include <QSet>
+#include <QTimer>
 
 #include <deque>
+#include <functional>
 
 class Device;
 
@@ -23,6 +25,11 @@ public:
     /// Has a device ask for its readings, in the next turn of the event loop or when its turn comes; a device
     /// that waits already keeps its place.
     void enqueue(Device *device);
+    /// Holds back what waits, for a fifth of a second at most each time, or lets it go. While a whole fleet
+    /// answers to discovery its rows come first: they are cheap, and the user sees them.
+    void setHeld(bool held);
+    /// Forgets the devices that wait but for those that pass.
+    void keepOnly(const std::function<bool(const Device *)> &passes);
 
     int waiting() const { return m_waiting.size(); }
     int outstanding() const { return m_pace.outstanding(); }
@@ -33,6 +40,8 @@ private:
     /// In the order of asking; a device that is not in m_waiting any more is skipped.
     std::deque<Device *> m_queue;
     QSet<Device *> m_waiting;
+    /// Runs while they are held back.
+    QTimer m_hold;
     /// By device.
     RequestPace m_pace;
 };

@@ -14,7 +14,7 @@ namespace {
 /// Room for the answers of a big fleet while the program is busy. The kernel may grant less.
 constexpr int receiveBufferSize = 4 * 1024 * 1024;
 /// How long answers are evaluated before the event loop gets its turn.
-constexpr auto evaluationSlice = 5ms;
+constexpr auto evaluationSlice = 3ms;
 /// Beyond this a flood is left to the socket's own buffer, which drops what it can't hold; our memory stays
 /// bounded.
 constexpr std::size_t maximumInbox = 65536;
@@ -69,6 +69,7 @@ void Discovery::closeReceiver()
     // What was read but not announced goes like what was not read.
     m_inbox.clear();
     m_continue.stop();
+    setBusy(false);
 }
 
 void Discovery::bindReceiver()
@@ -159,8 +160,17 @@ void Discovery::evaluateSome()
             emit device(*record);
         }
     }
-    if (!m_inbox.empty()) {
+    setBusy(!m_inbox.empty());
+    if (m_busy) {
         continueSoon();
+    }
+}
+
+void Discovery::setBusy(bool busy)
+{
+    if (m_busy != busy) {
+        m_busy = busy;
+        emit busyChanged(busy);
     }
 }
 

@@ -35,6 +35,8 @@ signals:
     /// Once for every answer. A device answers each copy of a request, so the same record comes more than
     /// once.
     void device(const DiscoveryDevice &record);
+    /// More answers have come than could be announced in a moment; or all of those are announced.
+    void busyChanged(bool busy);
 
 public slots:
     /// Asks every device to answer.
@@ -50,6 +52,7 @@ private:
     void closeReceiver();
     void drainSocket();
     void evaluateSome();
+    void setBusy(bool busy);
     void continueSoon();
     void sendVia(const QHostAddress &localAddress, const QHostAddress &directedBroadcast,
                  const QByteArray &datagram);
@@ -69,4 +72,5 @@ private:
     /// What was read but not yet evaluated.
     std::deque<Datagram> m_inbox;
     QTimer m_continue;
+    bool m_busy = false;
 };

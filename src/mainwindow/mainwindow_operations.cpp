@@ -4,6 +4,7 @@
 
 #include "common/settings.h"
 #include "device/device.h"
+#include "device/queryqueue.h"
 #include "discovery/configdialog.h"
 #include "discovery/discovery.h"
 #include "mainwindow/rowcounts.h"
@@ -172,6 +173,8 @@ void MainWindow::updateFirmware(const QList<Device *> &devices)
     };
     m_autoUpdateTimer.stop();
     mark(true);
+    // The others are asked by the refresh after it.
+    m_queryQueue->keepOnly([](const Device *device) { return device->updateMember(); });
     UpdateFirmwareDialog(devices, *m_discovery, this).exec();
     mark(false);
     applyAutoUpdate();

@@ -10,7 +10,7 @@ namespace {
 constexpr std::chrono::milliseconds promptAge = 250ms;
 constexpr std::chrono::milliseconds slowCheckInterval = 50ms;
 /// The event loop turns after so much time.
-constexpr std::chrono::milliseconds startSlice = 4ms;
+constexpr std::chrono::milliseconds startSlice = 3ms;
 
 } // namespace
 

@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::milliseconds slice = 5ms;
+constexpr std::chrono::milliseconds slice = 3ms;
 
 } // namespace
 

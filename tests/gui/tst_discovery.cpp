@@ -372,6 +372,8 @@ private slots:
     void takesABurstWhileBusy();
     void losesNothingToASlowListener();
     void turnsTheEventLoopBetweenAnswers();
+    void tellsThatItIsBusy();
+    void isNotBusyWhenItStopsListening();
     void keepsTheEventLoopTurningInAFlood();
     void letsAListenerSendAndAsk();
     void letsAListenerChangeThePort();
@@ -1002,6 +1004,44 @@ void TestDiscovery::turnsTheEventLoopBetweenAnswers()
     QTRY_COMPARE(m_records.size(), std::size_t{200});
     QVERIFY2(handledAtFirstTick < 100, qPrintable(QString::number(handledAtFirstTick)));
     QVERIFY2(ticks >= 5, qPrintable(QString::number(ticks)));
+}
+
+void TestDiscovery::tellsThatItIsBusy()
+{
+    Discovery discovery(m_port);
+    listen(&discovery);
+    connect(&discovery, &Discovery::device, this, [] { keepBusy(1000); });
+    QVector<QPair<bool, std::size_t>> told;
+    connect(&discovery, &Discovery::busyChanged, this, [&](bool busy) {
+        told.append({busy, m_records.size()});
+    });
+    // One answer is announced in a moment.
+    QVERIFY(m_sender.send(answer(0), m_port));
+    QTRY_COMPARE(m_records.size(), std::size_t{1});
+    QCOMPARE(told.size(), 0);
+    for (int i = 1; i <= 50; ++i) {
+        QVERIFY(m_sender.send(answer(i), m_port));
+    }
+    QTRY_COMPARE(m_records.size(), std::size_t{51});
+    QTRY_COMPARE(told.size(), 2);
+    QCOMPARE(told.at(0).first, true);
+    QVERIFY(told.at(0).second < 51);
+    QCOMPARE(told.at(1), qMakePair(false, std::size_t{51}));
+}
+
+void TestDiscovery::isNotBusyWhenItStopsListening()
+{
+    Discovery discovery(m_port);
+    listen(&discovery);
+    connect(&discovery, &Discovery::device, this, [] { keepBusy(1000); });
+    QVector<bool> told;
+    connect(&discovery, &Discovery::busyChanged, this, [&](bool busy) { told.append(busy); });
+    for (int i = 0; i < 50; ++i) {
+        QVERIFY(m_sender.send(answer(i), m_port));
+    }
+    QTRY_COMPARE(told, QVector<bool>{true});
+    discovery.setListening(false);
+    QCOMPARE(told, (QVector<bool>{true, false}));
 }
 
 void TestDiscovery::keepsTheEventLoopTurningInAFlood()

@@ -1,6 +1,7 @@
 #include "common/settings.h"
 #include "device/devicecolumns.h"
 #include "device/deviceitem.h"
+#include "device/queryqueue.h"
 #include "dialogseries.h"
 #include "fleet.h"
 #include "mainwindow/mainwindow.h"
@@ -111,6 +112,7 @@ private slots:
 
     void stopsTheAutomaticRefresh();
     void asksOnlyThoseThatTakePart();
+    void dropsQueriesOfThoseThatDoNot();
     void followsTheStoredSettingAfterwards_data();
     void followsTheStoredSettingAfterwards();
     void updatesTheSelectedDevices();
@@ -446,6 +448,33 @@ void TestMainWindowFirmware::asksOnlyThoseThatTakePart()
     }
     QTRY_VERIFY_WITH_TIMEOUT(queries(2) > before[2], patience);
     QTRY_VERIFY_WITH_TIMEOUT(hasAnswered(), patience);
+}
+
+void TestMainWindowFirmware::dropsQueriesOfThoseThatDoNot()
+{
+    begin({th2, th2, th2});
+    logInTo(0, admin);
+    logInTo(1, admin);
+    select({0, 1});
+    const std::size_t before = queries(2);
+    std::size_t meanwhile = 0;
+    DialogSeries dialogs;
+    dialogs.then([&, this](QWidget *dialog) {
+        // Time in which it would have been asked.
+        QTest::qWait(arrival);
+        meanwhile = queries(2);
+        click(dialog, "pushButtonClose");
+    });
+    // Its query waits for its turn when the update starts.
+    const DiscoveryDevice record = device(2).record();
+    device(2).setQueryPending(true);
+    m_bench->window().onDevice(record);
+    QVERIFY(!device(2).queryPending());
+    QCOMPARE(m_bench->window().findChild<QueryQueue *>()->waiting(), 1);
+    update();
+    QCOMPARE(dialogs.seen(), QStringList{firmwareDialog});
+    QCOMPARE(meanwhile, before);
+    QTRY_VERIFY_WITH_TIMEOUT(queries(2) > before, patience);
 }
 
 void TestMainWindowFirmware::followsTheStoredSettingAfterwards_data()

@@ -3,7 +3,9 @@
 #include "fleet.h"
 #include "testenvironment.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTreeWidget>
 #include <QtTest>
@@ -38,6 +40,9 @@ private slots:
 
     void asksEveryDeviceOnce();
     void asksOnceHoweverOftenItIsTold();
+    void holdsBackWhatWaits();
+    void holdsBackForAShortTimeOnly();
+    void forgetsThoseThatDoNotPass();
     void isNotHeldUpByDevicesThatHang();
     void readsHonestDevicesAmongFloods_data();
     void readsHonestDevicesAmongFloods();
@@ -130,6 +135,58 @@ void TestQueryQueue::asksOnceHoweverOftenItIsTold()
     QCOMPARE(queue.waiting(), 1);
     QTRY_COMPARE_WITH_TIMEOUT(read(), 1, patience);
     QCOMPARE(m_fleet->requests(0).size(), std::size_t(1));
+}
+
+void TestQueryQueue::holdsBackWhatWaits()
+{
+    start(20);
+    QueryQueue queue;
+    queue.setHeld(true);
+    enqueueAll(queue);
+    // Turns in which all of them would have been asked.
+    for (int turn = 0; turn < 20; ++turn) {
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(queue.waiting(), 20);
+    QCOMPARE(queue.outstanding(), 0);
+    queue.setHeld(false);
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 20, patience);
+    // Those that come later don't wait.
+    m_items.front()->device().addAge(1);
+    queue.enqueue(&m_items.front()->device());
+    QTRY_COMPARE_WITH_TIMEOUT(m_fleet->requests(0).size(), std::size_t(2), patience);
+}
+
+void TestQueryQueue::holdsBackForAShortTimeOnly()
+{
+    start(20);
+    QueryQueue queue;
+    QElapsedTimer clock;
+    clock.start();
+    queue.setHeld(true);
+    enqueueAll(queue);
+    QTRY_VERIFY_WITH_TIMEOUT(queue.waiting() < 20, patience);
+    QVERIFY2(clock.elapsed() >= 190, qPrintable(QString::number(clock.elapsed())));
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 20, patience);
+}
+
+void TestQueryQueue::forgetsThoseThatDoNotPass()
+{
+    start(6);
+    QueryQueue queue;
+    enqueueAll(queue);
+    // Gone, but not yet from the queue.
+    delete m_items.at(5);
+    m_items.pop_back();
+    const Device *const kept = &m_items.at(2)->device();
+    queue.keepOnly([kept](const Device *device) { return device == kept; });
+    QCOMPARE(queue.waiting(), 1);
+    // One of them is due once more.
+    queue.enqueue(&m_items.at(4)->device());
+    QTRY_COMPARE_WITH_TIMEOUT(read(), 2, patience);
+    for (int i = 0; i < 6; ++i) {
+        QCOMPARE(m_fleet->requests(i).size(), std::size_t(i == 2 || i == 4 ? 1 : 0));
+    }
 }
 
 void TestQueryQueue::isNotHeldUpByDevicesThatHang()
