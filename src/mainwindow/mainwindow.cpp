@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
 namespace {
 
@@ -98,6 +99,7 @@ void MainWindow::setUpDiscovery()
     m_discovery = new Discovery(static_cast<quint16>(settings::value(settings::scanPort)), this);
     connect(m_discovery, &Discovery::device, this, &MainWindow::onDevice);
     m_queryQueue = new QueryQueue(this);
+    connect(m_discovery, &Discovery::busyChanged, m_queryQueue, &QueryQueue::setHeld);
 }
 
 void MainWindow::setUpTimers()
@@ -195,7 +197,7 @@ DeviceItem *MainWindow::findOrCreateItem(const QString &mac)
     return item;
 }
 
-void MainWindow::recount(const DeviceItem *item)
+void MainWindow::recount(DeviceItem *item)
 {
     const Device &device = item->device();
     m_rowCounts.update(
@@ -204,15 +206,28 @@ void MainWindow::recount(const DeviceItem *item)
 
 void MainWindow::recountSelection(const QItemSelection &selected, const QItemSelection &deselected)
 {
-    const auto take = [this](const QItemSelection &changed, bool isSelected) {
-        for (const QItemSelectionRange &range : changed) {
-            for (int row = range.top(); row <= range.bottom(); ++row) {
-                m_rowCounts.setSelected(itemAt(row), isSelected);
-            }
+    const auto forEach = [](const QItemSelection &selection, const auto &take) {
+        for (const QItemSelectionRange &range : selection) {
+            take(range.top(), range.bottom());
         }
     };
-    take(deselected, false);
-    take(selected, true);
+    const auto set = [this](int first, int last, bool isSelected) {
+        for (int row = first; row <= last; ++row) {
+            m_rowCounts.setSelected(itemAt(row), isSelected);
+        }
+    };
+    forEach(deselected, [&set](int first, int last) { set(first, last, false); });
+    std::vector<bool> isNew(static_cast<std::size_t>(ui->devList->topLevelItemCount()));
+    forEach(selected, [&isNew](int first, int last) {
+        std::fill(isNew.begin() + first, isNew.begin() + last + 1, true);
+    });
+    // A block that was selected in one go counts from top to bottom, the row with which it began in its
+    // place.
+    forEach(ui->devList->selectionModel()->selection(), [&](int first, int last) {
+        if (std::find(isNew.begin() + first, isNew.begin() + last + 1, true) != isNew.begin() + last + 1) {
+            set(first, last, true);
+        }
+    });
 }
 
 void MainWindow::on_devList_itemSelectionChanged()
@@ -237,27 +252,10 @@ DeviceItem *MainWindow::itemAt(int row) const
     return static_cast<DeviceItem *>(ui->devList->topLevelItem(row));
 }
 
-QList<DeviceItem *> MainWindow::selectedItems() const
-{
-    QList<DeviceItem *> items;
-    QSet<DeviceItem *> seen;
-    const QItemSelection selection = ui->devList->selectionModel()->selection();
-    for (const QItemSelectionRange &range : selection) {
-        for (int row = range.top(); row <= range.bottom(); ++row) {
-            DeviceItem *const item = itemAt(row);
-            if (!seen.contains(item)) {
-                seen.insert(item);
-                items.append(item);
-            }
-        }
-    }
-    return items;
-}
-
 bool MainWindow::selectReachable(QList<Device *> &out, bool needAddress, bool needAnswer)
 {
     out.clear();
-    const QList<DeviceItem *> items = selectedItems();
+    const QList<DeviceItem *> items = m_rowCounts.selectedRows();
     for (DeviceItem *const item : items) {
         Device &device = item->device();
         const DiscoveryDevice &record = device.record();
@@ -272,12 +270,12 @@ bool MainWindow::selectReachable(QList<Device *> &out, bool needAddress, bool ne
 
 void MainWindow::on_actionRemove_triggered()
 {
-    const QList<DeviceItem *> items = selectedItems();
+    const QList<DeviceItem *> items = m_rowCounts.selectedRows();
     const QSet<QTreeWidgetItem *> removed(items.begin(), items.end());
     for (auto known = m_deviceItems.begin(); known != m_deviceItems.end();) {
         known = removed.contains(*known) ? m_deviceItems.erase(known) : std::next(known);
     }
-    for (const DeviceItem *const item : items) {
+    for (DeviceItem *const item : items) {
         m_rowCounts.remove(item);
     }
     ui->devList->removeRows(removed);
@@ -291,7 +289,7 @@ void MainWindow::on_actionSelect_all_triggered()
 
 void MainWindow::on_actionWeb_interface_triggered()
 {
-    const QList<DeviceItem *> items = selectedItems();
+    const QList<DeviceItem *> items = m_rowCounts.selectedRows();
     if (items.size() > 1 &&
         !PlainMessageBox::question(this, tr("Really open ") + QString::number(items.size()) +
                                              tr(" devices in browser?"))) {

@@ -116,10 +116,9 @@ private:
     // Rows.
     void refreshDevices();
     DeviceItem *findOrCreateItem(const QString &mac);
-    void recount(const DeviceItem *item);
+    void recount(DeviceItem *item);
     void recountSelection(const QItemSelection &selected, const QItemSelection &deselected);
     DeviceItem *itemAt(int row) const;
-    QList<DeviceItem *> selectedItems() const;
     /// Fills `out` with the selected devices, in the order of selecting. False, after telling the user which
     /// device can't be reached, if one lacks the address or the answer that is needed; false if nothing is
     /// selected.

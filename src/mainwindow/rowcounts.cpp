@@ -1,10 +1,15 @@
 #include "mainwindow/rowcounts.h"
 
-void RowCounts::update(const DeviceItem *row, RowState state)
+#include <algorithm>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+void RowCounts::update(DeviceItem *row, RowState state)
 {
     const auto known = m_counted.find(row);
     if (known == m_counted.end()) {
-        count(*m_counted.insert(row, {state, false}), 1);
+        count(*m_counted.insert(row, {state, 0}), 1);
         return;
     }
     count(*known, -1);
@@ -12,17 +17,32 @@ void RowCounts::update(const DeviceItem *row, RowState state)
     count(*known, 1);
 }
 
-void RowCounts::setSelected(const DeviceItem *row, bool selected)
+void RowCounts::setSelected(DeviceItem *row, bool selected)
 {
     const auto known = m_counted.find(row);
     if (known != m_counted.end()) {
         count(*known, -1);
-        known->selected = selected;
+        known->selected = selected ? ++m_lastSelected : 0;
         count(*known, 1);
     }
 }
 
-void RowCounts::remove(const DeviceItem *row)
+QList<DeviceItem *> RowCounts::selectedRows() const
+{
+    std::vector<std::pair<quint64, DeviceItem *>> selected;
+    for (auto row = m_counted.begin(); row != m_counted.end(); ++row) {
+        if (row->selected != 0) {
+            selected.emplace_back(row->selected, row.key());
+        }
+    }
+    std::sort(selected.begin(), selected.end());
+    QList<DeviceItem *> rows;
+    std::transform(selected.begin(), selected.end(), std::back_inserter(rows),
+                   [](const auto &row) { return row.second; });
+    return rows;
+}
+
+void RowCounts::remove(DeviceItem *row)
 {
     const auto known = m_counted.find(row);
     if (known != m_counted.end()) {
@@ -36,9 +56,10 @@ void RowCounts::count(const CountedRow &row, int sign)
     const auto add = [sign](int &total, bool counts) { total += counts ? sign : 0; };
     add(m_totals.rows, true);
     add(m_totals.active, row.state.active);
-    add(m_totals.selected, row.selected);
-    add(m_totals.selectedDiscovered, row.selected && row.state.discovered);
-    add(m_totals.selectedServed, row.selected && row.state.served);
+    const bool selected = row.selected != 0;
+    add(m_totals.selected, selected);
+    add(m_totals.selectedDiscovered, selected && row.state.discovered);
+    add(m_totals.selectedServed, selected && row.state.served);
 }
 
 SelectionRules selectionRules(const RowCounts::Totals &totals)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QHash>
+#include <QList>
 
 class DeviceItem;
 
@@ -30,24 +31,29 @@ public:
     };
 
     /// Counts a new row, which is not selected, or takes in how a known one has changed.
-    void update(const DeviceItem *row, RowState state);
-    /// Ignores a row that is not counted, as one is that is being removed.
-    void setSelected(const DeviceItem *row, bool selected);
-    void remove(const DeviceItem *row);
+    void update(DeviceItem *row, RowState state);
+    /// Ignores a row that is not counted, as one is that is being removed. A row that is selected, be it once
+    /// more, comes after all that are.
+    void setSelected(DeviceItem *row, bool selected);
+    void remove(DeviceItem *row);
 
     const Totals &totals() const { return m_totals; }
+    /// In the order of selecting, wherever the rows are by now.
+    QList<DeviceItem *> selectedRows() const;
 
 private:
     struct CountedRow
     {
         RowState state;
-        bool selected = false;
+        /// Grows with each row that is selected; 0: this one isn't.
+        quint64 selected = 0;
     };
 
     void count(const CountedRow &row, int sign);
 
-    QHash<const DeviceItem *, CountedRow> m_counted;
+    QHash<DeviceItem *, CountedRow> m_counted;
     Totals m_totals;
+    quint64 m_lastSelected = 0;
 };
 
 /// Which of the actions that need a selection may be used.

@@ -88,6 +88,10 @@ private slots:
     void opensOneWebInterfaceWithoutAsking();
     void asksBeforeOpeningSeveral_data();
     void asksBeforeOpeningSeveral();
+    void keepsTheOrderOfSelecting_data();
+    void keepsTheOrderOfSelecting();
+    void takesABlockFromTopToBottom_data();
+    void takesABlockFromTopToBottom();
     void opensNothingWithoutAnAddress();
     void showsMarkupAsItIs();
 
@@ -547,7 +551,7 @@ void TestMainWindow::keepsTheSelectionWhenSorted()
     begin();
     QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
     m_bench->select({mac2, mac5});
-    QTRY_COMPARE_WITH_TIMEOUT(m_bench->list().isSortingEnabled(), true, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(m_bench->list().hasChanges(), false, patience);
     QHeaderView *const header = m_bench->list().header();
     const auto clickHeader = [header](int column) {
         const QPoint middle(header->sectionViewportPosition(column) + header->sectionSize(column) / 2,
@@ -664,6 +668,118 @@ void TestMainWindow::asksBeforeOpeningSeveral()
     QCOMPARE(boxes.texts(), QStringList{QStringLiteral("Really open 3 devices in browser?")});
     QCOMPARE(boxes.titles(), QStringList{QString()});
     QTEST(browser.urls(), "urls");
+}
+
+void TestMainWindow::keepsTheOrderOfSelecting_data()
+{
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QString>("hosts");
+    // A digit: a device is selected, too; "s": sorted the other way; "a": all; "-": none; "u": a device is
+    // taken out of the selection.
+    QTest::newRow("one by one") << "513"
+                                << "513";
+    QTest::newRow("sorted then") << "513s"
+                                 << "513";
+    QTest::newRow("sorted twice") << "513ss"
+                                  << "513";
+    QTest::newRow("sorted in between") << "51s3"
+                                       << "513";
+    QTest::newRow("anew after sorting") << "51s-31"
+                                        << "31";
+    QTest::newRow("without one") << "512su1"
+                                 << "52";
+    QTest::newRow("taken out and back") << "512u5s5"
+                                        << "125";
+    QTest::newRow("all") << "a"
+                         << "12345";
+    QTest::newRow("all after one") << "4a"
+                                   << "12345";
+    QTest::newRow("all, then sorted") << "4as"
+                                      << "12345";
+    QTest::newRow("sorted, then all") << "4sa"
+                                      << "54321";
+}
+
+void TestMainWindow::keepsTheOrderOfSelecting()
+{
+    QFETCH(QString, steps);
+    QFETCH(QString, hosts);
+    begin();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
+    DeviceList &list = m_bench->list();
+    list.sortByColumn(Column::Mac, Qt::AscendingOrder);
+    bool takesOut = false;
+    for (const QChar step : qAsConst(steps)) {
+        if (step == QLatin1Char('s')) {
+            const bool ascends = list.header()->sortIndicatorOrder() == Qt::AscendingOrder;
+            list.sortByColumn(Column::Mac, ascends ? Qt::DescendingOrder : Qt::AscendingOrder);
+        } else if (step == QLatin1Char('a')) {
+            m_bench->trigger("actionSelect_all");
+        } else if (step == QLatin1Char('-')) {
+            list.clearSelection();
+        } else if (step == QLatin1Char('u')) {
+            takesOut = true;
+        } else {
+            m_bench->row(QStringLiteral("0E:5A:11:00:00:0") + step)->setSelected(!takesOut);
+            takesOut = false;
+        }
+    }
+    QStringList urls;
+    for (const QChar host : qAsConst(hosts)) {
+        urls += QStringLiteral("http://10.77.128.%1:80/").arg(host);
+    }
+    BrowserCatcher browser;
+    const BoxAnswerer boxes(QMessageBox::Yes);
+    m_bench->trigger("actionWeb_interface");
+    QCOMPARE(browser.urls(), urls);
+}
+
+void TestMainWindow::takesABlockFromTopToBottom_data()
+{
+    QTest::addColumn<QString>("clicks");
+    QTest::addColumn<int>("hidden");
+    QTest::addColumn<QString>("hosts");
+    // "+": the next click is with Shift; "&": with Control; "#": with both.
+    QTest::newRow("downwards") << "2+4" << 0 << "234";
+    QTest::newRow("upwards") << "4+2" << 0 << "234";
+    QTest::newRow("a second block") << "5&3#1" << 0 << "5123";
+    // Two blocks to the list, of which one was there before.
+    QTest::newRow("around a hidden row") << "4+1" << 3 << "412";
+}
+
+void TestMainWindow::takesABlockFromTopToBottom()
+{
+    QFETCH(QString, clicks);
+    QFETCH(int, hidden);
+    QFETCH(QString, hosts);
+    begin();
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), allAnswered, patience);
+    m_bench->list().sortByColumn(Column::Mac, Qt::AscendingOrder);
+    if (hidden > 0) {
+        m_bench->list().topLevelItem(hidden - 1)->setHidden(true);
+    }
+    const QMap<QChar, Qt::KeyboardModifiers> signs{
+        {QLatin1Char('+'), Qt::ShiftModifier},
+        {QLatin1Char('&'), Qt::ControlModifier},
+        {QLatin1Char('#'), Qt::ShiftModifier | Qt::ControlModifier}};
+    Qt::KeyboardModifiers modifiers;
+    for (const QChar click : qAsConst(clicks)) {
+        if (signs.contains(click)) {
+            modifiers = signs.value(click);
+            continue;
+        }
+        QTest::mouseClick(m_bench->list().viewport(), Qt::LeftButton, modifiers,
+                          m_bench->middleOf(QStringLiteral("0E:5A:11:00:00:0") + click, Column::Ip));
+        modifiers = {};
+    }
+    QStringList urls;
+    for (const QChar host : qAsConst(hosts)) {
+        urls += QStringLiteral("http://10.77.128.%1:80/").arg(host);
+    }
+    BrowserCatcher browser;
+    const BoxAnswerer boxes(QMessageBox::Yes);
+    m_bench->trigger("actionWeb_interface");
+    QCOMPARE(browser.urls(), urls);
 }
 
 void TestMainWindow::opensNothingWithoutAnAddress()

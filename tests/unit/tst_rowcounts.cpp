@@ -7,10 +7,10 @@
 namespace {
 
 /// Rows are told apart by their address only, and never looked into.
-const DeviceItem *row(std::size_t number)
+DeviceItem *row(std::size_t number)
 {
-    static const std::array<char, 100> places{};
-    return reinterpret_cast<const DeviceItem *>(&places.at(number));
+    static std::array<char, 100> places{};
+    return reinterpret_cast<DeviceItem *>(&places.at(number));
 }
 
 constexpr RowState silentRow{false, false, false};
@@ -56,6 +56,7 @@ private slots:
     void ignoresRowsItDoesNotKnow();
     void forgetsRemovedRows();
     void addsRowsUp();
+    void keepsTheOrderOfSelecting();
     void allowsActions_data();
     void allowsActions();
 };
@@ -190,6 +191,27 @@ void TestRowCounts::addsRowsUp()
         counts.remove(row(i));
     }
     QCOMPARE(shown(counts), totals(0, 0, 0, 0, 0));
+}
+
+void TestRowCounts::keepsTheOrderOfSelecting()
+{
+    RowCounts counts;
+    for (std::size_t i = 0; i < 6; ++i) {
+        counts.update(row(i), silentRow);
+    }
+    QCOMPARE(counts.selectedRows(), QList<DeviceItem *>());
+    for (const std::size_t i : {3U, 5U, 0U, 4U}) {
+        counts.setSelected(row(i), true);
+    }
+    QCOMPARE(counts.selectedRows(), (QList<DeviceItem *>{row(3), row(5), row(0), row(4)}));
+    // Neither what a row shows nor what happens to others has it change places.
+    counts.update(row(5), fullRow);
+    counts.setSelected(row(0), false);
+    counts.remove(row(3));
+    QCOMPARE(counts.selectedRows(), (QList<DeviceItem *>{row(5), row(4)}));
+    counts.setSelected(row(0), true);
+    counts.setSelected(row(5), true);
+    QCOMPARE(counts.selectedRows(), (QList<DeviceItem *>{row(4), row(0), row(5)}));
 }
 
 void TestRowCounts::allowsActions_data()
