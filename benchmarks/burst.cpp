@@ -45,6 +45,32 @@ Shown showBurst(FleetWindow::View view)
 
 } // namespace
 
+void firstScan(FleetWindow::View view)
+{
+    constexpr int scans = 5;
+    constexpr double bound = 500.0; // milliseconds
+    const FleetProcess fleet(devices, {QStringLiteral("--spread"), QStringLiteral("200")});
+    QVector<double> beyond;
+    double reference = 0.0;
+    for (int i = 0; i < scans; ++i) {
+        reference = BareReceiver::ask().time;
+        FleetWindow window(view);
+        window.hearFleet(true);
+        QElapsedTimer clock;
+        clock.start();
+        window.refresh();
+        if (!waitUntil([&] { return window.rowCount() >= devices; }, timeout)) {
+            report::giveUp(QStringLiteral("a scan ended with %1 rows").arg(window.rowCount()));
+        }
+        window.waitForPaint();
+        beyond.append(static_cast<double>(clock.elapsed()) - reference);
+        window.waitForQueries();
+        settle(500ms);
+    }
+    report::figure(QStringLiteral("first scan, last row painted after the last answer"),
+                   report::median(beyond), reference, bound, QStringLiteral("ms"));
+}
+
 void burst(FleetWindow::View view)
 {
     const FleetProcess fleet(devices, {QStringLiteral("--spread"), QStringLiteral("200"),

@@ -1,13 +1,18 @@
 #include "fleetwindow.h"
 
 #include "common/settings.h"
+#include "device/devicecolumns.h"
 #include "device/deviceitem.h"
 #include "device/queryqueue.h"
 #include "discovery/discovery.h"
 #include "mainwindow/mainwindow.h"
+#include "plainlist.h"
 #include "report.h"
 #include "waiting.h"
 
+#include <QAction>
+#include <QLineEdit>
+#include <QToolBar>
 #include <QTreeWidget>
 
 #include <algorithm>
@@ -81,6 +86,11 @@ void FleetWindow::refreshWholly(int devices)
     }
 }
 
+void FleetWindow::waitForPaint()
+{
+    timeToPaint(*m_list, [] {});
+}
+
 void FleetWindow::waitForQueries()
 {
     if (!waitUntil([this] { return queriesDone(); }, refreshTimeout)) {
@@ -91,6 +101,20 @@ void FleetWindow::waitForQueries()
 void FleetWindow::sortBy(int column)
 {
     m_list->sortByColumn(column, Qt::AscendingOrder);
+}
+
+void FleetWindow::makeHard()
+{
+    sortBy(Column::LastSeen);
+    const auto trigger = [this](const char *action) {
+        m_window->findChild<QAction *>(QLatin1String(action))->trigger();
+    };
+    trigger("actionFilter");
+    auto *const bar = m_window->findChild<QToolBar *>(QStringLiteral("filterToolBar"));
+    bar->findChild<QLineEdit *>()->setText(QStringLiteral("[a-z0-9]+"));
+    trigger("actionApply");
+    trigger("actionSelect_all");
+    settle(startTime);
 }
 
 QSet<QString> FleetWindow::select(int count)

@@ -34,9 +34,13 @@ public:
     /// Refreshes and waits until there are so many rows and each has new readings; gives up the benchmark
     /// when that doesn't happen.
     void refreshWholly(int devices);
+    /// Waits until the list has been painted.
+    void waitForPaint();
     /// Waits until no request is out and none waits.
     void waitForQueries();
     void sortBy(int column);
+    /// All that makes a refresh dear: sorted by what every answer changes, filtered, all rows selected.
+    void makeHard();
     /// Selects so many rows and no others; the MAC addresses of their devices.
     QSet<QString> select(int count);
 
@@ -46,6 +50,7 @@ public:
     /// How many rows got readings in the current refresh.
     int freshRows() const;
 
+    QTreeWidget &list() { return *m_list; }
     MainWindow &window() { return *m_window; }
     Discovery &discovery() { return *m_discovery; }
 

@@ -7,14 +7,24 @@ namespace {
 
 constexpr double nanosecondsPerMillisecond = 1e6;
 
+qint64 nanosecondsOf(clockid_t clock)
+{
+    constexpr qint64 nanosecondsPerSecond = 1000000000;
+    timespec time{};
+    clock_gettime(clock, &time);
+    return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
+}
+
 } // namespace
 
 qint64 threadProcessorTime()
 {
-    constexpr qint64 nanosecondsPerSecond = 1000000000;
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
+    return nanosecondsOf(CLOCK_THREAD_CPUTIME_ID);
+}
+
+qint64 processProcessorTime()
+{
+    return nanosecondsOf(CLOCK_PROCESS_CPUTIME_ID);
 }
 
 Heartbeat::Heartbeat(QObject *parent)

@@ -41,3 +41,5 @@ private:
 
 /// Processor time that the calling thread has used, nanoseconds.
 qint64 threadProcessorTime();
+/// Processor time that the whole process has used, nanoseconds.
+qint64 processProcessorTime();

@@ -33,7 +33,7 @@ void print(const QString &what, const ProcessUsage &usage, const ProcessUsage &r
 
 void idle(FleetWindow::View view)
 {
-    constexpr ProcessUsage bound{150, 400, 350.0};
+    constexpr ProcessUsage bound{6, 40, 150.0};
     const FleetProcess fleet(idleDevices, {QStringLiteral("--spread"), QStringLiteral("200")});
     FleetWindow window(view);
     settle(rest);

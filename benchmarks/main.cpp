@@ -25,13 +25,18 @@ const std::map<QString, std::function<void(View)>> &knownCases()
 {
     static const std::map<QString, std::function<void(View)>> known{
         {QStringLiteral("burst"), cases::burst},
+        {QStringLiteral("first-scan"), cases::firstScan},
         {QStringLiteral("answer-cost"), cases::answerCost},
-        {QStringLiteral("stalls-1000"), [](View view) { cases::stalls(1000, 30.0, view); }},
-        {QStringLiteral("stalls-10000"), [](View view) { cases::stalls(10000, 100.0, view); }},
+        {QStringLiteral("stalls-1000"), [](View view) { cases::stalls(1000, 16.0, view); }},
+        {QStringLiteral("stalls-10000"), [](View view) { cases::stalls(10000, 30.0, view); }},
         {QStringLiteral("refresh-time"), cases::refreshTime},
+        {QStringLiteral("readings-time"), cases::readingsTime},
+        {QStringLiteral("use-in-refresh"), cases::useInRefresh},
+        {QStringLiteral("automatic"), cases::automaticRefresh},
         {QStringLiteral("idle"), cases::idle},
         {QStringLiteral("endurance"), cases::endurance},
         {QStringLiteral("list-work"), cases::listWork},
+        {QStringLiteral("paint"), cases::paint},
         {QStringLiteral("start-time"), cases::startTime},
         {QStringLiteral("syslog"), [](View) { cases::syslogLoad(); }},
         {QStringLiteral("transfer-time"), cases::transferTime},
@@ -73,7 +78,10 @@ int main(int argc, char *argv[])
     const QCommandLineOption untilPainted(QStringLiteral("until-painted"),
                                           QStringLiteral("Shows a list of devices and ends."),
                                           QStringLiteral("file"));
-    parser.addOptions({everything, untilPainted});
+    const QCommandLineOption curves(QStringLiteral("curves"),
+                                    QStringLiteral("Measures fleets of all sizes and draws what they cost."),
+                                    QStringLiteral("directory"));
+    parser.addOptions({everything, untilPainted, curves});
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("case"), caseNames());
     parser.process(application);
@@ -84,11 +92,15 @@ int main(int argc, char *argv[])
         return EXIT_SUCCESS;
     }
 
+    const View view = parser.isSet(everything) ? View::Everything : View::Default;
+    if (parser.isSet(curves)) {
+        cases::curves(view, parser.value(curves));
+        return report::allReached() ? EXIT_SUCCESS : 2;
+    }
     const auto wanted = knownCases().find(parser.positionalArguments().value(0));
     if (wanted == knownCases().end()) {
         report::giveUp(QStringLiteral("the case is one of: ") + caseNames());
     }
-
-    wanted->second(parser.isSet(everything) ? View::Everything : View::Default);
+    wanted->second(view);
     return report::allReached() ? EXIT_SUCCESS : 2;
 }

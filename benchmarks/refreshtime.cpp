@@ -8,8 +8,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <algorithm>
-
 using namespace std::chrono_literals;
 
 namespace cases {
@@ -34,17 +32,11 @@ int queriesIn(const QString &journal)
     return queries;
 }
 
-double median(QVector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
-
-double refreshTimed(FleetWindow &window)
+double refreshTimed(FleetWindow &window, int count)
 {
     QElapsedTimer clock;
     clock.start();
-    window.refreshWholly(devices);
+    window.refreshWholly(count);
     const auto time = static_cast<double>(clock.elapsed());
     settle(500ms);
     return time;
@@ -64,23 +56,45 @@ void refreshTime(FleetWindow::View view)
     QVector<double> ours;
     QVector<double> reference;
     int curlQueries = 0;
-    const double first = refreshTimed(window);
+    const double first = refreshTimed(window, devices);
     for (int run = 0; run < runs; ++run) {
         const int before = queriesIn(journal);
         reference.append(curl.run());
         settle(200ms);
         curlQueries = queriesIn(journal) - before;
-        ours.append(refreshTimed(window));
+        ours.append(refreshTimed(window, devices));
     }
-    report::ratio(QStringLiteral("refresh of 1000, first (reference: curl)"), first, median(reference), bound,
-                  QStringLiteral("ms"));
-    report::ratio(QStringLiteral("refresh of 1000, later, median of 5 (reference: curl)"), median(ours),
-                  median(reference), bound, QStringLiteral("ms"));
+    report::ratio(QStringLiteral("refresh of 1000, first (reference: curl)"), first,
+                  report::median(reference), bound, QStringLiteral("ms"));
+    report::ratio(QStringLiteral("refresh of 1000, later, median of 5 (reference: curl)"),
+                  report::median(ours), report::median(reference), bound, QStringLiteral("ms"));
     const int all = queriesIn(journal);
     report::count(QStringLiteral("queries that arrived, a curl run (reference: wanted)"), curlQueries,
                   devices, devices);
     report::count(QStringLiteral("queries that arrived, all runs (reference: wanted)"), all,
                   devices * (2 * runs + 1), devices * (2 * runs + 1));
+}
+
+void readingsTime(FleetWindow::View view)
+{
+    constexpr int many = 10000;
+    constexpr int rounds = 3;
+    constexpr double manyBound = 1.3;
+    const FleetProcess fleet(many, {});
+    const CurlRun curl = CurlRun::queries(many);
+    FleetWindow window(view);
+    window.hearFleet(true);
+    QVector<double> ours;
+    QVector<double> reference;
+    for (int i = 0; i < rounds; ++i) {
+        reference.append(curl.run());
+        settle(200ms);
+        ours.append(refreshTimed(window, many));
+    }
+    report::ratio(QStringLiteral("readings of 10000 that answer at once, first (reference: curl)"),
+                  ours.first(), report::median(reference), manyBound, QStringLiteral("ms"));
+    report::ratio(QStringLiteral("readings of 10000 that answer at once, median (reference: curl)"),
+                  report::median(ours), report::median(reference), manyBound, QStringLiteral("ms"));
 }
 
 } // namespace cases

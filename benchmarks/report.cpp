@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -50,6 +51,12 @@ void count(const QString &name, int value, int reference, int wanted)
 {
     line(name, QString::number(value), QString::number(reference), quotient(value, reference),
          QStringLiteral("= ") + QString::number(wanted), value == wanted);
+}
+
+double median(QVector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.at(values.size() / 2);
 }
 
 void note(const QString &text)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QVector>
 
 /// Prints the figures, one a line, beside their references and bounds.
 namespace report {
@@ -12,6 +13,8 @@ void figure(const QString &name, double value, double reference, double bound, c
 void ratio(const QString &name, double value, double reference, double bound, const QString &unit);
 /// Reached if `value` is `wanted`.
 void count(const QString &name, int value, int reference, int wanted);
+/// The one in the middle; `values` is not empty.
+double median(QVector<double> values);
 /// A remark on the figures above it.
 void note(const QString &text);
 /// Ends the process: the case could not be measured.

@@ -22,7 +22,8 @@ namespace {
 
 constexpr int devices = 10000;
 constexpr int runs = 5;
-constexpr double bound = 1000.0;    // milliseconds
+/// Beyond an empty window; milliseconds.
+constexpr double bound = 150.0;
 constexpr int startTimeout = 60000; // milliseconds
 
 /// Says a line and ends the program as soon as a widget has been painted with everything that it is to show.
@@ -103,8 +104,8 @@ void startTime(FleetWindow::View view)
     writeDeviceList(list);
     const double empty = processTime({QStringLiteral("--until-painted"), QString()});
     const double value = processTime({QStringLiteral("--until-painted"), list});
-    report::figure(QStringLiteral("start to painted list, 10000 devices (reference: empty window)"), value,
-                   empty, bound, QStringLiteral("ms"));
+    report::figure(QStringLiteral("start to painted list, 10000 devices, beyond an empty window"),
+                   value - empty, empty, bound, QStringLiteral("ms"));
 }
 
 void runUntilPainted(const QString &deviceList)
