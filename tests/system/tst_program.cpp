@@ -603,6 +603,9 @@ void TestProgram::looksAfterAStartAsItDidBefore()
     press(fontDialog(), {QStringLiteral("alt+s"), QStringLiteral("1"), QStringLiteral("4"), enter});
     QTRY_VERIFY_WITH_TIMEOUT(fontDialog().isEmpty(), startTimeout);
     QVERIFY(change({QStringLiteral("alt+s"), QStringLiteral("l"), enter}));
+    // In which row the keyboard is doesn't outlive the program.
+    const QStringList toTheFirst{QStringLiteral("End"), QStringLiteral("Home")};
+    press(window, toTheFirst);
     const QImage left = pictureOf(window);
     const QByteArray place = geometryOf(window);
     QUIT(first, window);
@@ -610,6 +613,7 @@ void TestProgram::looksAfterAStartAsItDidBefore()
     QProcess second;
     start(second, options);
     QTRY_VERIFY_WITH_TIMEOUT(!(window = visibleWindowOf(second)).isEmpty(), startTimeout);
+    press(window, toTheFirst);
     const QImage restored = pictureOf(window);
     QVERIFY(left.save(file(QStringLiteral("left.png"))));
     QVERIFY2(restored == left, "the window looks different after the start");
