@@ -69,11 +69,13 @@ QString text(double x, double y, const QString &words, const char *anchor)
 QString grid(const Scale &x, const Scale &y)
 {
     QString svg;
-    for (const double value : x.decades()) {
+    const QVector<double> columns = x.decades();
+    for (const double value : columns) {
         svg += line(x.place(value), top, x.place(value), height - bottom);
         svg += text(x.place(value), height - bottom + 18, QString::number(value), "middle");
     }
-    for (const double value : y.decades()) {
+    const QVector<double> rows = y.decades();
+    for (const double value : rows) {
         svg += line(left, y.place(value), width - right, y.place(value));
         svg += text(left - 6, y.place(value) + 4, QString::number(value), "end");
     }

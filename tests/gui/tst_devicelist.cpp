@@ -359,12 +359,12 @@ void TestDeviceList::ordersAsTheToolkit_data()
     QTest::addColumn<QVariantList>("values");
     QTest::newRow("names") << QVariantList{QStringLiteral("roof"),     QStringLiteral("Attic"),
                                            QStringLiteral("attic 10"), QStringLiteral("attic 2"),
-                                           QStringLiteral(""),         QStringLiteral("Zoo"),
+                                           QString(QLatin1String("")), QStringLiteral("Zoo"),
                                            QStringLiteral("äther"),    QStringLiteral("ß"),
                                            QStringLiteral("-a"),       QStringLiteral("a")};
     QTest::newRow("addresses") << QVariantList{QStringLiteral("10.0.0.9"), QStringLiteral("10.0.0.10"),
                                                QStringLiteral("9.1.1.1"), QStringLiteral("10.0.0.9"),
-                                               QStringLiteral("")};
+                                               QString(QLatin1String(""))};
     const QDateTime time(QDate(2026, 10, 25), QTime(2, 30), Qt::LocalTime);
     QTest::newRow("times") << QVariantList{
         time,      time.addSecs(-3600), QDateTime(), time.addMSecs(1), time.addYears(-30), time.addDays(200),
@@ -372,8 +372,8 @@ void TestDeviceList::ordersAsTheToolkit_data()
     QTest::newRow("time spans") << QVariantList{
         QVariant::fromValue(Timespan{10, 1, 1, 1}), QVariant::fromValue(Timespan{9, 1, 1, 1}), QVariant(),
         QVariant::fromValue(Timespan{0, 0, 0, 0}), QVariant::fromValue(Timespan{10, 1, 1, 0})};
-    QTest::newRow("never set and empty")
-        << QVariantList{QStringLiteral("b"), QVariant(), QStringLiteral(""), QString(), QStringLiteral("a")};
+    QTest::newRow("never set and empty") << QVariantList{
+        QStringLiteral("b"), QVariant(), QString(QLatin1String("")), QString(), QStringLiteral("a")};
     QTest::newRow("equal") << QVariantList{QStringLiteral("a"), QStringLiteral("a"), QStringLiteral("a"),
                                            QStringLiteral("a")};
 }

@@ -275,7 +275,7 @@ void TestQueryQueue::readsLiveDevicesBesideHangingOnes()
     QElapsedTimer clock;
     clock.start();
     QTRY_COMPARE_WITH_TIMEOUT(read(), 100, patience);
-    QVERIFY2(clock.elapsed() < 1000 * slowness, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY2(clock.elapsed() < 1000LL * slowness, qPrintable(QString::number(clock.elapsed())));
 }
 
 void TestQueryQueue::forgetsDevicesThatGo()
