@@ -680,7 +680,7 @@ QString TestMainWindow::openedHosts() const
     QString hosts;
     const QStringList urls = browser.urls();
     for (const QString &url : urls) {
-        hosts += QUrl(url).host().right(1);
+        hosts += QUrl(url).host().back();
     }
     return hosts;
 }
