@@ -9,6 +9,8 @@
 #include <QHostAddress>
 #include <QProcess>
 
+#include <algorithm>
+
 namespace {
 
 constexpr quint32 firstAddress = 0x0A4D8001;
@@ -58,14 +60,22 @@ CurlRun::CurlRun()
 
 void CurlRun::prepare(int devices, const QString &path, const QString &options)
 {
-    // Options of one transfer end at the next "next", so every block names all of them.
+    // One block for each network of 256 addresses: curl goes through all blocks that are left for each transfer that it
+    // starts, so that a block for each device would cost the square of their number.
     QString config;
-    for (int i = 0; i < devices; ++i) {
+    const quint32 last = firstAddress + static_cast<quint32>(devices) - 1;
+    for (quint32 first = firstAddress; first <= last; first = (first | 0xFF) + 1) {
+        const QString network = QHostAddress(first).toString().section(QLatin1Char('.'), 0, 2);
         QString own = options;
-        own.replace(QLatin1String("#device"), QString::number(i));
-        config += (i == 0 ? QString() : QStringLiteral("next\n")) + QLatin1String("url = \"http://") +
-                  QHostAddress(firstAddress + static_cast<quint32>(i)).toString() + QLatin1Char('/') + path +
-                  QLatin1String("\"\n") + own + QLatin1String("fail\n");
+        own.replace(QLatin1String("#device"), network + QLatin1String(".#1"));
+        // Options end at the next "next", so every block names all of them.
+        config += (config.isEmpty() ? QString() : QStringLiteral("next\n")) +
+                  QStringLiteral("url = \"http://%1.[%2-%3]/%4\"\n")
+                      .arg(network)
+                      .arg(first & 0xFF)
+                      .arg(std::min(last, first | 0xFF) & 0xFF)
+                      .arg(path) +
+                  own + QLatin1String("fail\n");
     }
     write(m_directory->filePath(QStringLiteral("config")), config.toUtf8());
 }
