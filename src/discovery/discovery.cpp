@@ -13,8 +13,9 @@ namespace {
 
 /// Room for the answers of a big fleet while the program is busy. The kernel may grant less.
 constexpr int receiveBufferSize = 4 * 1024 * 1024;
-/// How long answers are evaluated before the event loop gets its turn.
-constexpr auto evaluationSlice = 3ms;
+/// How long answers are evaluated before the event loop gets its turn. Twice as long as queries get, so that
+/// the rows of a first scan don't wait for readings.
+constexpr auto evaluationSlice = 6ms;
 /// Beyond this a flood is left to the socket's own buffer, which drops what it can't hold; our memory stays
 /// bounded.
 constexpr std::size_t maximumInbox = 65536;
