@@ -14,6 +14,8 @@
 namespace {
 
 constexpr quint32 firstAddress = 0x0A4D8001;
+/// The last byte of an address.
+constexpr quint32 hostBits = 0xFF;
 
 void write(const QString &path, const QByteArray &bytes)
 {
@@ -33,14 +35,16 @@ CurlRun CurlRun::queries(int devices)
     run.prepare(devices, QStringLiteral("admin/proctpl.cgi"),
                 QStringLiteral("data-binary = \"@%1\"\nheader = \"Content-Type: text\"\n"
                                "output = \"/dev/null\"\n")
-                    .arg(body));
+                    .arg(body),
+                hostBits);
     return run;
 }
 
 CurlRun CurlRun::downloads(int devices, const QString &path)
 {
     CurlRun run;
-    run.prepare(devices, path, QStringLiteral("output = \"%1/#device\"\n").arg(run.m_directory->path()));
+    run.prepare(devices, path, QStringLiteral("output = \"%1/#device\"\n").arg(run.m_directory->path()),
+                hostBits);
     return run;
 }
 
@@ -49,7 +53,9 @@ CurlRun CurlRun::firmwareUploads(int devices, const QString &image)
     CurlRun run;
     run.prepare(
         devices, QStringLiteral("admin/upload.cgi"),
-        QStringLiteral("form = \"buffer=1\"\nform = \"image=@%1\"\noutput = \"/dev/null\"\n").arg(image));
+        QStringLiteral("form = \"buffer=1\"\nform = \"image=@%1\"\noutput = \"/dev/null\"\n").arg(image),
+        // curl reads the file of a form once for each block.
+        0);
     return run;
 }
 
@@ -58,13 +64,14 @@ CurlRun::CurlRun()
 {
 }
 
-void CurlRun::prepare(int devices, const QString &path, const QString &options)
+void CurlRun::prepare(int devices, const QString &path, const QString &options, quint32 bitsOfBlock)
 {
-    // One block for each network of 256 addresses: curl goes through all blocks that are left for each transfer that it
-    // starts, so that a block for each device would cost the square of their number.
+    // One block for each network of 256 addresses where it can be: curl goes through all blocks that are left
+    // for each transfer that it starts, so that a block for each device would cost the square of their
+    // number.
     QString config;
     const quint32 last = firstAddress + static_cast<quint32>(devices) - 1;
-    for (quint32 first = firstAddress; first <= last; first = (first | 0xFF) + 1) {
+    for (quint32 first = firstAddress; first <= last; first = (first | bitsOfBlock) + 1) {
         const QString network = QHostAddress(first).toString().section(QLatin1Char('.'), 0, 2);
         QString own = options;
         own.replace(QLatin1String("#device"), network + QLatin1String(".#1"));
@@ -72,8 +79,8 @@ void CurlRun::prepare(int devices, const QString &path, const QString &options)
         config += (config.isEmpty() ? QString() : QStringLiteral("next\n")) +
                   QStringLiteral("url = \"http://%1.[%2-%3]/%4\"\n")
                       .arg(network)
-                      .arg(first & 0xFF)
-                      .arg(std::min(last, first | 0xFF) & 0xFF)
+                      .arg(first & hostBits)
+                      .arg(std::min(last, first | bitsOfBlock) & hostBits)
                       .arg(path) +
                   own + QLatin1String("fail\n");
     }

@@ -22,7 +22,8 @@ public:
 
 private:
     CurlRun();
-    void prepare(int devices, const QString &path, const QString &options);
+    /// `bitsOfBlock`: addresses that differ in these bits at most share their options.
+    void prepare(int devices, const QString &path, const QString &options, quint32 bitsOfBlock);
 
     std::unique_ptr<QTemporaryDir> m_directory;
 };
