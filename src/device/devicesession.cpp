@@ -50,7 +50,7 @@ DeviceSession::~DeviceSession()
     connect(manager, &QNetworkAccessManager::finished, manager, &QObject::deleteLater);
     connect(m_pendingReply, &QNetworkReply::readyRead, manager,
             [reply = m_pendingReply] { deviceprotocol::takeArrived(reply); });
-    QTimer::singleShot(giveUpAge, manager, &QObject::deleteLater);
+    QTimer::singleShot(m_giveUpAge, manager, &QObject::deleteLater);
 }
 
 QString DeviceSession::webInterfaceUrl() const
@@ -95,7 +95,7 @@ void DeviceSession::send(QNetworkReply *reply)
 void DeviceSession::updateInfo()
 {
     if (m_pendingReply) {
-        if (m_requestTimer.elapsed() > giveUpAge) {
+        if (m_requestTimer.hasExpired(m_giveUpAge.count())) {
             qDebug() << "updateInfo: abort reply" << m_requestTimer.elapsed();
             giveUp();
         }

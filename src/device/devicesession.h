@@ -10,6 +10,8 @@
 #include <QPointer>
 #include <QString>
 
+#include <chrono>
+
 class WebManager;
 
 namespace deviceinfo {
@@ -32,7 +34,7 @@ public:
     /// The ports are read anew each time.
     QString webInterfaceUrl() const;
     /// Asks the device for its readings. While a request is out nothing is sent; one that has been out for
-    /// longer than giveUpAge is given up, and the next call asks again.
+    /// longer than giveUpAge() is given up, and the next call asks again.
     void updateInfo();
     /// Logs in; loginResult() tells how it went, and newData() follows with what the session may do. Aborts a
     /// request that is out. Both texts are kept in memory only.
@@ -54,8 +56,9 @@ public:
     bool requestOutstanding() const { return m_pendingReply && m_pendingReply->isRunning(); }
     qint64 requestAge() const { return m_requestTimer.elapsed(); }
 
-    /// A request that has been out for longer is given up at the next attempt; milliseconds.
-    static constexpr qint64 giveUpAge = 20000;
+    /// A request that has been out for longer is given up at the next attempt.
+    std::chrono::milliseconds giveUpAge() const { return m_giveUpAge; }
+    void setGiveUpAge(std::chrono::milliseconds age) { m_giveUpAge = age; }
 
 signals:
     /// The end of a login; `message` tells what is wrong. After a failure of the network it comes twice, the
@@ -115,6 +118,7 @@ private:
     /// The one request that is out; belongs to a manager.
     QPointer<QNetworkReply> m_pendingReply;
     QElapsedTimer m_requestTimer;
+    std::chrono::milliseconds m_giveUpAge{20000};
     /// What has arrived of the answer to a query.
     QByteArray m_answer;
     /// Bytes of it, kept or not.
