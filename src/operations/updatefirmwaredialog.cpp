@@ -6,7 +6,6 @@
 #include "device/device.h"
 #include "discovery/discovery.h"
 #include "operations/devicetable.h"
-#include "operations/updatethread.h"
 #include "widgets/savedstate.h"
 
 #include <QDebug>
@@ -109,6 +108,7 @@ void UpdateFirmwareDialog::addThread(int row)
     job.configsDir = ui->checkBoxSaveConfig->isChecked() ? ui->configsDir->text() : QString();
     job.httpPort = settings::value(settings::scanHttpPort);
     job.httpsPort = settings::value(settings::scanHttpsPort);
+    job.restartTime = m_restartTime;
     auto *const thread = new UpdateThread(*m_devices.at(row), row, job, this);
     m_threads.append(thread);
     connect(thread, &UpdateThread::message, this, &UpdateFirmwareDialog::onThreadMessage);

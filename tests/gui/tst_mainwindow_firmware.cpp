@@ -5,6 +5,7 @@
 #include "dialogseries.h"
 #include "fleet.h"
 #include "mainwindow/mainwindow.h"
+#include "operations/updatefirmwaredialog.h"
 #include "testenvironment.h"
 #include "updatebench.h"
 #include "widgets/fileselectorwidget.h"
@@ -541,7 +542,7 @@ void TestMainWindowFirmware::updatesTheSelectedDevices()
     settings::store().setValue(autoUpdateKey, true);
     settings::store().setValue(intervalKey, 1.0);
     simulator::DeviceOptions options;
-    options.restartTime = 500ms;
+    options.restartTime = 200ms;
     begin({th2, th2, th2}, options);
     logInTo(0, admin);
     logInTo(1, admin);
@@ -554,6 +555,8 @@ void TestMainWindowFirmware::updatesTheSelectedDevices()
         if (!isRunning) {
             isRunning = true;
             before = queries(2);
+            // Longer than the devices need.
+            qobject_cast<UpdateFirmwareDialog *>(dialog)->setRestartTime(700ms);
             click(dialog, "pushButtonUpdate");
             return;
         }
