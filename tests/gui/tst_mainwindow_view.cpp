@@ -801,6 +801,9 @@ void TestMainWindowView::takesAnotherFont()
 
 void TestMainWindowView::keepsTheFontWhenCancelled()
 {
+    QFont larger = m_bench->list().font();
+    larger.setPointSize(14);
+    m_bench->list().setFont(larger);
     int pointSize = 0;
     bool belongsToTheWindow = false;
     QTimer timer;
@@ -816,9 +819,10 @@ void TestMainWindowView::keepsTheFontWhenCancelled()
     });
     timer.start(5);
     m_bench->trigger("actionFont");
-    QCOMPARE(pointSize, 9);
+    // The list's own, not the window's.
+    QCOMPARE(pointSize, 14);
     QCOMPARE(belongsToTheWindow, true);
-    QCOMPARE(m_bench->list().font().pointSize(), 9);
+    QCOMPARE(m_bench->list().font().pointSize(), 14);
     QVERIFY(!stored("MainWindow/Font").isValid());
 }
 

@@ -66,6 +66,7 @@ private slots:
     void acceptsByReturn();
     void hasOkAsTheDefaultInEachField();
 
+    void replacesTheFirstNumberByWhatIsTyped();
     void leadsByTabThroughItsFields();
     void leadsBackByTab();
     void isUsedByKeysAlone();
@@ -439,6 +440,13 @@ void TestSettingsDialog::hasOkAsTheDefaultInEachField()
         QVERIFY2(find<QPushButton>("pushButtonOK")->isDefault(), field.name);
         QVERIFY2(!find<QPushButton>("pushButtonCancel")->isDefault(), field.name);
     }
+}
+
+void TestSettingsDialog::replacesTheFirstNumberByWhatIsTyped()
+{
+    open();
+    QTest::keyClicks(m_dialog->focusWidget(), QStringLiteral("77"));
+    QCOMPARE(find<QSpinBox>("spinBoxDiscoveryPort")->text(), QStringLiteral("77"));
 }
 
 void TestSettingsDialog::leadsByTabThroughItsFields()

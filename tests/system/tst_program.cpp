@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cstdlib>
 #include <memory>
 #include <sys/resource.h>
 
@@ -41,6 +42,7 @@ private slots:
     void listsEveryDevice();
     void logsWithTheTimeInFront();
     void closesWithExitCode0AndKeepsItsView();
+    void takesTheScaleOfTheScreenAsItIs();
     void secondStartWakesTheFirst();
     void thirdStartWakesTheFirstToo();
     void startAfterACrashClearsUpAndTheNextOneRuns();
@@ -73,6 +75,8 @@ private:
     void press(const QByteArray &window, const QStringList &keys);
     /// Moves the mouse with its button down, in coordinates of the window.
     static void drag(const QByteArray &window, const QPoint &from, const QPoint &to);
+    /// "800x400", without the frame.
+    static QByteArray sizeOf(const QByteArray &window);
     /// What a window shows, taken when it has stopped changing.
     QImage pictureOf(const QByteArray &window) const;
     void type(const QString &text);
@@ -215,6 +219,14 @@ void TestProgram::drag(const QByteArray &window, const QPoint &from, const QPoin
     outputOf(xdotool, {QStringLiteral("mouseup"), QStringLiteral("1")});
 }
 
+QByteArray TestProgram::sizeOf(const QByteArray &window)
+{
+    const QByteArray geometry = outputOf(QStringLiteral("xdotool"),
+                                         {QStringLiteral("getwindowgeometry"), QString::fromLatin1(window)});
+    const QByteArray label = "Geometry: ";
+    return geometry.mid(geometry.lastIndexOf(label) + label.size()).trimmed();
+}
+
 QImage TestProgram::pictureOf(const QByteArray &window) const
 {
     // Out of the way, where it marks nothing.
@@ -298,13 +310,31 @@ void TestProgram::closesWithExitCode0AndKeepsItsView()
 
     QProcess again;
     START_AND_FIND(again, sameWindow);
-    const auto size = [&] {
-        const QByteArray geometry = outputOf(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"),
-                                                                         QString::fromLatin1(sameWindow)});
-        return geometry.mid(geometry.lastIndexOf("Geometry: ")).trimmed();
-    };
-    QTRY_COMPARE_WITH_TIMEOUT(size(), QByteArray("Geometry: 800x400"), startTimeout);
+    QTRY_COMPARE_WITH_TIMEOUT(sizeOf(sameWindow), QByteArray("800x400"), startTimeout);
     QUIT(again, sameWindow);
+}
+
+void TestProgram::takesTheScaleOfTheScreenAsItIs()
+{
+    m_environment.insert(QStringLiteral("QT_FONT_DPI"), QStringLiteral("96"));
+    QProcess usual;
+    START_AND_FIND(usual, window);
+    const QList<QByteArray> size = sizeOf(window).split('x');
+    QCOMPARE(size.size(), 2);
+    QUIT(usual, window);
+
+    // As big as it was before would be restored.
+    writeSettings("[General]\nLanguage=en\n");
+    m_environment.insert(QStringLiteral("QT_FONT_DPI"), QStringLiteral("144"));
+    QProcess larger;
+    START_AND_FIND(larger, largerWindow);
+    const QList<QByteArray> largerSize = sizeOf(largerWindow).split('x');
+    QCOMPARE(largerSize.size(), 2);
+    QUIT(larger, largerWindow);
+    for (int i = 0; i < 2; ++i) {
+        const int expected = size.at(i).toInt() * 3 / 2;
+        QVERIFY2(std::abs(largerSize.at(i).toInt() - expected) <= 1, largerSize.at(i).constData());
+    }
 }
 
 void TestProgram::secondStartWakesTheFirst()
