@@ -3,7 +3,20 @@
 
 nembra_require_qt_test()
 
-set(NEMBRA_TEST_SECONDS 900)
+# Seconds for one test program, and for one of its functions with all of its rows, so that what hangs fails and says
+# where. Sanitizers slow everything down.
+if(NEMBRA_SANITIZERS)
+    set(NEMBRA_TEST_SECONDS 900)
+    set(NEMBRA_FUNCTION_SECONDS 400)
+else()
+    set(NEMBRA_TEST_SECONDS 240)
+    set(NEMBRA_FUNCTION_SECONDS 60)
+endif()
+
+# They are started first: what takes longest must not come last.
+set(NEMBRA_LONG_TESTS
+    tst_program tst_updatefirmwaredialog tst_giveupage tst_updatethread_waits tst_updatethread tst_loglist
+    tst_hostilesettings tst_webuploads tst_transferlimits tst_devicelogin tst_mainwindow_firmware)
 
 function(nembra_set_test_environment name)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
@@ -19,6 +32,7 @@ function(nembra_set_test_environment name)
         "LC_ALL=C.UTF-8"
         "TZ=Europe/Berlin"
         "QT_QPA_PLATFORM=offscreen"
+        "QTEST_FUNCTION_TIMEOUT=${NEMBRA_FUNCTION_SECONDS}000"
         "ASAN_OPTIONS=detect_leaks=1:fast_unwind_on_malloc=0"
         "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
         "UBSAN_OPTIONS=print_stacktrace=1"
@@ -37,4 +51,7 @@ function(nembra_add_test name)
     add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/scripts/private-network" "$<TARGET_FILE:${name}>")
     nembra_set_test_environment(${name})
     set_tests_properties(${name} PROPERTIES LABELS "${NEMBRA_TEST_LABEL}")
+    if(name IN_LIST NEMBRA_LONG_TESTS)
+        set_tests_properties(${name} PROPERTIES COST 1000)
+    endif()
 endfunction()
