@@ -21,14 +21,17 @@ usage_error() {
     exit 2
 }
 
-# configure_and_build PRESET [TARGET...]
+# configure_and_build PRESET [-DOPTION=VALUE...] [TARGET...]: the options stay until they are set anew.
 configure_and_build() {
-    local preset=$1
+    local preset=$1 options=() targets=()
     shift
-    local targets=()
+    while [[ ${1-} == -D* ]]; do
+        options+=("$1")
+        shift
+    done
     [[ $# -eq 0 ]] || targets=(--target "$@")
     step "Configure ($preset)"
-    cmake --preset "$preset" >"build/configure-$preset.log" 2>&1 || {
+    cmake --preset "$preset" "${options[@]}" >"build/configure-$preset.log" 2>&1 || {
         cat "build/configure-$preset.log"
         fail "configuration failed; the message above names what is missing. Run scripts/setup, then try again."
     }
