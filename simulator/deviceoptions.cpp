@@ -1,5 +1,7 @@
 #include "deviceoptions.h"
 
+#include "form.h"
+
 #include <arpa/inet.h>
 #include <cstdio>
 
@@ -33,24 +35,6 @@ std::string macText(const MacAddress &mac)
                   mac[4], mac[5]);
     return text.data();
 }
-
-namespace {
-
-int hexDigit(char digit)
-{
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return digit - 'a' + 10;
-    }
-    if (digit >= 'A' && digit <= 'F') {
-        return digit - 'A' + 10;
-    }
-    return -1;
-}
-
-} // namespace
 
 std::optional<MacAddress> macFromText(std::string_view text)
 {

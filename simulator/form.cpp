@@ -4,17 +4,6 @@ namespace simulator {
 
 namespace {
 
-int hexDigit(char digit)
-{
-    constexpr std::string_view lower = "0123456789abcdef";
-    constexpr std::string_view upper = "0123456789ABCDEF";
-    std::size_t value = lower.find(digit);
-    if (value == std::string_view::npos) {
-        value = upper.find(digit);
-    }
-    return value == std::string_view::npos ? -1 : static_cast<int>(value);
-}
-
 template <typename Function>
 void forEachPart(std::string_view text, char separator, Function function)
 {
@@ -73,6 +62,17 @@ std::optional<std::string> partName(std::string_view headers)
 }
 
 } // namespace
+
+int hexDigit(char digit)
+{
+    constexpr std::string_view lower = "0123456789abcdef";
+    constexpr std::string_view upper = "0123456789ABCDEF";
+    std::size_t value = lower.find(digit);
+    if (value == std::string_view::npos) {
+        value = upper.find(digit);
+    }
+    return value == std::string_view::npos ? -1 : static_cast<int>(value);
+}
 
 std::string percentDecoded(std::string_view text)
 {

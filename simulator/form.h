@@ -11,6 +11,8 @@ namespace simulator {
 
 using FieldMap = std::map<std::string, std::string>;
 
+/// The value of a hexadecimal digit in either case; -1 of any other character.
+[[nodiscard]] int hexDigit(char digit);
 /// Undoes percent-encoding; a broken escape stays as it is. In forms a plus is a blank.
 [[nodiscard]] std::string percentDecoded(std::string_view text);
 /// "a=1&b=2" as the query of a URL or the body of a form. The last one of equal names wins.

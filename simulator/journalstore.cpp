@@ -9,7 +9,7 @@ namespace simulator {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 std::string isoTime(std::chrono::system_clock::time_point time)
 {
@@ -43,7 +43,7 @@ std::string base64(std::string_view bytes)
 bool isUtf8(const std::string &bytes)
 {
     try {
-        static_cast<void>(Json(bytes).dump());
+        static_cast<void>(OrderedJson(bytes).dump());
         return true;
     } catch (const nlohmann::json::type_error &) {
         return false;
@@ -52,7 +52,7 @@ bool isUtf8(const std::string &bytes)
 
 std::string readable(const std::string &bytes)
 {
-    return Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace);
+    return OrderedJson(bytes).dump(-1, ' ', false, OrderedJson::error_handler_t::replace);
 }
 
 double monotonicSeconds(std::chrono::steady_clock::time_point time)
@@ -62,20 +62,20 @@ double monotonicSeconds(std::chrono::steady_clock::time_point time)
 
 std::string lineOf(const HttpRecord &record)
 {
-    Json headers = Json::array();
+    OrderedJson headers = OrderedJson::array();
     for (const auto &[name, value] : record.headers) {
-        headers.push_back({Json::parse(readable(name)), Json::parse(readable(value))});
+        headers.push_back({OrderedJson::parse(readable(name)), OrderedJson::parse(readable(value))});
     }
-    Json line{{"kind", "http"},
-              {"time", isoTime(record.wallTime)},
-              {"monotonic", monotonicSeconds(record.time)},
-              {"device", record.device},
-              {"mac", macText(record.mac)},
-              {"https", record.https},
-              {"method", Json::parse(readable(record.method))},
-              {"target", Json::parse(readable(record.target))},
-              {"headers", headers},
-              {"body_size", record.bodySize}};
+    OrderedJson line{{"kind", "http"},
+                     {"time", isoTime(record.wallTime)},
+                     {"monotonic", monotonicSeconds(record.time)},
+                     {"device", record.device},
+                     {"mac", macText(record.mac)},
+                     {"https", record.https},
+                     {"method", OrderedJson::parse(readable(record.method))},
+                     {"target", OrderedJson::parse(readable(record.target))},
+                     {"headers", headers},
+                     {"body_size", record.bodySize}};
     if (isUtf8(record.body)) {
         line["body"] = record.body;
     } else {
@@ -86,13 +86,13 @@ std::string lineOf(const HttpRecord &record)
 
 std::string lineOf(const DatagramRecord &record)
 {
-    const Json line{{"kind", "datagram"},
-                    {"time", isoTime(record.wallTime)},
-                    {"monotonic", monotonicSeconds(record.time)},
-                    {"sender", addressText(record.sender)},
-                    {"sender_port", record.senderPort},
-                    {"destination", addressText(record.destination)},
-                    {"bytes_base64", base64(record.bytes)}};
+    const OrderedJson line{{"kind", "datagram"},
+                           {"time", isoTime(record.wallTime)},
+                           {"monotonic", monotonicSeconds(record.time)},
+                           {"sender", addressText(record.sender)},
+                           {"sender_port", record.senderPort},
+                           {"destination", addressText(record.destination)},
+                           {"bytes_base64", base64(record.bytes)}};
     return line.dump();
 }
 

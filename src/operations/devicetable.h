@@ -9,6 +9,9 @@ class QTableWidgetItem;
 /// which are the devices', are shown as they are.
 namespace devicetable {
 
+/// Of the column of the status, in pixels.
+inline constexpr int statusWidth = 200;
+
 /// Fills a row with these texts, and with an empty one for each further column.
 void fillRow(QTableWidget *table, int row, const QStringList &texts);
 /// Makes the column of the host names as wide as they are, but leaves room for the others.

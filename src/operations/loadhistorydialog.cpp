@@ -20,9 +20,8 @@
 namespace {
 
 constexpr int historyStartColumn = 1;
-constexpr int statusColumn = 2;
-constexpr int statusWidth = 200; // pixels
-constexpr int usualSpan = 7;     // days
+constexpr int historyStatusColumn = 2;
+constexpr int usualSpan = 7; // days
 constexpr qint64 bytesPerKilobyte = 1024;
 
 /// By index of the combo box.
@@ -98,7 +97,7 @@ void LoadHistoryDialog::setUpCalendars(const QList<Device *> &devices)
 
 void LoadHistoryDialog::restoreView()
 {
-    ui->tableWidget->setColumnWidth(statusColumn, statusWidth);
+    ui->tableWidget->setColumnWidth(historyStatusColumn, devicetable::statusWidth);
     restoreGeometry(settings::bytes(settings::historyGeometry));
     savedstate::restoreHeader(ui->tableWidget->horizontalHeader(), settings::bytes(settings::historyHeader),
                               settings::bytes(settings::historyHeaderState));
@@ -141,7 +140,7 @@ void LoadHistoryDialog::on_pushButtonLoad_clicked()
     operation.suffix = QStringLiteral(".csv");
     setRunning(true);
     for (int row = 0; row < ui->tableWidget->rowCount(); ++row) {
-        devicetable::clearStatus(ui->tableWidget->item(row, statusColumn));
+        devicetable::clearStatus(ui->tableWidget->item(row, historyStatusColumn));
     }
     // As the devices are reached now; the dialog may have been open for long.
     QList<DeviceAccess> access;
@@ -153,13 +152,13 @@ void LoadHistoryDialog::on_pushButtonLoad_clicked()
 
 void LoadHistoryDialog::showRow(int row, const QString &text, Transfer::Mark mark)
 {
-    devicetable::showStatus(ui->tableWidget->item(row, statusColumn), text, mark);
+    devicetable::showStatus(ui->tableWidget->item(row, historyStatusColumn), text, mark);
 }
 
 void LoadHistoryDialog::showReceived(int row, qint64 bytes)
 {
     const QString amount = QString::number(bytes / bytesPerKilobyte);
-    ui->tableWidget->item(row, statusColumn)
+    ui->tableWidget->item(row, historyStatusColumn)
         ->setText(tr("Downloading") + QLatin1String(" (") + amount + QLatin1String(" kB)"));
 }
 

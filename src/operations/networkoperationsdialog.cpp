@@ -11,7 +11,6 @@
 namespace {
 
 constexpr int statusColumn = 1;
-constexpr int statusWidth = 200; // pixels
 
 } // namespace
 
@@ -21,7 +20,7 @@ NetworkOperationsDialog::NetworkOperationsDialog(const QList<Device *> &devices,
 {
     ui->setupUi(this);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    ui->tableWidget->setColumnWidth(statusColumn, statusWidth);
+    ui->tableWidget->setColumnWidth(statusColumn, devicetable::statusWidth);
     ui->tableWidget->setRowCount(devices.size());
     for (const Device *const device : devices) {
         devicetable::fillRow(ui->tableWidget, m_devices.size(), {device->record().hostname()});
