@@ -25,10 +25,10 @@ constexpr int shortened = 500;
 constexpr int shortened = 1;
 #endif
 
-/// A file that is so many times as long may take so many times as long to be read, and with a cost that grows
-/// with the square of the length it would take 64 times.
-constexpr int longer = 8;
-constexpr double longerToRead = 24.0;
+/// A file that is so many times as long may take so many times as long to be read. With a cost that grows
+/// with the square of the length it would take a thousand times.
+constexpr int longer = 32;
+constexpr double longerToRead = 256.0;
 
 const QByteArray oldContent = "{\"devices\": [{\"hostname\": \"old\"}]}\n";
 
