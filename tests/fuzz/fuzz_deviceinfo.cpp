@@ -26,19 +26,6 @@ void checkSensors(const deviceinfo::DeviceInfo &info)
 
 } // namespace
 
-// Qt's JSON parser leaks an array or object whose key comes a second time. The allocations are found below
-// Qt's frames only by the slow unwinder.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizers look for this name.
-extern "C" const char *__asan_default_options()
-{
-    return "fast_unwind_on_malloc=0";
-}
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizers look for this name.
-extern "C" const char *__lsan_default_suppressions()
-{
-    return "leak:QJsonDocument::fromJson";
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const QByteArray answer(reinterpret_cast<const char *>(data), static_cast<int>(size));
