@@ -44,7 +44,12 @@ endfunction()
 
 function(nembra_add_test name)
     add_executable(${name} ${name}.cpp)
-    target_link_libraries(${name} PRIVATE ${ARGN} Qt5::Test)
+    target_link_libraries(${name} PRIVATE nembra_test_options ${ARGN} Qt5::Test)
+    if(ARGN MATCHES "nembrahub_gui|nembrahub_app|nembra_test_support|nembra_test_transfers")
+        target_precompile_headers(${name} REUSE_FROM nembra_test_support)
+    elseif(ARGN MATCHES "nembrahub_core")
+        target_precompile_headers(${name} REUSE_FROM nembra_test_peers)
+    endif()
     # A data row leaves out what it doesn't care about.
     target_compile_options(${name} PRIVATE -Wno-missing-field-initializers)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")

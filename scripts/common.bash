@@ -90,3 +90,5 @@ stop_display() {
 mkdir -p build
 # A place for compiled objects that survives a clean checkout, and no more of it than a few builds need.
 export CCACHE_MAXSIZE=${CCACHE_MAXSIZE:-3G}
+# Without it nothing is kept of what is compiled with precompiled headers.
+export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
