@@ -13,9 +13,6 @@
 
 namespace {
 
-/// Longer than any text that a device means to show.
-constexpr int maximumCellText = 256;
-
 /// As many as a big screen shows at a time, twice.
 constexpr int keptTexts = 4000;
 

@@ -1,5 +1,6 @@
 #include "device/deviceitem.h"
 
+#include "common/plainline.h"
 #include "device/agecolor.h"
 #include "device/deviceinfo.h"
 #include "device/devicelist.h"
@@ -57,7 +58,8 @@ QVariant DeviceItem::data(int column, int role) const
     case Qt::TextAlignmentRole:
         return isSensor(column) ? QVariant(Qt::AlignRight) : QVariant();
     case Qt::AccessibleTextRole:
-        return shownText(column, treeWidget() ? treeWidget()->locale() : QLocale());
+        return plainLine(shownText(column, treeWidget() ? treeWidget()->locale() : QLocale()),
+                         maximumCellText);
     default:
         return QTreeWidgetItem::data(column, role);
     }
@@ -93,7 +95,9 @@ DeviceItem::SortKey DeviceItem::makeSortKey(const QVariant &value)
     // The toolkit's own can't be had.
     static const QCollator collator;
     const QDateTime time = value.userType() == QMetaType::QDateTime ? value.toDateTime() : QDateTime();
-    if (!time.isValid()) {
+    // Times beyond, which only a device can make up, have no text, and come with the empty cells.
+    constexpr int lastYear = 9999;
+    if (!time.isValid() || time.date().year() < 0 || time.date().year() > lastYear) {
         return collator.sortKey(value.toString());
     }
     // By the clock on the wall, which is what the cell shows.

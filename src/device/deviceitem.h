@@ -14,6 +14,9 @@
 #include <optional>
 #include <variant>
 
+/// Characters of a cell that are shown and read out; more than any device means to show.
+inline constexpr int maximumCellText = 256;
+
 /// A row of the device list, with the device that it shows: the two are made and go together. It keeps what
 /// its cells show; colours follow from the device's ages when somebody asks for them. Only the row writes its
 /// cells. Belongs to the list; only the main window makes and deletes rows.

@@ -65,7 +65,7 @@ void DeviceList::removeRows(const QSet<QTreeWidgetItem *> &rows)
     }
     // With a current or selected row among them the list would look for the next one, and lay itself out, row
     // by row.
-    const int current = currentIndex().row();
+    QTreeWidgetItem *const current = currentWithout(rows);
     setCurrentIndex(QModelIndex());
     clearSelection();
     for (int end = topLevelItemCount(); end > 0;) {
@@ -78,11 +78,33 @@ void DeviceList::removeRows(const QSet<QTreeWidgetItem *> &rows)
         }
         end = begin - 1;
     }
-    if (current >= 0 && topLevelItemCount() > 0) {
-        // Where the keyboard goes on.
-        setCurrentItem(topLevelItem(std::min(current, topLevelItemCount() - 1)), 0,
-                       QItemSelectionModel::NoUpdate);
+    if (current) {
+        setCurrentItem(current, 0, QItemSelectionModel::NoUpdate);
     }
+}
+
+/// Where the keyboard goes on once these rows are gone: where it is, or in the next row below or above that
+/// is shown.
+QTreeWidgetItem *DeviceList::currentWithout(const QSet<QTreeWidgetItem *> &rows) const
+{
+    if (!currentItem() || !rows.contains(currentItem())) {
+        return currentItem();
+    }
+    const int current = currentIndex().row();
+    const auto stays = [this, &rows](int row) {
+        return !rows.contains(topLevelItem(row)) && !topLevelItem(row)->isHidden();
+    };
+    for (int row = current + 1; row < topLevelItemCount(); ++row) {
+        if (stays(row)) {
+            return topLevelItem(row);
+        }
+    }
+    for (int row = current - 1; row >= 0; --row) {
+        if (stays(row)) {
+            return topLevelItem(row);
+        }
+    }
+    return nullptr;
 }
 
 const DeviceItem *DeviceList::rowOf(const QModelIndex &index) const

@@ -45,6 +45,7 @@ private:
     void sortRows();
     bool sortIsDue() const;
     QModelIndex lastInView() const;
+    QTreeWidgetItem *currentWithout(const QSet<QTreeWidgetItem *> &rows) const;
 
     /// Belongs to the list.
     CellDelegate *m_delegate;

@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <memory>
 
 namespace {
@@ -369,6 +370,14 @@ void TestDeviceList::ordersAsTheToolkit_data()
     QTest::newRow("times") << QVariantList{
         time,      time.addSecs(-3600), QDateTime(), time.addMSecs(1), time.addYears(-30), time.addDays(200),
         QVariant()};
+    QTest::newRow("times beyond all calendars")
+        << QVariantList{time,
+                        QDateTime(QDate(10000, 1, 1), QTime(0, 0), Qt::UTC),
+                        QDateTime::fromMSecsSinceEpoch(std::numeric_limits<qint64>::max(), Qt::UTC),
+                        QDateTime::fromMSecsSinceEpoch(std::numeric_limits<qint64>::min() + 1, Qt::UTC),
+                        QDateTime(QDate(9999, 12, 31), QTime(23, 59), Qt::UTC),
+                        QVariant(),
+                        QDateTime(QDate(1, 1, 1), QTime(0, 0), Qt::UTC)};
     QTest::newRow("time spans") << QVariantList{
         QVariant::fromValue(Timespan{10, 1, 1, 1}), QVariant::fromValue(Timespan{9, 1, 1, 1}), QVariant(),
         QVariant::fromValue(Timespan{0, 0, 0, 0}), QVariant::fromValue(Timespan{10, 1, 1, 0})};
@@ -573,28 +582,27 @@ void TestDeviceList::removesRows_data()
 {
     QTest::addColumn<QString>("removed");
     QTest::addColumn<QString>("left");
-    QTest::addColumn<int>("current");
-    QTest::newRow("none") << ""
-                          << "abcdef" << 2;
-    QTest::newRow("one") << "c"
-                         << "abdef" << 2;
-    QTest::newRow("a run") << "bcd"
-                           << "aef" << 2;
-    QTest::newRow("two runs") << "abef"
-                              << "cd" << 1;
-    QTest::newRow("the first and the last") << "af"
-                                            << "bcde" << 2;
-    QTest::newRow("every second one") << "ace"
-                                      << "bdf" << 2;
-    QTest::newRow("all") << "abcdef"
-                         << "" << -1;
+    QTest::addColumn<QString>("current");
+    const auto row = [](const char *name, const char *removed, const char *left, const char *current) {
+        QTest::newRow(name) << removed << left << current;
+    };
+    // In "c" it is, and "b" is hidden.
+    row("none", "", "abcdef", "c");
+    row("one", "c", "abdef", "d");
+    row("a run", "bcd", "aef", "e");
+    row("two runs", "abef", "cd", "c");
+    row("the first and the last", "af", "bcde", "c");
+    row("every second one", "ace", "bdf", "d");
+    row("all from there on", "cdef", "ab", "a");
+    row("all that are shown", "acdef", "b", "");
+    row("all", "abcdef", "", "");
 }
 
 void TestDeviceList::removesRows()
 {
     QFETCH(QString, removed);
     QFETCH(QString, left);
-    QFETCH(int, current);
+    QFETCH(QString, current);
     m_list->setColumnHidden(3, true);
     m_list->setColumnWidth(0, 123);
     QSet<QTreeWidgetItem *> rows;
@@ -610,7 +618,7 @@ void TestDeviceList::removesRows()
     m_list->selectAll();
     m_list->removeRows(rows);
     QCOMPARE(column(Column::SystemName).join(QString()), left);
-    QCOMPARE(m_list->currentIndex().row(), current);
+    QCOMPARE(m_list->currentItem() ? m_list->currentItem()->text(Column::SystemName) : QString(), current);
     QVERIFY(rests());
     QVERIFY(m_list->isColumnHidden(3));
     QCOMPARE(m_list->columnWidth(0), 123);
@@ -644,6 +652,11 @@ void TestDeviceList::readsOutWhatIsShown()
     QCOMPARE(read(Column::SystemName), QStringLiteral("attic"));
     QCOMPARE(read(Column::Uptime), QStringLiteral("1d 2h 3m 4s"));
     QCOMPARE(read(Column::FirstSeen), QString());
+    // What a device makes up is read out as it is painted.
+    row->setText(Column::Type, QString(100000, QLatin1Char('x')));
+    row->setText(Column::Status, QStringLiteral("one\ntwo"));
+    QCOMPARE(read(Column::Type).size(), 256);
+    QVERIFY(!read(Column::Status).contains(QLatin1Char('\n')));
 }
 
 void TestDeviceList::namesItsColumnCount()
