@@ -254,7 +254,7 @@ void TestSavedState::takesNoHeaderThatQtCannotRestore()
         }
     }
     list.resizeColumnToContents(0);
-    QVERIFY(!list.header()->saveState().isEmpty());
+    QVERIFY(savedstate::fitsHeader(list.header()->saveState(), columns));
     // Another width or alignment is as good as the one before.
     QVERIFY(taken > 0);
     QVERIFY(taken < copies.size() / 2);
@@ -327,7 +327,7 @@ void TestSavedState::takesNoWindowThatQtCannotRestore()
         const auto window = windowWithToolBars();
         window->restoreState(copy);
         QVERIFY(barOf(*window, "mainToolBar"));
-        QVERIFY(!window->saveState().isEmpty());
+        QVERIFY(savedstate::fitsWindow(window->saveState()));
     }
     QVERIFY(taken > 0);
     QVERIFY(taken < copies.size());

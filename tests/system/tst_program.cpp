@@ -42,6 +42,7 @@ private slots:
     void listsEveryDevice();
     void logsWithTheTimeInFront();
     void closesWithExitCode0AndKeepsItsView();
+    void hasAnIconInEverySize();
     void takesTheScaleOfTheScreenAsItIs();
     void secondStartWakesTheFirst();
     void thirdStartWakesTheFirstToo();
@@ -312,6 +313,19 @@ void TestProgram::closesWithExitCode0AndKeepsItsView()
     START_AND_FIND(again, sameWindow);
     QTRY_COMPARE_WITH_TIMEOUT(sizeOf(sameWindow), QByteArray("800x400"), startTimeout);
     QUIT(again, sameWindow);
+}
+
+void TestProgram::hasAnIconInEverySize()
+{
+    QProcess program;
+    START_AND_FIND(program, window);
+    const QByteArray icon =
+        outputOf(QStringLiteral("xprop"),
+                 {QStringLiteral("-id"), QString::fromLatin1(window), QStringLiteral("_NET_WM_ICON")});
+    for (const char *const size : {"16 x 16", "24 x 24", "32 x 32", "48 x 48", "64 x 64", "128 x 128"}) {
+        QVERIFY2(icon.contains(QByteArray("Icon (") + size + ')'), size);
+    }
+    QUIT(program, window);
 }
 
 void TestProgram::takesTheScaleOfTheScreenAsItIs()
