@@ -36,6 +36,9 @@ using simulator::Fault;
 
 namespace {
 
+/// Instead of ten seconds. Longer than an answer to discovery may be under way that a device gave before it
+/// restarted.
+constexpr std::chrono::milliseconds restartTime = 1500ms;
 /// A refresh leaves for the limited and for the directed broadcast address.
 constexpr std::uint64_t copies = 2;
 
@@ -784,10 +787,10 @@ void TestUpdateFirmwareDialog::updatesEveryDeviceOnItsOwn()
     const auto other = show({devices.takeLast()});
     other->find<QCheckBox>("checkBoxSaveConfig").setChecked(false);
     other->find<QComboBox>("comboBoxBuffer").setCurrentIndex(1);
-    other->setRestartTime(shortRestart);
+    other->setRestartTime(restartTime);
     other->click("pushButtonUpdate");
     const auto screen = show(devices);
-    screen->setRestartTime(shortRestart);
+    screen->setRestartTime(restartTime);
     screen->click("pushButtonUpdate");
     QVERIFY(other->awaitMessage(0, finished));
     for (const Row row : {Plain, Secured, Open}) {
@@ -918,7 +921,7 @@ void TestUpdateFirmwareDialog::endsAtOnceWhileItWaitsForDevices()
     std::vector<std::unique_ptr<Screen>> screens;
     for (std::size_t i = 0; i < ways.size(); ++i) {
         screens.push_back(show({&m_bench->device(static_cast<int>(i))}));
-        screens.back()->setRestartTime(shortRestart);
+        screens.back()->setRestartTime(restartTime);
         screens.back()->click("pushButtonUpdate");
     }
     for (const auto &screen : screens) {
