@@ -33,7 +33,7 @@ function(nembra_set_test_environment name)
         "TZ=Europe/Berlin"
         "QT_QPA_PLATFORM=offscreen"
         "QTEST_FUNCTION_TIMEOUT=${NEMBRA_FUNCTION_SECONDS}000"
-        "ASAN_OPTIONS=detect_leaks=1:fast_unwind_on_malloc=0"
+        "ASAN_OPTIONS=detect_leaks=1"
         "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
         "UBSAN_OPTIONS=print_stacktrace=1"
         "TSAN_OPTIONS=ignore_noninstrumented_modules=1"
