@@ -21,7 +21,17 @@ usage_error() {
     exit 2
 }
 
-# configure_and_build PRESET [-DOPTION=VALUE...] [TARGET...]: the options stay until they are set anew.
+# configure PRESET [-DOPTION=VALUE...]: the options stay until they are set anew.
+configure() {
+    local preset=$1
+    step "Configure ($preset)"
+    cmake --preset "$@" >"build/configure-$preset.log" 2>&1 || {
+        cat "build/configure-$preset.log"
+        fail "configuration failed; the message above names what is missing. Run scripts/setup, then try again."
+    }
+}
+
+# configure_and_build PRESET [-DOPTION=VALUE...] [TARGET...]
 configure_and_build() {
     local preset=$1 options=() targets=()
     shift
@@ -30,11 +40,7 @@ configure_and_build() {
         shift
     done
     [[ $# -eq 0 ]] || targets=(--target "$@")
-    step "Configure ($preset)"
-    cmake --preset "$preset" "${options[@]}" >"build/configure-$preset.log" 2>&1 || {
-        cat "build/configure-$preset.log"
-        fail "configuration failed; the message above names what is missing. Run scripts/setup, then try again."
-    }
+    configure "$preset" "${options[@]}"
     step "Build ($preset)"
     cmake --build --preset "$preset" "${targets[@]}" -- --quiet ||
         fail "the build failed; mend what the compiler says above."

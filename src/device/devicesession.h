@@ -34,7 +34,7 @@ public:
     /// The ports are read anew each time.
     QString webInterfaceUrl() const;
     /// Asks the device for its readings. While a request is out nothing is sent; one that has been out for
-    /// longer than giveUpAge() is given up, and the next call asks again.
+    /// longer than the give-up age is given up, and the next call asks again.
     void updateInfo();
     /// Logs in; loginResult() tells how it went, and newData() follows with what the session may do. Aborts a
     /// request that is out. Both texts are kept in memory only.
@@ -56,8 +56,7 @@ public:
     bool requestOutstanding() const { return m_pendingReply && m_pendingReply->isRunning(); }
     qint64 requestAge() const { return m_requestTimer.elapsed(); }
 
-    /// A request that has been out for longer is given up at the next attempt.
-    std::chrono::milliseconds giveUpAge() const { return m_giveUpAge; }
+    /// A request that has been out for longer, usually 20 seconds, is given up at the next attempt.
     void setGiveUpAge(std::chrono::milliseconds age) { m_giveUpAge = age; }
 
 signals:
