@@ -38,23 +38,44 @@ std::optional<Clock::duration> roundOf(const Fleet &fleet, const Listener &liste
     return duration;
 }
 
+/// How long as many datagrams take from one socket to another, with no device behind them.
+Clock::duration plainTransfer(std::size_t count)
+{
+    const Listener listener(0);
+    std::string answer = discoveryRequest();
+    answer[4] = 1;
+    const auto begin = Clock::now();
+    for (std::size_t i = 0; i < count; ++i) {
+        listener.broadcast(answer, host);
+    }
+    const std::size_t received = listener.collect(count, 3s).size();
+    if (received != count) {
+        throw std::runtime_error("the reference lost datagrams");
+    }
+    return Clock::now() - begin;
+}
+
 } // namespace
 
-TEST(Scale, TenThousandDevicesAnswerWithinAFifthOfASecond)
+TEST(Scale, TenThousandDevicesAnswerAlmostAsFastAsDatagramsTravel)
 {
     Fleet fleet(freePorts());
     fleet.addDevices(10000);
     fleet.start();
     const Listener listener(fleet.discoveryPort());
     Clock::duration best = 1h;
+    Clock::duration reference = 1h;
     for (int round = 0; round < 3; ++round) {
         const auto duration = roundOf(fleet, listener, 1);
         ASSERT_TRUE(duration) << "answers were lost";
         best = std::min(best, *duration);
+        reference = std::min(reference, plainTransfer(10000));
     }
+    std::cout << "as many datagrams in "
+              << std::chrono::duration_cast<std::chrono::milliseconds>(reference).count() << " ms\n";
     // Instrumented code is several times slower; what must hold there is that nothing gets lost.
     if (!isSlowBuild) {
-        EXPECT_LT(best, 200ms);
+        EXPECT_LT(best, 5 * reference);
     }
     EXPECT_EQ(fleet.counters().sendErrors, 0U);
 }
