@@ -15,8 +15,8 @@ endif()
 
 # They are started first: what takes longest must not come last.
 set(NEMBRA_LONG_TESTS
-    tst_program tst_updatefirmwaredialog tst_giveupage tst_updatethread_waits tst_updatethread tst_loglist
-    tst_hostilesettings tst_webuploads tst_transferlimits tst_devicelogin tst_mainwindow_firmware)
+    tst_program tst_updatefirmwaredialog tst_giveupage tst_updatethread_waits tst_updatethread tst_loglist_bursts
+    tst_loglist_lines tst_hostilesettings tst_webuploads tst_transferlimits tst_devicelogin tst_mainwindow_firmware)
 
 function(nembra_set_test_environment name)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
