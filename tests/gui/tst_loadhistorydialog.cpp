@@ -3,50 +3,21 @@
 #include "devicerow.h"
 #include "operations/loadhistorydialog.h"
 #include "testenvironment.h"
-#include "transferbench.h"
+#include "transfertest.h"
 #include "widgets/fileselectorwidget.h"
 
 #include <QAbstractButton>
-#include <QCalendarWidget>
 #include <QDir>
-#include <QElapsedTimer>
-#include <QPointer>
 #include <QTableWidget>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 #include <QtTest>
-
-#include <memory>
 
 using namespace std::chrono_literals;
 using simulator::Fault;
 
 namespace {
-
-/// Milliseconds for what the devices do.
-constexpr int patience = 20000;
-
-constexpr qint64 daySeconds = 86400;
-
-const QString finished = QStringLiteral("Finished, #00ff00");
-const QString canceled = QStringLiteral("Canceled, #ff0000");
-const QString errorWriting = QStringLiteral("Error writing file, #ff0000");
-const QString downloading = QStringLiteral("Downloading, #ffffff");
-
-QString suffixed(const char *stem)
-{
-    return QLatin1String(stem) + QLatin1String("-TIME.csv");
-}
-
-QDate dateAgo(qint64 days)
-{
-    return QDateTime::currentDateTime().addDays(-days).date();
-}
-
-qint64 secondsAgo(qint64 days)
-{
-    return QDateTime::currentSecsSinceEpoch() - days * daySeconds;
-}
 
 /// A device that sends so many bytes of its answer when it is told to.
 class SlowDevice final
@@ -85,14 +56,14 @@ private:
 
 } // namespace
 
-/// What the dialog asks of the devices, and what becomes of it.
-class TestLoadHistoryDialog : public QObject
+/// What the history dialog asks of the devices, and what becomes of it.
+class TestLoadHistoryDialog final : public QObject, private HistoryTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { begin(); }
+    void cleanup() { end(); }
 
     void asksForTheChosenSpan_data();
     void asksForTheChosenSpan();
@@ -104,54 +75,12 @@ private slots:
     void actsWithinTheSession_data();
     void actsWithinTheSession();
     void tellsHowMuchHasArrived();
-    void tellsAFileThatCannotBeWritten_data();
-    void tellsAFileThatCannotBeWritten();
 
     void locksItsInputsWhileItLoads();
     void loadsAgainWithOtherSettings();
     void loadsAgainAfterCancel();
-    void endsEachRowByItsDevice();
-    void endsAnswersWithoutAnEnd_data();
-    void endsAnswersWithoutAnEnd();
-    void readsOnAfterAForgottenSession();
-    void tellsTheErrorUntilTheEnd();
-    void keepsFinishedRowsAtCancel();
-    void waitsForCancelWithoutDevices();
-    void goesWithItsRequests_data();
-    void goesWithItsRequests();
-    void goesWithTheProgram();
     void asksTheDevicesAsTheyAreWhenItLoads();
-
-private:
-    /// Opens the dialog for all devices of the bench, with the bench's directory.
-    void run(const std::function<void(DialogUser &)> &use) const;
-
-    std::unique_ptr<TestEnvironment> m_environment;
-    std::unique_ptr<TransferBench> m_bench;
 };
-
-void TestLoadHistoryDialog::init()
-{
-    // What is today must stay so to the end of a test.
-    QTRY_VERIFY_WITH_TIMEOUT(QTime::currentTime() < QTime(23, 59, 20), 60000);
-    m_environment = std::make_unique<TestEnvironment>();
-    m_bench = std::make_unique<TransferBench>();
-}
-
-void TestLoadHistoryDialog::cleanup()
-{
-    m_bench->dropRows();
-    const bool rests = m_bench->comesToRest();
-    m_bench.reset();
-    m_environment.reset();
-    QVERIFY(rests);
-}
-
-void TestLoadHistoryDialog::run(const std::function<void(DialogUser &)> &use) const
-{
-    settings::store().setValue(QStringLiteral("CSVDir"), m_bench->directory());
-    QVERIFY(withDialog([this] { LoadHistoryDialog::downloadHistory(m_bench->devices(), nullptr); }, use));
-}
 
 void TestLoadHistoryDialog::asksForTheChosenSpan_data()
 {
@@ -359,39 +288,6 @@ void TestLoadHistoryDialog::tellsHowMuchHasArrived()
     QCOMPARE(m_bench->files().first().size(), 102400);
 }
 
-void TestLoadHistoryDialog::tellsAFileThatCannotBeWritten_data()
-{
-    QTest::addColumn<QByteArray>("hostName");
-    QTest::addColumn<QString>("directory");
-    QTest::newRow("a slash in the host name") << QByteArray("a/b") << "out";
-    QTest::newRow("up") << QByteArray("../lab-sensor") << "out";
-    QTest::newRow("too long a host name") << QByteArray(300, 'n') << "out";
-    QTest::newRow("no such directory") << QByteArray("lab-sensor") << "missing";
-    QTest::newRow("no directory") << QByteArray("lab-sensor") << QString();
-}
-
-void TestLoadHistoryDialog::tellsAFileThatCannotBeWritten()
-{
-    QFETCH(QByteArray, hostName);
-    QFETCH(QString, directory);
-    m_bench->addOpenDevice(hostName);
-    m_bench->start();
-    // Late enough for progress to be told in the same breath.
-    m_bench->fleet().addFault(Fault::answerAfter(200ms));
-    const QString base = m_bench->directory().chopped(3);
-    run([&](DialogUser &user) {
-        user.find<FileSelectorWidget>("fileSelectorOutput")
-            .setText(directory.isNull() ? QString() : base + directory);
-        user.button("pushButtonLoad").click();
-        QVERIFY(user.awaitEnd());
-        QCOMPARE(user.statuses(), QStringList{errorWriting});
-        QCOMPARE(enabledHistoryInputs(user), allHistoryInputs);
-    });
-    QCOMPARE(m_bench->fileNames(), QStringList());
-    QCOMPARE(QDir(base).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-             QStringList{QStringLiteral("out")});
-}
-
 void TestLoadHistoryDialog::locksItsInputsWhileItLoads()
 {
     m_bench->addOpenDevice("lab-sensor");
@@ -482,262 +378,6 @@ void TestLoadHistoryDialog::loadsAgainAfterCancel()
     });
     const QStringList names = m_bench->fileNames();
     QCOMPARE(names.filter(QStringLiteral(".part")), QStringList());
-}
-
-void TestLoadHistoryDialog::endsEachRowByItsDevice()
-{
-    const std::vector<Misbehaviour> all = misbehaviours();
-    for (const Misbehaviour &misbehaviour : all) {
-        simulator::DeviceOptions options;
-        options.historyStart = 1600000000;
-        options.sensors = std::vector<simulator::Sensor>{};
-        options.redirectToHttps = misbehaviour.overHttps;
-        m_bench->addOpenDevice(misbehaviour.name, options);
-    }
-    m_bench->start();
-    QStringList expected;
-    QStringList expectedFiles;
-    int hanging = 0;
-    // For the range of the calendars.
-    QVERIFY(m_bench->ask(0));
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        const Misbehaviour &misbehaviour = all[i];
-        const int index = static_cast<int>(i);
-        if (misbehaviour.overHttps) {
-            QVERIFY2(m_bench->ask(index), misbehaviour.name);
-        }
-        for (const Fault &fault : misbehaviour.faults) {
-            m_bench->fleet().addFault(index, fault);
-        }
-        hanging += misbehaviour.hangs ? 1 : 0;
-        expected += QLatin1String(misbehaviour.name) + QLatin1String(": ") + misbehaviour.downloadStatus;
-        if (misbehaviour.hasFile) {
-            const QByteArray content = misbehaviour.content == "(own)"
-                                           ? QByteArray("Time\r\n1614553200\r\n1614596400\r\n")
-                                           : misbehaviour.content;
-            expectedFiles +=
-                QLatin1String(misbehaviour.name) + QLatin1String(": ") + QString::fromLatin1(content.toHex());
-        }
-    }
-
-    run([&](DialogUser &user) {
-        chooseHistory(user, QDate(2021, 3, 1), QDate(2021, 3, 1), 12, 1);
-        user.button("pushButtonLoad").click();
-        QTRY_COMPARE_WITH_TIMEOUT(user.statuses().count(downloading), hanging, patience);
-        QCOMPARE(enabledHistoryInputs(user), QStringLiteral("pushButtonCancel"));
-        user.button("pushButtonCancel").click();
-        QCOMPARE(enabledHistoryInputs(user), allHistoryInputs);
-        QStringList seen;
-        for (int row = 0; row < user.table().rowCount(); ++row) {
-            seen += user.table().item(row, 0)->text() + QLatin1String(": ") + user.statuses().at(row);
-        }
-        QCOMPARE(seen, expected);
-    });
-
-    QStringList files;
-    const QMap<QString, QByteArray> written = m_bench->files();
-    for (auto file = written.begin(); file != written.end(); ++file) {
-        files += file.key().section(QStringLiteral("-0E5A"), 0, 0) + QLatin1String(": ") +
-                 QString::fromLatin1(file.value().toHex());
-        QVERIFY2(file.key().endsWith(QLatin1String("-TIME.csv")), qPrintable(file.key()));
-    }
-    expectedFiles.sort();
-    QCOMPARE(files, expectedFiles);
-}
-
-void TestLoadHistoryDialog::endsAnswersWithoutAnEnd_data()
-{
-    QTest::addColumn<bool>("body");
-    QTest::newRow("a body") << true;
-    QTest::newRow("headers") << false;
-}
-
-void TestLoadHistoryDialog::endsAnswersWithoutAnEnd()
-{
-    QFETCH(bool, body);
-    m_bench->addOpenDevice("endless");
-    m_bench->addOpenDevice("usual");
-    m_bench->start();
-    m_bench->fleet().addFault(0, body ? Fault::endlessBody() : Fault::endlessHeaders());
-    QElapsedTimer clock;
-    run([&](DialogUser &user) {
-        user.button("pushButtonLoad").click();
-        QTRY_COMPARE_WITH_TIMEOUT(user.statuses().at(1), finished, patience);
-        QTRY_VERIFY_WITH_TIMEOUT(m_bench->fleet().counters().httpRequests == 2, patience);
-        if (body) {
-            // It tells of more and more.
-            QTRY_VERIFY_WITH_TIMEOUT(user.past(0).size() > 2, patience);
-        }
-        clock.start();
-        user.button("pushButtonCancel").click();
-        QCOMPARE(user.statuses(), (QStringList{canceled, finished}));
-        QCOMPARE(enabledHistoryInputs(user), allHistoryInputs);
-        QCOMPARE(m_bench->fileNames().size(), 1);
-    });
-    QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
-    QVERIFY(m_bench->comesToRest());
-    QCOMPARE(m_bench->fileNames().size(), 1);
-}
-
-void TestLoadHistoryDialog::readsOnAfterAForgottenSession()
-{
-    m_bench->addDevice("lets everybody read");
-    simulator::DeviceOptions options;
-    options.anonymousLevel = 0;
-    m_bench->addDevice("lets nobody read", options);
-    m_bench->start();
-    QVERIFY(m_bench->logIn(0, QStringLiteral("guest")));
-    QVERIFY(m_bench->logIn(1, QStringLiteral("guest")));
-    m_bench->fleet().addFault(Fault::forgetSession());
-    run([](DialogUser &user) {
-        user.button("pushButtonLoad").click();
-        QVERIFY(user.awaitEnd());
-        QCOMPARE(user.statuses(),
-                 (QStringList{finished, QStringLiteral("Wrong HTTP Status-Code 403, #ff0000")}));
-    });
-    QCOMPARE(m_bench->fileNames(), QStringList{suffixed("lets everybody read-0E5A11000001")});
-}
-
-void TestLoadHistoryDialog::tellsTheErrorUntilTheEnd()
-{
-    simulator::DeviceOptions options;
-    options.historyStart = 1600000000;
-    m_bench->addOpenDevice("lab-sensor", options);
-    m_bench->start();
-    QVERIFY(m_bench->ask(0));
-    m_bench->fleet().addFault(Fault::refuse());
-    run([](DialogUser &user) {
-        chooseHistory(user, QDate(2021, 3, 1), QDate(2021, 3, 1), 1, 0);
-        user.button("pushButtonLoad").click();
-        QVERIFY(user.awaitEnd());
-        QCOMPARE(user.statuses(), QStringList{canceled});
-        const QString error =
-            QStringLiteral("Error for HTTP-Request: Connection refused  "
-                           "http://10.77.128.1:80/tpl/document.cgi?tpl/j/csv.tpl&start=1614553200"
-                           "&end=1614639600&step=60, #ff0000");
-        QVERIFY2(user.past(0).contains(error), qPrintable(user.past(0).join(QLatin1Char('\n'))));
-        QCOMPARE(user.past(0).constLast(), canceled);
-    });
-}
-
-void TestLoadHistoryDialog::keepsFinishedRowsAtCancel()
-{
-    m_bench->addOpenDevice("finishes");
-    m_bench->addOpenDevice("hangs");
-    m_bench->addOpenDevice("drips");
-    m_bench->start();
-    m_bench->fleet().addFault(1, Fault::hang());
-    m_bench->fleet().addFault(2, Fault::drip(50, 50ms));
-    run([this](DialogUser &user) {
-        user.button("pushButtonLoad").click();
-        QTRY_COMPARE_WITH_TIMEOUT(user.statuses().at(0), finished, patience);
-        QTRY_COMPARE_WITH_TIMEOUT(m_bench->fileNames().size(), 2, patience);
-        user.button("pushButtonCancel").click();
-        QCOMPARE(user.statuses(), (QStringList{finished, canceled, canceled}));
-        QCOMPARE(m_bench->fileNames(), QStringList{suffixed("finishes-0E5A11000001")});
-    });
-    QCOMPARE(m_bench->fileNames(), QStringList{suffixed("finishes-0E5A11000001")});
-}
-
-void TestLoadHistoryDialog::waitsForCancelWithoutDevices()
-{
-    m_bench->start();
-    run([](DialogUser &user) {
-        QCOMPARE(user.table().rowCount(), 0);
-        QCOMPARE(enabledHistoryInputs(user), allHistoryInputs);
-        for (const char *const name : {"calendarWidgetStart", "calendarWidgetEnd"}) {
-            QCOMPARE(user.find<QCalendarWidget>(name).minimumDate(), QDate::currentDate());
-            QCOMPARE(user.find<QCalendarWidget>(name).maximumDate(), QDate::currentDate());
-        }
-        user.button("pushButtonLoad").click();
-        QCOMPARE(enabledHistoryInputs(user), QStringLiteral("pushButtonCancel"));
-        user.button("pushButtonCancel").click();
-        QCOMPARE(enabledHistoryInputs(user), allHistoryInputs);
-    });
-}
-
-void TestLoadHistoryDialog::goesWithItsRequests_data()
-{
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<QString>("when");
-    for (const char *const how : {"Escape", "close", "reject"}) {
-        for (const char *const when : {"at once", "hanging", "amid an answer", "some finished"}) {
-            QTest::addRow("%s, %s", how, when) << how << when;
-        }
-    }
-}
-
-void TestLoadHistoryDialog::goesWithItsRequests()
-{
-    QFETCH(QString, how);
-    QFETCH(QString, when);
-    for (int i = 0; i < 6; ++i) {
-        m_bench->addOpenDevice("lab-sensor");
-    }
-    m_bench->start();
-    simulator::Fleet &fleet = m_bench->fleet();
-    const bool someFinish = when == QLatin1String("some finished");
-    if (when == QLatin1String("amid an answer")) {
-        fleet.addFault(Fault::drip(50, 50ms));
-    } else if (someFinish) {
-        for (int i = 0; i < 5; ++i) {
-            fleet.addFault(i, Fault::hang());
-        }
-    } else {
-        fleet.addFault(Fault::hang());
-    }
-    QPointer<QDialog> dialog;
-    run([&](DialogUser &user) {
-        dialog = &user.dialog();
-        user.button("pushButtonLoad").click();
-        if (when != QLatin1String("at once")) {
-            QTRY_VERIFY_WITH_TIMEOUT(fleet.counters().httpRequests == 6, patience);
-        }
-        if (when == QLatin1String("amid an answer")) {
-            QTRY_COMPARE_WITH_TIMEOUT(m_bench->fileNames().size(), 6, patience);
-        } else if (someFinish) {
-            QTRY_COMPARE_WITH_TIMEOUT(user.statuses().count(finished), 1, patience);
-        }
-        if (how == QLatin1String("Escape")) {
-            QTest::keyClick(dialog, Qt::Key_Escape);
-        } else if (how == QLatin1String("close")) {
-            QVERIFY(dialog->close());
-        } else {
-            dialog->reject();
-        }
-        QVERIFY(!dialog->isVisible());
-        QCOMPARE(user.statuses().count(canceled), someFinish ? 5 : 6);
-    });
-    QVERIFY(dialog.isNull());
-    QCOMPARE(m_bench->fileNames().size(), someFinish ? 1 : 0);
-    QVERIFY(m_bench->comesToRest());
-    QVERIFY(fleet.counters().httpRequests <= 6);
-    QVERIFY(settings::store().contains(QStringLiteral("LoadHistoryDialog/stepSize")));
-}
-
-void TestLoadHistoryDialog::goesWithTheProgram()
-{
-    for (int i = 0; i < 6; ++i) {
-        m_bench->addOpenDevice("lab-sensor");
-    }
-    m_bench->start();
-    m_bench->fleet().addFault(Fault::hang());
-    // Else the dialog, as the last window, would end the program once more, at the next test.
-    QGuiApplication::setQuitOnLastWindowClosed(false);
-    bool returned = false;
-    QTimer::singleShot(0, this, [&] {
-        run([&](DialogUser &user) {
-            user.button("pushButtonLoad").click();
-            QTRY_VERIFY_WITH_TIMEOUT(m_bench->fleet().counters().httpRequests == 6, patience);
-            QCoreApplication::quit();
-        });
-        returned = true;
-    });
-    const int exitCode = QCoreApplication::exec();
-    QGuiApplication::setQuitOnLastWindowClosed(true);
-    QCOMPARE(exitCode, 0);
-    QVERIFY(returned);
-    QCOMPARE(m_bench->fileNames(), QStringList());
 }
 
 void TestLoadHistoryDialog::asksTheDevicesAsTheyAreWhenItLoads()

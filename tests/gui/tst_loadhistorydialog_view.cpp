@@ -3,7 +3,7 @@
 #include "devicerow.h"
 #include "operations/loadhistorydialog.h"
 #include "testenvironment.h"
-#include "transferbench.h"
+#include "transfertest.h"
 #include "widgets/fileselectorwidget.h"
 
 #include <QAbstractButton>
@@ -28,25 +28,6 @@ using simulator::Fault;
 
 namespace {
 
-/// Milliseconds for what the devices do.
-constexpr int patience = 20000;
-
-constexpr qint64 daySeconds = 86400;
-
-const QString finished = QStringLiteral("Finished, #00ff00");
-const QString canceled = QStringLiteral("Canceled, #ff0000");
-const QString downloading = QStringLiteral("Downloading, #ffffff");
-
-QDate dateAgo(qint64 days)
-{
-    return QDateTime::currentDateTime().addDays(-days).date();
-}
-
-qint64 secondsAgo(qint64 days)
-{
-    return QDateTime::currentSecsSinceEpoch() - days * daySeconds;
-}
-
 /// Some fonts need more room than the form has.
 QSize initialSize(const QDialog &dialog)
 {
@@ -56,13 +37,13 @@ QSize initialSize(const QDialog &dialog)
 } // namespace
 
 /// How the dialog looks, what it offers, and what it remembers.
-class TestLoadHistoryDialogView : public QObject
+class TestLoadHistoryDialogView final : public QObject, private HistoryTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { begin(); }
+    void cleanup() { end(); }
 
     void looksAsItIsToLook();
     void canBeUsedWithoutAMouse();
@@ -87,37 +68,7 @@ private slots:
     void survivesDamagedLooks();
     void remembersTheDirectory();
     void startsWithTheDirectoryOfTheProgram();
-
-private:
-    /// Opens the dialog for all devices of the bench, with the bench's directory.
-    void run(const std::function<void(DialogUser &)> &use) const;
-
-    std::unique_ptr<TestEnvironment> m_environment;
-    std::unique_ptr<TransferBench> m_bench;
 };
-
-void TestLoadHistoryDialogView::init()
-{
-    // What is today must stay so to the end of a test.
-    QTRY_VERIFY_WITH_TIMEOUT(QTime::currentTime() < QTime(23, 59, 20), 60000);
-    m_environment = std::make_unique<TestEnvironment>();
-    m_bench = std::make_unique<TransferBench>();
-}
-
-void TestLoadHistoryDialogView::cleanup()
-{
-    m_bench->dropRows();
-    const bool rests = m_bench->comesToRest();
-    m_bench.reset();
-    m_environment.reset();
-    QVERIFY(rests);
-}
-
-void TestLoadHistoryDialogView::run(const std::function<void(DialogUser &)> &use) const
-{
-    settings::store().setValue(QStringLiteral("CSVDir"), m_bench->directory());
-    QVERIFY(withDialog([this] { LoadHistoryDialog::downloadHistory(m_bench->devices(), nullptr); }, use));
-}
 
 void TestLoadHistoryDialogView::looksAsItIsToLook()
 {
