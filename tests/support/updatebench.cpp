@@ -21,6 +21,27 @@ bool Run::awaitMessage(const QString &text, int count) const
     return QTest::qWaitFor([&] { return m_messages.count(text) >= count; }, patience);
 }
 
+bool Run::waits()
+{
+    // An event loop that has to end still handles what was posted to it before, but nothing later. The way
+    // back is that of the messages, which come first.
+    constexpr int rounds = 2;
+    for (int i = 0; i < rounds; ++i) {
+        const auto turned = std::make_shared<bool>(false);
+        QMetaObject::invokeMethod(
+            &m_probe,
+            [this, turned] {
+                QMetaObject::invokeMethod(
+                    this, [turned] { *turned = true; }, Qt::QueuedConnection);
+            },
+            Qt::QueuedConnection);
+        if (!QTest::qWaitFor([&] { return *turned || m_hasEnded; }, patience) || m_hasEnded) {
+            return false;
+        }
+    }
+    return true;
+}
+
 QString requestLine(const simulator::HttpRecord &record)
 {
     return QString::fromStdString(record.method) +

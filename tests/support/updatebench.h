@@ -57,6 +57,7 @@ public:
             m_progress += value;
         });
         connect(&m_thread, &QThread::finished, this, [this] { m_hasEnded = true; });
+        m_probe.moveToThread(&m_thread);
     }
     ~Run() override
     {
@@ -71,6 +72,9 @@ public:
     [[nodiscard]] bool awaitEnd() const;
     /// Whether the message has come for the `count`th time.
     [[nodiscard]] bool awaitMessage(const QString &text, int count = 1) const;
+    /// Whether the worker waits for something, and not for anything that has been told to it so far: its
+    /// event loop turns, and goes on turning.
+    [[nodiscard]] bool waits();
     /// Stops the worker; whether it ended in time.
     [[nodiscard]] bool stop()
     {
@@ -101,6 +105,8 @@ public:
 
 private:
     UpdateThread m_thread;
+    /// Lives in the thread of the worker, whose event loop it can be asked through.
+    QObject m_probe;
     QStringList m_events;
     QStringList m_messages;
     QList<int> m_progress;
