@@ -18,6 +18,7 @@
 #include <QMessageBox>
 #include <QStatusBar>
 #include <QToolBar>
+#include <QToolButton>
 #include <QtTest>
 
 #include <memory>
@@ -139,6 +140,8 @@ private:
     QLineEdit *filterEdit() const { return find<QToolBar>("filterToolBar")->findChild<QLineEdit *>(); }
     void addRows();
     void applyFilter(const QString &pattern);
+    /// Of the button of an action.
+    QSize shownIconSize(const char *toolBar, const char *action) const;
     /// System names of the rows that are not hidden, in the order of the alphabet.
     QString shownRows() const;
     QString history() const;
@@ -180,6 +183,13 @@ void TestMainWindowView::applyFilter(const QString &pattern)
     m_bench->trigger("actionFilter");
     filterEdit()->setText(pattern);
     m_bench->trigger("actionApply");
+}
+
+QSize TestMainWindowView::shownIconSize(const char *toolBar, const char *action) const
+{
+    const auto *const button =
+        qobject_cast<QToolButton *>(find<QToolBar>(toolBar)->widgetForAction(m_bench->action(action)));
+    return button ? button->iconSize() : QSize();
 }
 
 QString TestMainWindowView::shownRows() const
@@ -647,11 +657,11 @@ void TestMainWindowView::switchesIconSizes()
     // From another size.
     m_bench->trigger(size == 44 ? "actionSmall" : "actionLarge");
     m_bench->trigger(QTest::currentDataTag());
-    QCOMPARE(find<QToolBar>("mainToolBar")->iconSize(), QSize(size, size));
-    QCOMPARE(find<QToolBar>("filterToolBar")->iconSize(), QSize(16, 16));
+    QCOMPARE(shownIconSize("mainToolBar", "actionSave_list"), QSize(size, size));
+    QCOMPARE(shownIconSize("filterToolBar", "actionFilterClose"), QSize(16, 16));
     QCOMPARE(stored("MainWindow/IconSize").toInt(), size);
     restart();
-    QCOMPARE(find<QToolBar>("mainToolBar")->iconSize(), QSize(size, size));
+    QCOMPARE(shownIconSize("mainToolBar", "actionSave_list"), QSize(size, size));
     QCOMPARE(m_bench->action("actionSmall")->isChecked(), size == 11);
     QCOMPARE(m_bench->action("actionNormal")->isChecked(), size == 22);
     QCOMPARE(m_bench->action("actionLarge")->isChecked(), size == 44);
@@ -711,15 +721,18 @@ void TestMainWindowView::switchesTheStatusBar()
 void TestMainWindowView::switchesFullScreen()
 {
     const auto *const menuBar = find<QMenuBar>("menuBar");
+    const QAction *const action = m_bench->action("actionFullscreen");
+    const int usualHeight = menuBar->height();
+    QVERIFY(usualHeight > 0);
     QTest::keyClick(&m_bench->window(), Qt::Key_F11);
-    QCOMPARE(m_bench->action("actionFullscreen")->isChecked(), true);
     QVERIFY(m_bench->window().isFullScreen());
-    QCOMPARE(menuBar->maximumHeight(), 0);
-    // The menu bar is out of sight, its keys still work.
+    QTRY_COMPARE_WITH_TIMEOUT(menuBar->height(), 0, patience);
+    QCOMPARE(action->isChecked(), true);
     QTest::keyClick(&m_bench->window(), Qt::Key_F11);
-    QCOMPARE(m_bench->action("actionFullscreen")->isChecked(), false);
     QVERIFY(!m_bench->window().isFullScreen());
+    QTRY_COMPARE_WITH_TIMEOUT(menuBar->height(), usualHeight, patience);
     QCOMPARE(menuBar->maximumHeight(), anyHeight);
+    QCOMPARE(action->isChecked(), false);
 }
 
 void TestMainWindowView::showsTheMenuBarInFullScreenWhileInUse()
@@ -777,6 +790,11 @@ void TestMainWindowView::startsWithTheStoredFont()
 
 void TestMainWindowView::takesAnotherFont()
 {
+    addRows();
+    const auto rowHeight = [this] {
+        return m_bench->list().visualItemRect(m_bench->list().topLevelItem(0)).height();
+    };
+    const int before = rowHeight();
     bool answered = false;
     QTimer timer;
     connect(&timer, &QTimer::timeout, this, [&answered] {
@@ -792,11 +810,15 @@ void TestMainWindowView::takesAnotherFont()
     m_bench->trigger("actionFont");
     QVERIFY(answered);
     QCOMPARE(m_bench->list().font().pointSize(), 18);
+    // Twice as large as the usual nine points, and so are the rows.
+    QTRY_VERIFY_WITH_TIMEOUT(2 * rowHeight() > 3 * before, patience);
     const QString font = stored("MainWindow/Font").toString();
     QCOMPARE(font.section(QLatin1Char(','), 1, 1), QStringLiteral("18"));
     QVERIFY(!stored("MainWindow/FontSize").isValid());
     restart();
     QCOMPARE(m_bench->list().font().pointSize(), 18);
+    addRows();
+    QTRY_VERIFY_WITH_TIMEOUT(2 * rowHeight() > 3 * before, patience);
 }
 
 void TestMainWindowView::keepsTheFontWhenCancelled()
