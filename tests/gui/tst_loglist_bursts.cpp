@@ -91,7 +91,7 @@ ReceiveBuffer receiveBuffer()
 constexpr int leastPerDatagram = 600;
 constexpr int mostPerDatagram = 1024;
 /// Milliseconds in which thousands of messages are sent and shown, by a build with sanitizers too.
-constexpr int longPatience = 30000;
+constexpr int longPatience = 18000;
 /// Of a usual message, and what the kernel counts for it, bytes.
 constexpr int messageLength = 200;
 constexpr int mostPerMessage = 2048;
