@@ -27,6 +27,11 @@ QJsonArray read(const QString &path)
         qDebug() << "Too long for a list of devices:" << path;
         return {};
     }
+    return decode(content);
+}
+
+QJsonArray decode(const QByteArray &content)
+{
     return QJsonDocument::fromJson(content).object().value(devicesKey).toArray();
 }
 

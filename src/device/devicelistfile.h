@@ -13,6 +13,8 @@ inline constexpr qint64 maximumSize = 128LL * 1024 * 1024;
 /// The elements of the list in a file. None if there is no such file or if it holds anything else: a list
 /// that can't be read must not keep the program from starting.
 [[nodiscard]] QJsonArray read(const QString &path);
+/// The same of what stands in such a file.
+[[nodiscard]] QJsonArray decode(const QByteArray &content);
 
 enum class Outcome { Saved, NotOpened, NotWritten };
 

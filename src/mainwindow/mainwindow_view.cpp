@@ -17,15 +17,6 @@
 
 namespace {
 
-/// Points or pixels. As much as the font dialog offers.
-constexpr int biggestFont = 512;
-
-bool isReadable(const QFont &font)
-{
-    const int size = font.pixelSize() > 0 ? font.pixelSize() : font.pointSize();
-    return size > 0 && size <= biggestFont;
-}
-
 /// The same font under the names of the family and style that really show it. By any other name the dialog
 /// would not find it among the fonts, and would propose another.
 QFont asListed(QFont font)
@@ -115,15 +106,8 @@ void MainWindow::restoreSorting()
 
 void MainWindow::restoreListFont()
 {
-    QFont font = QApplication::font();
-    const int size = settings::value(settings::listFontSize);
-    font.setPointSize(size > 0 && size <= biggestFont ? size : settings::listFontSize.fallback);
-    const QString description = settings::value(settings::listFont);
-    QFont parsed = font;
-    if (!description.isEmpty() && parsed.fromString(description) && isReadable(parsed)) {
-        font = parsed;
-    }
-    ui->devList->setFont(font);
+    ui->devList->setFont(savedstate::fontOf(settings::value(settings::listFont),
+                                            settings::value(settings::listFontSize), QApplication::font()));
 }
 
 void MainWindow::setUpColumnActions()

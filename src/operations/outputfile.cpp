@@ -12,11 +12,6 @@
 
 namespace {
 
-bool holdsASeparator(const QString &text)
-{
-    return text.contains(QLatin1Char('/')) || text.contains(QDir::separator());
-}
-
 #ifdef Q_OS_UNIX
 
 bool syncFile(const QFile &file)
@@ -63,11 +58,17 @@ QString OutputName::at(const QDateTime &time) const
            time.toString(QStringLiteral("yyyyMMdd-hhmmss")) + suffix;
 }
 
+bool OutputName::isOfAFile() const
+{
+    return !hostname.contains(QLatin1Char('/')) && !hostname.contains(QDir::separator()) &&
+           !hostname.contains(QChar::Null);
+}
+
 OutputFile::OutputFile(const QString &directory, const OutputName &name)
     : m_directory(directory)
     , m_name(name)
     // Without a directory the file would land at the root of all of them.
-    , m_good(!directory.isEmpty() && !holdsASeparator(name.hostname) && !name.hostname.contains(QChar::Null))
+    , m_good(!directory.isEmpty() && name.isOfAFile())
 {
 }
 

@@ -17,6 +17,8 @@ struct OutputName
 
     /// "lab-sensor-0E5A11A1B2C3-20210303-090507.qini". `time`: UTC.
     [[nodiscard]] QString at(const QDateTime &time) const;
+    /// Whether that stays in its directory.
+    [[nodiscard]] bool isOfAFile() const;
 };
 
 /// A file that arrives piece by piece and is either whole or absent: it is written beside its place, under a

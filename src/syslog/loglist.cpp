@@ -121,10 +121,8 @@ void CLogList::processPendingDatagrams()
     do {
         const qint64 size = m_socket.readDatagram(datagram.data(), datagram.size());
         if (size >= 0) {
-            // Up to the first zero byte. With its own memory, as long as it is.
-            const auto length = static_cast<int>(qstrnlen(datagram.constData(), static_cast<uint>(size)));
             m_received.append(
-                {QDateTime::currentMSecsSinceEpoch(), QByteArray(datagram.constData(), length)});
+                LogMessage::of(QDateTime::currentMSecsSinceEpoch(), datagram.constData(), size));
         }
     } while (++read < datagramsPerTurn && m_socket.hasPendingDatagrams());
     if (m_received.isEmpty()) {

@@ -4,7 +4,6 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QDateTime>
 #include <QDebug>
 #include <QKeyEvent>
 #include <QMessageBox>
@@ -23,26 +22,6 @@ constexpr int longestLoggedText = 4096;
 
 /// Lines that a search goes through in less than 50 ms, as long as lines usually are.
 constexpr int longestSearchedList = 20000;
-
-/// Makes the lines of messages that follow each other: many have the same second, and its text is what costs.
-class LineMaker final
-{
-public:
-    QString lineOf(const LogMessage &message)
-    {
-        constexpr qint64 millisecondsPerSecond = 1000;
-        const qint64 second = message.time / millisecondsPerSecond;
-        if (second != m_second) {
-            m_second = second;
-            m_time = QDateTime::fromSecsSinceEpoch(second).toString(Qt::TextDate) + QLatin1Char(' ');
-        }
-        return m_time + QString::fromUtf8(message.text);
-    }
-
-private:
-    qint64 m_second = -1;
-    QString m_time;
-};
 
 /// Keeps a message as it arrived, which takes a third of the memory that its text would.
 class LogItem final : public QListWidgetItem

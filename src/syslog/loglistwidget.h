@@ -1,17 +1,9 @@
 #pragma once
 
-#include <QByteArray>
+#include "syslog/logmessage.h"
+
 #include <QListWidget>
 #include <QVector>
-
-/// A message as it arrived.
-struct LogMessage
-{
-    /// Milliseconds since 1970, UTC.
-    qint64 time;
-    /// UTF-8, or whatever the sender took for it.
-    QByteArray text;
-};
 
 /// The received messages, a line each, made for a million of them. Each line is the local time, a blank and
 /// the text, whatever is in it.

@@ -193,29 +193,15 @@ std::size_t WebTransfer::onHeader(char *bytes, std::size_t size, std::size_t cou
 
 bool WebTransfer::takeHeader(const QByteArray &line)
 {
-    m_headerBytes += line.size() + weblimits::headerLine;
-    if (m_headerBytes > weblimits::headers) {
+    switch (m_headReader.take(line)) {
+    case WebHeadReader::Outcome::TooLong:
         m_objection = WebError::badAnswer();
         return false;
-    }
-    // Trailers tell nothing that anybody asks for.
-    if (m_isHeadComplete) {
-        return true;
-    }
-    const QByteArray text = line.trimmed();
-    const int colon = text.indexOf(':');
-    if (text.startsWith("HTTP/")) {
-        // Also after an interim answer.
-        m_head = WebHead();
-        const int reason = text.indexOf(' ', text.indexOf(' ') + 1);
-        m_head.reason = reason < 0 ? QByteArray() : text.mid(reason + 1);
-    } else if (text.isEmpty()) {
-        return takeHead();
-    } else if ((line.startsWith(' ') || line.startsWith('\t')) && !m_head.headers.isEmpty()) {
-        // The header before goes on.
-        m_head.headers.last().second += ' ' + text;
-    } else if (colon > 0) {
-        m_head.headers.append({text.left(colon).trimmed(), text.mid(colon + 1).trimmed()});
+    case WebHeadReader::Outcome::Ends:
+        // Trailers tell nothing that anybody asks for.
+        return m_isHeadComplete || takeHead();
+    case WebHeadReader::Outcome::Goes:
+        break;
     }
     return true;
 }
@@ -228,17 +214,18 @@ bool WebTransfer::takeHead()
     if (status == 100 || status == 102 || status == 103) {
         return true;
     }
-    m_head.status = static_cast<int>(status);
+    WebHead head = m_headReader.head();
+    head.status = static_cast<int>(status);
     m_isHeadComplete = true;
     constexpr long firstFinal = 200;
     if (status < firstFinal) {
         // libcurl takes every such status for an interim one. Here it is the answer, without a body.
         m_isWhole = true;
-        m_news.head = m_head;
+        m_news.head = head;
         noteNews();
         return false;
     }
-    for (const auto &header : qAsConst(m_head.headers)) {
+    for (const auto &header : qAsConst(head.headers)) {
         if (header.first.compare("Transfer-Encoding", Qt::CaseInsensitive) != 0) {
             continue;
         }
@@ -253,7 +240,7 @@ bool WebTransfer::takeHead()
         // What stands between the chunks reaches nothing else but the trace.
         curl_easy_setopt(m_handle, CURLOPT_VERBOSE, 1L);
     }
-    m_news.head = m_head;
+    m_news.head = head;
     noteNews();
     return true;
 }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "web/weberror.h"
+#include "web/webhead.h"
 
 #include <QByteArray>
 #include <QList>
 #include <QObject>
-#include <QPair>
 #include <QVector>
 
 #include <curl/curl.h>
@@ -32,15 +32,6 @@ struct WebRequest
 
     bool isStreamed() const { return streamedSize >= 0; }
     bool isSecure() const { return url.startsWith("https:"); }
-};
-
-/// The beginning of an answer.
-struct WebHead
-{
-    int status = 0;
-    QByteArray reason;
-    /// In the order of arrival; a name may come more than once.
-    QList<QPair<QByteArray, QByteArray>> headers;
 };
 
 /// What has happened to a request since the last news of it.
@@ -123,11 +114,10 @@ private:
     /// Why we ended it ourselves.
     WebError m_objection;
 
-    WebHead m_head;
+    WebHeadReader m_headReader;
     bool m_isHeadComplete = false;
     /// The answer is complete, although libcurl waits for more.
     bool m_isWhole = false;
-    qint64 m_headerBytes = 0;
     /// Of the answer's body: as it came, with the lengths of its chunks; as it was handed on; not read yet.
     qint64 m_rawBytes = 0;
     qint64 m_bodyBytes = 0;

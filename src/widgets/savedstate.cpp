@@ -1,5 +1,7 @@
 #include "widgets/savedstate.h"
 
+#include "common/settings.h"
+
 #include <QByteArray>
 #include <QDataStream>
 #include <QHeaderView>
@@ -25,6 +27,9 @@ constexpr qint32 toolBarAreas = 4;
 constexpr qint32 mostToolBars = 16;
 /// Bytes of an object name.
 constexpr quint32 longestName = 256;
+
+/// Points or pixels. As much as the font dialog offers.
+constexpr int biggestFont = 512;
 
 /// Takes values of known limits from a state, and remembers whether all kept to them.
 class Reader final
@@ -199,6 +204,20 @@ bool fitsWindow(const QByteArray &state)
         }
     }
     return reader.isAtTheEnd();
+}
+
+QFont fontOf(const QString &description, int points, const QFont &usual)
+{
+    QFont described = usual;
+    if (!description.isEmpty() && described.fromString(description)) {
+        const int size = described.pixelSize() > 0 ? described.pixelSize() : described.pointSize();
+        if (size > 0 && size <= biggestFont) {
+            return described;
+        }
+    }
+    QFont font = usual;
+    font.setPointSize(points > 0 && points <= biggestFont ? points : settings::listFontSize.fallback);
+    return font;
 }
 
 } // namespace savedstate

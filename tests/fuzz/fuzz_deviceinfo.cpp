@@ -1,6 +1,10 @@
 #include "device/deviceinfo.h"
 #include "fuzztarget.h"
 
+#include <QJsonDocument>
+
+#include <algorithm>
+
 namespace {
 
 void checkTexts(const deviceinfo::DeviceInfo &info)
@@ -24,6 +28,33 @@ void checkSensors(const deviceinfo::DeviceInfo &info)
     }
 }
 
+bool isSame(const std::optional<deviceinfo::SensorReading> &left,
+            const std::optional<deviceinfo::SensorReading> &right)
+{
+    return left.has_value() == right.has_value() &&
+           (!left || (left->text == right->text && left->alarm == right->alarm));
+}
+
+/// What Qt's parser takes is taken here as well, and shows the same.
+void compareWithQt(const QByteArray &answer, bool preferExtended,
+                   const std::optional<deviceinfo::DeviceInfo> &ours)
+{
+    const LeaksOfQt allowed;
+    const QJsonDocument document = QJsonDocument::fromJson(answer);
+    if (document.isNull()) {
+        return;
+    }
+    const auto theirs = deviceinfo::parseAnswer(document.toJson(), preferExtended);
+    require(ours && theirs, "what Qt's parser takes is taken");
+    require(ours->texts == theirs->texts, "texts read as Qt reads them");
+    require(std::equal(ours->sensors.begin(), ours->sensors.end(), theirs->sensors.begin(), isSame),
+            "sensors read as Qt reads them");
+    require(ours->uptime == theirs->uptime && ours->deviceType == theirs->deviceType &&
+                ours->loginGroup == theirs->loginGroup && ours->historyStart == theirs->historyStart &&
+                ours->deviceTime == theirs->deviceTime,
+            "all the rest reads as Qt reads it");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
@@ -33,6 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         QString parseError;
         const auto info = deviceinfo::parseAnswer(answer, preferExtended, &parseError);
         require(info.has_value() == parseError.isEmpty(), "either there is a result or a reason");
+        compareWithQt(answer, preferExtended, info);
         if (info) {
             checkTexts(*info);
             checkSensors(*info);
