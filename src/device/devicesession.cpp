@@ -64,7 +64,8 @@ QString DeviceSession::webInterfaceUrl() const
 
 QList<QNetworkCookie> DeviceSession::cookies() const
 {
-    return m_sidCookie.name().isEmpty() ? QList<QNetworkCookie>() : QList<QNetworkCookie>{m_sidCookie};
+    const bool isLoggedIn = !m_sidCookie.name().isEmpty() && isWhereItLoggedIn();
+    return isLoggedIn ? QList<QNetworkCookie>{m_sidCookie} : QList<QNetworkCookie>();
 }
 
 void DeviceSession::recreateNetworkManager()
@@ -122,6 +123,7 @@ void DeviceSession::login(const QString &user, const QString &password)
     m_sidCookie = QNetworkCookie();
     m_loginUser = user;
     m_loginPassword = password;
+    m_loginAddress = address();
     QNetworkReply *const reply = deviceprotocol::logIn(networkManager(), webInterfaceUrl(), user, password);
     send(reply);
     connect(reply, &QNetworkReply::finished, this, &DeviceSession::on_LoginFinished);

@@ -47,11 +47,12 @@ public:
     bool useHttps() const { return m_useHttps; }
     /// The session; without a name as long as nobody is logged in.
     QNetworkCookie sidCookie() const { return m_sidCookie; }
-    /// What a request needs that is to act within the session.
+    // What requests need that act within the session. Nothing while the device is at another address than that
+    // of the login: anybody can send an answer to discovery that puts a device there.
     QList<QNetworkCookie> cookies() const;
     /// Those of the last attempt to log in.
-    QString loginUser() const { return m_loginUser; }
-    QString loginPassword() const { return m_loginPassword; }
+    QString loginUser() const { return isWhereItLoggedIn() ? m_loginUser : QString(); }
+    QString loginPassword() const { return isWhereItLoggedIn() ? m_loginPassword : QString(); }
     /// Whether the device still owes an answer, and how many milliseconds ago the last request was sent.
     bool requestOutstanding() const { return m_pendingReply && m_pendingReply->isRunning(); }
     qint64 requestAge() const { return m_requestTimer.elapsed(); }
@@ -90,6 +91,7 @@ protected:
 
 private:
     WebManager *networkManager();
+    bool isWhereItLoggedIn() const { return address() == m_loginAddress; }
     void send(QNetworkReply *reply);
     void collectAnswer(QNetworkReply *reply);
     void refusePackedAnswer(QNetworkReply *reply);
@@ -110,6 +112,7 @@ private:
     QNetworkCookie m_sidCookie;
     QString m_loginUser;
     QString m_loginPassword;
+    QHostAddress m_loginAddress;
     /// A login is being aborted for the sake of the next one.
     bool m_loginSuperseded = false;
     /// Made with the first request: most devices of a long list may never answer.

@@ -3,6 +3,7 @@
 #include "device/queryqueue.h"
 #include "devicerow.h"
 #include "fleet.h"
+#include "operations/deviceaccess.h"
 #include "testenvironment.h"
 #include "thisprocess.h"
 
@@ -175,6 +176,7 @@ private slots:
     void abortsAQueryThatIsOut();
     void keepsToHttpsWhenItAbortsAQuery();
     void abortsAnAnswerThatNobodyUnderstood();
+    void offersTheSessionOnlyWhereItBegan();
     void abortsALoginThatIsOut();
     void abortsALoginWhoseCookieHasArrived();
     void isAbortedWithTheQuery();
@@ -1058,6 +1060,29 @@ void TestDeviceLogin::abortsAnAnswerThatNobodyUnderstood()
     QCOMPARE(m_results->all(), QStringList{loggedIn});
     QCOMPARE(m_row->newDataCount(), 1);
     QCOMPARE(journal(*m_fleet), QStringLiteral("proctpl.cgi login.cgi proctpl.cgi"));
+}
+
+void TestDeviceLogin::offersTheSessionOnlyWhereItBegan()
+{
+    begin();
+    logIn(admin, admin);
+    QCOMPARE(device().cookies().size(), 1);
+    const QHostAddress home = device().record().address();
+    // As anybody in the network can send it.
+    DiscoveryDevice elsewhere = device().record();
+    elsewhere.setAddress(QHostAddress(home.toIPv4Address() + 1));
+    device().updateFromDiscovery(elsewhere);
+    QCOMPARE(device().cookies(), QList<QNetworkCookie>());
+    QCOMPARE(device().loginUser(), QString());
+    QCOMPARE(device().loginPassword(), QString());
+    QVERIFY(DeviceAccess(device()).cookies.isEmpty());
+
+    // The session isn't lost: the device may have been back all the time.
+    elsewhere.setAddress(home);
+    device().updateFromDiscovery(elsewhere);
+    QCOMPARE(device().cookies().size(), 1);
+    QCOMPARE(device().loginUser(), admin);
+    QCOMPARE(device().loginPassword(), admin);
 }
 
 void TestDeviceLogin::abortsALoginThatIsOut()
