@@ -914,6 +914,10 @@
 <context>
     <name>UpdateFirmwareDialog</name>
     <message>
+        <source>The system has no room for another thread</source>
+        <translation>Das System hat keinen Platz für einen weiteren Thread</translation>
+    </message>
+    <message>
         <source>Update Nembra Firmware</source>
         <translation>Nembra-Firmware aktualisieren</translation>
     </message>

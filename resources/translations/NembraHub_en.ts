@@ -914,6 +914,10 @@
 <context>
     <name>UpdateFirmwareDialog</name>
     <message>
+        <source>The system has no room for another thread</source>
+        <translation>The system has no room for another thread</translation>
+    </message>
+    <message>
         <source>Update Nembra Firmware</source>
         <translation>Update Nembra Firmware</translation>
     </message>

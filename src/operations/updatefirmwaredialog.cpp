@@ -96,6 +96,9 @@ void UpdateFirmwareDialog::on_pushButtonUpdate_clicked()
     ui->tableWidget->doItemsLayout();
     for (UpdateThread *const thread : qAsConst(m_threads)) {
         thread->start(QThread::InheritPriority);
+        if (!thread->isRunning() && !thread->isFinished()) {
+            emit thread->message(tr("The system has no room for another thread"));
+        }
     }
     m_refreshTimer.start();
 }
