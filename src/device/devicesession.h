@@ -47,8 +47,8 @@ public:
     bool useHttps() const { return m_useHttps; }
     /// The session; without a name as long as nobody is logged in.
     QNetworkCookie sidCookie() const { return m_sidCookie; }
-    // What requests need that act within the session. Nothing while the device is at another address than that
-    // of the login: anybody can send an answer to discovery that puts a device there.
+    // What requests need that act within the session. Nothing while the device is at another address than
+    // that of the login: anybody can send an answer to discovery that puts a device there.
     QList<QNetworkCookie> cookies() const;
     /// Those of the last attempt to log in.
     QString loginUser() const { return isWhereItLoggedIn() ? m_loginUser : QString(); }

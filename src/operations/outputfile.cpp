@@ -1,11 +1,16 @@
 #include "operations/outputfile.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
+#include <QSysInfo>
+#include <QUrl>
 #include <QUuid>
 
 #include <cstdio>
 #ifdef Q_OS_UNIX
+#include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
 #endif
@@ -17,6 +22,11 @@ namespace {
 bool syncFile(const QFile &file)
 {
     return fsync(file.handle()) == 0;
+}
+
+bool isRunning(qint64 process)
+{
+    return kill(static_cast<pid_t>(process), 0) == 0 || errno != ESRCH;
 }
 
 /// So that the names in it outlast a loss of power, too. Some file systems know nothing of the kind.
@@ -46,7 +56,24 @@ void syncDirectory(const QString &path)
     Q_UNUSED(path)
 }
 
+// And they don't tell whose process ran once, so nothing is taken for a leftover.
+
+bool isRunning(qint64 process)
+{
+    Q_UNUSED(process)
+    return true;
+}
+
 #endif
+
+const QLatin1String partSuffix(".part");
+
+/// Of the files of this computer that are not finished; the process and a name of their own follow.
+QString partPrefix()
+{
+    const QByteArray computer = QUrl::toPercentEncoding(QSysInfo::machineHostName());
+    return QLatin1String(".nembra-") + QString::fromLatin1(computer) + QLatin1Char('-');
+}
 
 } // namespace
 
@@ -81,10 +108,27 @@ OutputFile::~OutputFile()
     }
 }
 
+void OutputFile::removeLeftovers(const QString &directory)
+{
+    const QString prefix = partPrefix();
+    const QDir files(directory);
+    const QStringList names =
+        files.entryList({prefix + QLatin1Char('*') + partSuffix}, QDir::Files | QDir::Hidden);
+    for (const QString &name : names) {
+        bool isNumber = false;
+        const qint64 process = name.mid(prefix.size()).section(QLatin1Char('-'), 0, 0).toLongLong(&isNumber);
+        if (isNumber && process > 0 && !isRunning(process)) {
+            qDebug() << "Left by a process that is gone:" << name;
+            QFile::remove(files.filePath(name));
+        }
+    }
+}
+
 bool OutputFile::create()
 {
-    m_file.setFileName(m_directory + QLatin1String("/.nembra-") +
-                       QUuid::createUuid().toString(QUuid::WithoutBraces) + QLatin1String(".part"));
+    m_file.setFileName(m_directory + QLatin1Char('/') + partPrefix() +
+                       QString::number(QCoreApplication::applicationPid()) + QLatin1Char('-') +
+                       QUuid::createUuid().toString(QUuid::Id128) + partSuffix);
     return m_file.open(QIODevice::ReadWrite | QIODevice::NewOnly);
 }
 

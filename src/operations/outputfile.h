@@ -33,6 +33,9 @@ public:
     ~OutputFile();
     Q_DISABLE_COPY_MOVE(OutputFile)
 
+    /// Removes from a directory what processes of this computer that are gone have not finished.
+    static void removeLeftovers(const QString &directory);
+
     /// Appends a piece. After a failure, such as a full disk, nothing further is written.
     void write(const QByteArray &piece);
     /// Whether everything so far was written.

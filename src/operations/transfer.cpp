@@ -1,6 +1,6 @@
 #include "operations/transfer.h"
 
-#include "operations/outputfile.h"
+#include "operations/diskthread.h"
 #include "web/deviceprotocol.h"
 
 #include <QCoreApplication>
@@ -11,8 +11,8 @@
 
 namespace {
 
-/// The most of an answer that is logged, bytes.
-constexpr qint64 longestLoggedAnswer = 1024LL * 1024;
+/// Bytes of an answer that wait for the disk; then the device waits.
+constexpr qint64 mostForTheDisk = 256LL * 1024;
 
 QString canceledText()
 {
@@ -36,6 +36,8 @@ void Transfer::start(const QList<DeviceAccess> &devices, const Operation &operat
     m_finishedCount = 0;
     m_next = 0;
     m_rows.clear();
+    // A new one: that of the run before may hang in a directory that was the wrong one.
+    m_disk = operation.suffix.isEmpty() ? nullptr : std::make_unique<DiskThread>(operation.directory);
     for (const DeviceAccess &device : devices) {
         m_rows.emplace_back().device = device;
         emit rowChanged(static_cast<int>(m_rows.size()) - 1, operation.activity, Mark::None);
@@ -50,38 +52,52 @@ bool Transfer::startNext()
     }
     const auto index = static_cast<int>(m_next);
     Row &row = m_rows[m_next++];
-    if (!m_operation.suffix.isEmpty()) {
-        row.file = std::make_unique<OutputFile>(
-            m_operation.directory, OutputName{row.device.hostname, row.device.mac, m_operation.suffix});
+    if (m_disk) {
+        openFile(index);
     }
     QNetworkReply *const reply = m_operation.send(row.device.createNetworkManager(this), row.device);
     row.reply = reply;
     m_pace.started(reply);
     connect(reply, &QNetworkReply::errorOccurred, this, [this, index] { requestFailed(index); });
-    connect(reply, &QNetworkReply::readyRead, this,
-            [this, index] { takePiece(m_rows[static_cast<std::size_t>(index)]); });
-    connect(reply, &QNetworkReply::downloadProgress, this, [this, index](qint64 bytes) {
-        // Also comes after a piece that couldn't be written, which was the end of the row.
-        if (m_rows[static_cast<std::size_t>(index)].reply) {
-            emit received(index, bytes);
-        }
-    });
+    connect(reply, &QNetworkReply::readyRead, this, [this, index] { takePiece(rowAt(index)); });
+    connect(reply, &QNetworkReply::downloadProgress, this,
+            [this, index](qint64 bytes) { emit received(index, bytes); });
     connect(reply, &QNetworkReply::finished, this, [this, index] { requestFinished(index); });
     return true;
 }
 
+void Transfer::openFile(int index)
+{
+    Row &row = rowAt(index);
+    row.file = std::make_unique<BackgroundFile>(
+        *m_disk, m_operation.directory, OutputName{row.device.hostname, row.device.mac, m_operation.suffix});
+    connect(row.file.get(), &BackgroundFile::taken, this,
+            [this, index](bool good) { fileWritten(index, good); });
+    connect(row.file.get(), &BackgroundFile::committed, this,
+            [this, index](bool good) { endWritten(index, good); });
+}
+
 void Transfer::takePiece(Row &row)
 {
-    if (!row.reply) {
+    if (row.isKept || (row.file && row.file->waiting() > mostForTheDisk && row.reply->isRunning())) {
         return;
     }
     // Read in any case: also a page that explains an error has to come to its end.
     const QByteArray piece = deviceprotocol::takeArrived(row.reply);
-    if (!row.file || !deviceprotocol::isSuccess(deviceprotocol::status(row.reply))) {
+    if (row.file && !piece.isEmpty() && deviceprotocol::isSuccess(deviceprotocol::status(row.reply))) {
+        row.file->write(piece);
+    }
+}
+
+void Transfer::fileWritten(int index, bool good)
+{
+    Row &row = rowAt(index);
+    if (row.isKept) {
         return;
     }
-    row.file->write(piece);
-    if (!row.file->isGood()) {
+    if (good) {
+        takePiece(row);
+    } else {
         // Nothing that follows can be kept either.
         row.reply->abort();
     }
@@ -89,10 +105,7 @@ void Transfer::takePiece(Row &row)
 
 void Transfer::requestFailed(int index)
 {
-    const QNetworkReply *const reply = m_rows[static_cast<std::size_t>(index)].reply;
-    if (!reply) {
-        return;
-    }
+    const QNetworkReply *const reply = rowAt(index).reply;
     // The end of the reply follows and has the last word.
     emit rowChanged(index,
                     QCoreApplication::translate("NetworkOperationsDialog", "Error for HTTP-Request: ") +
@@ -102,7 +115,7 @@ void Transfer::requestFailed(int index)
 
 bool Transfer::checkReply(int index)
 {
-    const QNetworkReply *const reply = m_rows[static_cast<std::size_t>(index)].reply;
+    const QNetworkReply *const reply = rowAt(index).reply;
     const int status = deviceprotocol::status(reply);
     qDebug() << "finished" << reply->url() << status;
     if (status == 0 || m_canceled) {
@@ -122,11 +135,25 @@ bool Transfer::checkReply(int index)
 
 void Transfer::requestFinished(int index)
 {
-    Row &row = m_rows[static_cast<std::size_t>(index)];
-    if (!row.reply || !checkReply(index)) {
+    if (!checkReply(index)) {
         return;
     }
-    if (keepAnswer(row)) {
+    Row &row = rowAt(index);
+    if (!row.file) {
+        endWritten(index, true);
+    } else if (row.reply->error() != QNetworkReply::NoError) {
+        // An answer that broke off is no file, however good it began.
+        endWritten(index, false);
+    } else {
+        takePiece(row);
+        row.isKept = true;
+        row.file->commit(QDateTime::currentDateTimeUtc(), m_operation.logAnswers);
+    }
+}
+
+void Transfer::endWritten(int index, bool good)
+{
+    if (good) {
         endRow(index, QCoreApplication::translate("NetworkOperationsDialog", "Finished"), Mark::Good);
     } else {
         endRow(index, QCoreApplication::translate("NetworkOperationsDialog", "Error writing file"),
@@ -134,23 +161,14 @@ void Transfer::requestFinished(int index)
     }
 }
 
-bool Transfer::keepAnswer(Row &row)
-{
-    takePiece(row);
-    if (!row.file) {
-        return true;
-    }
-    if (m_operation.logAnswers) {
-        qDebug().noquote() << row.file->head(longestLoggedAnswer);
-    }
-    // An answer that broke off is no file, however good it began.
-    return row.reply->error() == QNetworkReply::NoError && row.file->commit(QDateTime::currentDateTimeUtc());
-}
-
 void Transfer::endRow(int index, const QString &text, Mark mark)
 {
-    Row &row = m_rows[static_cast<std::size_t>(index)];
-    row.file.reset();
+    Row &row = rowAt(index);
+    if (row.file) {
+        // Later: this may be one of its signals.
+        row.file->disconnect(this);
+        row.file.release()->deleteLater();
+    }
     row.hasEnded = true;
     if (row.reply) {
         m_pace.ended(row.reply);
@@ -173,7 +191,7 @@ void Transfer::cancel()
     m_pace.stop();
     for (std::size_t i = 0; i < m_rows.size(); ++i) {
         const Row &row = m_rows[i];
-        if (row.reply) {
+        if (row.reply && !row.isKept) {
             // Ends the row by way of its handlers.
             row.reply->abort();
         } else if (!row.hasEnded) {

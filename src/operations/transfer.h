@@ -11,7 +11,8 @@
 #include <memory>
 #include <vector>
 
-class OutputFile;
+class BackgroundFile;
+class DiskThread;
 class QNetworkAccessManager;
 
 /// One request for each of many devices, with a row each: starts them all, tells what becomes of each, keeps
@@ -59,19 +60,26 @@ private:
         DeviceAccess device;
         /// Null before the request is sent and after it has ended; belongs to a manager of its own.
         QNetworkReply *reply = nullptr;
-        std::unique_ptr<OutputFile> file;
+        std::unique_ptr<BackgroundFile> file;
+        /// All of the answer has arrived, and the disk is told to keep it.
+        bool isKept = false;
         bool hasEnded = false;
     };
 
+    Row &rowAt(int index) { return m_rows[static_cast<std::size_t>(index)]; }
     bool startNext();
+    void openFile(int index);
     void takePiece(Row &row);
+    void fileWritten(int index, bool good);
     bool checkReply(int index);
     void requestFinished(int index);
-    bool keepAnswer(Row &row);
+    void endWritten(int index, bool good);
     void requestFailed(int index);
     void endRow(int index, const QString &text, Mark mark);
 
     Operation m_operation;
+    /// Null where nothing is kept.
+    std::unique_ptr<DiskThread> m_disk;
     std::vector<Row> m_rows;
     std::size_t m_next = 0;
     std::size_t m_finishedCount = 0;

@@ -130,6 +130,7 @@ bool UpdateThread::keepConfig()
 {
     const OutputName name{m_device.hostname, m_device.mac, QStringLiteral(".qini")};
     const QDateTime now = QDateTime::currentDateTimeUtc();
+    OutputFile::removeLeftovers(m_job.configsDir);
     OutputFile file(m_job.configsDir, name);
     file.write(m_savedConfig);
     // What follows may cost the device its own copy.
