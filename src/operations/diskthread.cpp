@@ -5,6 +5,7 @@
 #include <QDebug>
 #include <QVector>
 
+#include <atomic>
 #include <chrono>
 #include <utility>
 
@@ -32,8 +33,14 @@ public:
             constexpr qint64 longestLoggedPart = 1024LL * 1024; // bytes
             qDebug().noquote() << m_file.head(longestLoggedPart);
         }
-        emit committed(m_file.commit(time));
+        // Here a disk that hangs is noticed; giving the name is the work of a moment.
+        const bool good = m_file.flush();
+        if (decide()) {
+            emit committed(good && m_file.commit(time));
+        }
     }
+    /// Once for each file, from any thread: whoever comes first is told true, and it is as he wants.
+    bool decide() { return !m_isDecided.exchange(true); }
 
 signals:
     void taken(qint64 bytes, bool good);
@@ -41,6 +48,8 @@ signals:
 
 private:
     OutputFile m_file;
+    /// Whether it gets its name, or never will.
+    std::atomic_bool m_isDecided{false};
 };
 
 namespace {
@@ -127,14 +136,16 @@ void DiskThread::take(QObject *worker) const
     }
 }
 
-BackgroundFile::BackgroundFile(const DiskThread &disk, const QString &directory, const OutputName &name)
-    : m_worker(new DiskWorker(directory, name))
+BackgroundFile::BackgroundFile(const DiskThread &disk, const QString &directory, const OutputName &name,
+                               QObject *parent)
+    : QObject(parent)
+    , m_worker(new DiskWorker(directory, name))
 {
     connect(
         m_worker, &DiskWorker::taken, this,
         [this](qint64 bytes, bool good) {
             m_waiting -= bytes;
-            emit taken(good);
+            emit taken(bytes, good);
         },
         Qt::QueuedConnection);
     connect(m_worker, &DiskWorker::committed, this, &BackgroundFile::committed, Qt::QueuedConnection);
@@ -143,7 +154,19 @@ BackgroundFile::BackgroundFile(const DiskThread &disk, const QString &directory,
 
 BackgroundFile::~BackgroundFile()
 {
-    m_worker->deleteLater();
+    leave();
+}
+
+bool BackgroundFile::revoke()
+{
+    return m_worker->decide();
+}
+
+void BackgroundFile::leave()
+{
+    if (m_worker) {
+        std::exchange(m_worker, nullptr)->deleteLater();
+    }
 }
 
 void BackgroundFile::write(const QByteArray &piece)

@@ -33,7 +33,8 @@ class BackgroundFile final : public QObject
     Q_OBJECT
 
 public:
-    BackgroundFile(const DiskThread &disk, const QString &directory, const OutputName &name);
+    BackgroundFile(const DiskThread &disk, const QString &directory, const OutputName &name,
+                   QObject *parent = nullptr);
     ~BackgroundFile() override;
     Q_DISABLE_COPY_MOVE(BackgroundFile)
 
@@ -43,14 +44,20 @@ public:
     /// Gives the file its name; committed() tells how it went. `time`: UTC. `logged`: its beginning also goes
     /// to the debug log.
     void commit(const QDateTime &time, bool logged);
+    /// Takes back a commit(), and nothing else is asked of it. False if that is too late: committed()
+    /// follows.
+    [[nodiscard]] bool revoke();
+    /// Nothing else is asked of it. To be called where this object can't go yet, but its thread is about to.
+    void leave();
 
 signals:
     /// The disk has taken a piece, or failed to; then it takes none any more.
-    void taken(bool good);
+    void taken(qint64 bytes, bool good);
     /// Whether the file is there.
     void committed(bool good);
 
 private:
-    DiskWorker *const m_worker;
+    /// Null after leave().
+    DiskWorker *m_worker;
     qint64 m_waiting = 0;
 };

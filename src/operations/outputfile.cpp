@@ -153,21 +153,24 @@ QByteArray OutputFile::head(qint64 maximum)
     return bytes;
 }
 
-bool OutputFile::sync()
+bool OutputFile::flush()
 {
     // An empty file is a file, too.
     write(QByteArray());
-    m_good = m_good && m_file.flush() && syncFile(m_file);
+    m_good = m_good && m_file.flush();
+    return m_good;
+}
+
+bool OutputFile::sync()
+{
+    m_good = flush() && syncFile(m_file);
     m_outlastsPowerLoss = m_good;
     return m_good;
 }
 
 bool OutputFile::commit(const QDateTime &time)
 {
-    // An empty file is a file, too.
-    write(QByteArray());
-    m_good = m_good && m_file.flush();
-    if (!m_good) {
+    if (!flush()) {
         return false;
     }
     // Unlike QFile::rename() this replaces an old file without a moment in between in which there is none.

@@ -42,6 +42,8 @@ public:
     bool isGood() const { return m_good; }
     /// The first bytes of what was written.
     QByteArray head(qint64 maximum);
+    /// Hands everything so far to the system. False if anything was not written.
+    bool flush();
     /// Has the system put everything so far on the disk, so that it outlasts a loss of power as well, and
     /// later its name. Takes its time: not for the GUI thread. False if anything was not written.
     [[nodiscard]] bool sync();

@@ -11,8 +11,10 @@
 
 namespace {
 
-/// Bytes of an answer that wait for the disk; then the device waits.
-constexpr qint64 mostForTheDisk = 256LL * 1024;
+/// Bytes of an answer that wait for the disk; then its device waits.
+constexpr qint64 mostOfARow = 256LL * 1024;
+/// Bytes of all answers that do; then no further device is asked.
+constexpr qint64 mostOfAllRows = 32LL * 1024 * 1024;
 
 QString canceledText()
 {
@@ -37,6 +39,7 @@ void Transfer::start(const QList<DeviceAccess> &devices, const Operation &operat
     m_next = 0;
     m_rows.clear();
     // A new one: that of the run before may hang in a directory that was the wrong one.
+    m_waitingForDisk = 0;
     m_disk = operation.suffix.isEmpty() ? nullptr : std::make_unique<DiskThread>(operation.directory);
     for (const DeviceAccess &device : devices) {
         m_rows.emplace_back().device = device;
@@ -47,7 +50,7 @@ void Transfer::start(const QList<DeviceAccess> &devices, const Operation &operat
 
 bool Transfer::startNext()
 {
-    if (m_next == m_rows.size()) {
+    if (m_next == m_rows.size() || m_waitingForDisk > mostOfAllRows) {
         return false;
     }
     const auto index = static_cast<int>(m_next);
@@ -70,27 +73,31 @@ void Transfer::openFile(int index)
 {
     Row &row = rowAt(index);
     row.file = std::make_unique<BackgroundFile>(
-        *m_disk, m_operation.directory, OutputName{row.device.hostname, row.device.mac, m_operation.suffix});
+        *m_disk, m_operation.directory, OutputName{row.device.hostname, row.device.mac, m_operation.suffix},
+        this);
     connect(row.file.get(), &BackgroundFile::taken, this,
-            [this, index](bool good) { fileWritten(index, good); });
+            [this, index](qint64 bytes, bool good) { fileWritten(index, bytes, good); });
     connect(row.file.get(), &BackgroundFile::committed, this,
             [this, index](bool good) { endWritten(index, good); });
 }
 
 void Transfer::takePiece(Row &row)
 {
-    if (row.isKept || (row.file && row.file->waiting() > mostForTheDisk && row.reply->isRunning())) {
+    if (row.isKept || (row.file && row.file->waiting() > mostOfARow && row.reply->isRunning())) {
         return;
     }
     // Read in any case: also a page that explains an error has to come to its end.
     const QByteArray piece = deviceprotocol::takeArrived(row.reply);
     if (row.file && !piece.isEmpty() && deviceprotocol::isSuccess(deviceprotocol::status(row.reply))) {
+        m_waitingForDisk += piece.size();
         row.file->write(piece);
     }
 }
 
-void Transfer::fileWritten(int index, bool good)
+void Transfer::fileWritten(int index, qint64 bytes, bool good)
 {
+    m_waitingForDisk -= bytes;
+    m_pace.schedule();
     Row &row = rowAt(index);
     if (row.isKept) {
         return;
@@ -166,7 +173,9 @@ void Transfer::endRow(int index, const QString &text, Mark mark)
     Row &row = rowAt(index);
     if (row.file) {
         // Later: this may be one of its signals.
+        m_waitingForDisk -= row.file->waiting();
         row.file->disconnect(this);
+        row.file->leave();
         row.file.release()->deleteLater();
     }
     row.hasEnded = true;
@@ -189,12 +198,13 @@ void Transfer::cancel()
 {
     m_canceled = true;
     m_pace.stop();
+    m_next = m_rows.size();
     for (std::size_t i = 0; i < m_rows.size(); ++i) {
         const Row &row = m_rows[i];
         if (row.reply && !row.isKept) {
             // Ends the row by way of its handlers.
             row.reply->abort();
-        } else if (!row.hasEnded) {
+        } else if (!row.hasEnded && (!row.isKept || row.file->revoke())) {
             endRow(static_cast<int>(i), canceledText(), Mark::Bad);
         }
     }

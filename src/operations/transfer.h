@@ -70,7 +70,7 @@ private:
     bool startNext();
     void openFile(int index);
     void takePiece(Row &row);
-    void fileWritten(int index, bool good);
+    void fileWritten(int index, qint64 bytes, bool good);
     bool checkReply(int index);
     void requestFinished(int index);
     void endWritten(int index, bool good);
@@ -80,6 +80,8 @@ private:
     Operation m_operation;
     /// Null where nothing is kept.
     std::unique_ptr<DiskThread> m_disk;
+    /// Bytes of all rows that it hasn't taken yet.
+    qint64 m_waitingForDisk = 0;
     std::vector<Row> m_rows;
     std::size_t m_next = 0;
     std::size_t m_finishedCount = 0;

@@ -1,14 +1,20 @@
 #include "disktrouble.h"
 #include "operations/outputfile.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSysInfo>
 #include <QTemporaryDir>
+#include <QUrl>
 #include <QtTest>
 
+#include <csignal>
 #include <memory>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -63,6 +69,17 @@ QStringList everythingBelow(const QString &directory)
     return names;
 }
 
+/// It has been, and nobody else has its number yet.
+pid_t processThatIsGone()
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    return child;
+}
+
 } // namespace
 
 class TestOutputFile : public QObject
@@ -80,6 +97,9 @@ private slots:
     void isAbsentUntilItIsWhole();
     void isGoneIfNotCommitted_data();
     void isGoneIfNotCommitted();
+    void removesLeftovers_data();
+    void removesLeftovers();
+    void removesWhatAKilledProcessLeft();
     void makesAnEmptyFileOfNothing();
     void createsNothingBeforeTheFirstPiece();
     void takesAHostNameAsItStands_data();
@@ -244,6 +264,49 @@ void TestOutputFile::isGoneIfNotCommitted()
         file.write(QByteArray(size, 'x'));
         QCOMPARE(everythingBelow(directory()).size(), 1);
     }
+    QCOMPARE(everything(), nothing);
+}
+
+void TestOutputFile::removesLeftovers_data()
+{
+    QTest::addColumn<QString>("name");
+    const QString here = QLatin1String(".nembra-") +
+                         QString::fromLatin1(QUrl::toPercentEncoding(QSysInfo::machineHostName())) +
+                         QLatin1Char('-');
+    const QString rest = QStringLiteral("-0123456789abcdef0123456789abcdef.part");
+    const QString gone = QString::number(processThatIsGone());
+
+    QTest::newRow("of this process") << here + QString::number(QCoreApplication::applicationPid()) + rest;
+    QTest::newRow("of another one that runs") << here + QString::number(getppid()) + rest;
+    QTest::newRow("of another computer") << QLatin1String(".nembra-elsewhere-") + gone + rest;
+    QTest::newRow("of no process") << here + QLatin1String("x") + rest;
+    QTest::newRow("of process 0") << here + QLatin1String("0") + rest;
+    QTest::newRow("of a number that is none") << here + QLatin1String("-1") + rest;
+    QTest::newRow("not a part") << here + gone + QLatin1String("-0123456789abcdef0123456789abcdef.qini");
+    QTest::newRow("not ours") << QLatin1String(".other-") + gone + rest;
+    QTest::newRow("not hidden") << here.mid(1) + gone + rest;
+}
+
+void TestOutputFile::removesLeftovers()
+{
+    QFETCH(QString, name);
+    QFile file(QDir(directory()).filePath(name));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    OutputFile::removeLeftovers(directory());
+    QCOMPARE(everythingBelow(directory()), QStringList{name});
+}
+
+void TestOutputFile::removesWhatAKilledProcessLeft()
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        OutputFile file(directory(), nameOf(usualHostname));
+        file.write("some of it");
+        raise(SIGKILL);
+    }
+    QCOMPARE(waitpid(child, nullptr, 0), child);
+    QCOMPARE(everythingBelow(directory()).size(), 1);
+    OutputFile::removeLeftovers(directory());
     QCOMPARE(everything(), nothing);
 }
 
