@@ -66,6 +66,21 @@ QDateTime readTime(const json::Value &secondsSinceEpoch)
     return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch.text().toLongLong());
 }
 
+/// Where the texts of one answer go, until there are too many of them.
+class KeptTexts final
+{
+public:
+    QString keep(const QString &text)
+    {
+        QString kept = text.left(m_room);
+        m_room -= kept.size();
+        return kept;
+    }
+
+private:
+    int m_room = maximumKeptText;
+};
+
 } // namespace
 
 QByteArray queryTemplate()
@@ -99,25 +114,27 @@ std::optional<DeviceInfo> parseAnswer(const QByteArray &answer, bool preferExten
     }
     const json::Value &object = *document;
     DeviceInfo info;
-    for (std::size_t i = 0; i < deviceColumns.size(); ++i) {
-        if (deviceColumns[i].informationTemplate) {
-            info.texts[i] = withDegreeSign(object[deviceColumns[i].header].text());
-        }
-    }
+    KeptTexts texts;
     for (std::size_t i = 0; i < info.sensors.size(); ++i) {
         const json::Value sensor = object[deviceColumns[Column::Sensor1 + i].header];
         if (sensor.exists()) {
             info.sensors[i] = readSensor(sensor, preferExtended);
+            info.sensors[i]->text = texts.keep(info.sensors[i]->text);
         }
     }
     info.uptime = readUptime(object["uptime"]);
     // A second interface is a wireless one; which addresses they have doesn't matter here.
     const bool wireless = object["netiftab"].size() > 1;
-    info.deviceType =
-        (wireless ? QStringLiteral("Nembra WLAN ") : QStringLiteral("Nembra ")) + object["dev_type"].text();
+    info.deviceType = (wireless ? QStringLiteral("Nembra WLAN ") : QStringLiteral("Nembra ")) +
+                      texts.keep(object["dev_type"].text());
     info.loginGroup = object["login_group"].text().toInt();
     info.historyStart = readTime(object["histo_start"]);
     info.deviceTime = readTime(object["systimestamp"]);
+    for (std::size_t i = 0; i < deviceColumns.size(); ++i) {
+        if (deviceColumns[i].informationTemplate) {
+            info.texts[i] = texts.keep(withDegreeSign(object[deviceColumns[i].header].text()));
+        }
+    }
     return info;
 }
 

@@ -17,6 +17,10 @@ namespace deviceinfo {
 /// An answer longer than this is no answer of a device; bytes.
 inline constexpr int maximumAnswerSize = 1024 * 1024;
 
+/// Characters of an answer that are kept, readings first; devices send some hundred. Whoever pretends to be
+/// tens of thousands of devices must not fill the memory with their texts.
+inline constexpr int maximumKeptText = 16384;
+
 /// The body of the information query, UTF-8. The device's template engine fills it and answers with JSON.
 [[nodiscard]] QByteArray queryTemplate();
 

@@ -182,7 +182,7 @@ void DeviceItem::showSensors(const deviceinfo::DeviceInfo &info)
 
 void DeviceItem::showStatus(const QString &text)
 {
-    setText(Column::Status, text);
+    setText(Column::Status, text.left(maximumCellText));
 }
 
 void DeviceItem::showScheme(bool useHttps)

@@ -254,7 +254,6 @@ DeviceItem *MainWindow::itemAt(int row) const
 
 bool MainWindow::selectReachable(QList<Device *> &out, bool needAddress, bool needAnswer)
 {
-    out.clear();
     const QList<DeviceItem *> items = m_rowCounts.selectedRows();
     for (DeviceItem *const item : items) {
         Device &device = item->device();

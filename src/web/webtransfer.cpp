@@ -70,7 +70,6 @@ void WebTransfer::setAddress()
 {
     curl_easy_setopt(m_handle, CURLOPT_URL, m_request.url.constData());
     curl_easy_setopt(m_handle, CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(m_handle, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(m_handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     curl_easy_setopt(m_handle, CURLOPT_NOPROXY, "*");
     // Addresses are numbers: keeping them only costs, and there is no second one to try.

@@ -9,11 +9,14 @@ namespace {
 
 void checkTexts(const deviceinfo::DeviceInfo &info)
 {
+    int kept = 0;
     for (std::size_t column = 0; column < info.texts.size(); ++column) {
         require(deviceColumns[column].informationTemplate != nullptr || info.texts[column].isEmpty(),
                 "only a column with a template has a text");
         require(!info.texts[column].contains(QLatin1String("&deg;")), "no degree sign is left in HTML");
+        kept += info.texts[column].size();
     }
+    require(kept <= deviceinfo::maximumKeptText, "an answer takes no more memory than it may");
 }
 
 void checkSensors(const deviceinfo::DeviceInfo &info)

@@ -127,6 +127,7 @@ private slots:
     void announcesNoCell();
     void paintsABurstAFewTimes();
     void showsAChangeWhenAtRest();
+    void showsAnAgeWhenAtRest();
     void paintsTheWholeOfASingleRow();
     void paintsItsHeaderWithoutLookingAtRows();
     void paintsLongTextsAsTheirBeginning();
@@ -534,6 +535,19 @@ void TestDeviceList::showsAChangeWhenAtRest()
     PaintCounter paints(*m_list);
     m_list->topLevelItem(0)->setText(Column::Status, QStringLiteral("404 Not Found"));
     // Turns of the event loop that take no time.
+    for (int turn = 0; turn < 5; ++turn) {
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(paints.count(), 1);
+}
+
+void TestDeviceList::showsAnAgeWhenAtRest()
+{
+    fill();
+    show();
+    QTest::qWait(100); // Longer than the pause between two paints.
+    PaintCounter paints(*m_list);
+    static_cast<DeviceItem *>(m_list->topLevelItem(0))->device().addAge(1);
     for (int turn = 0; turn < 5; ++turn) {
         QCoreApplication::processEvents();
     }

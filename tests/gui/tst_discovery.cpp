@@ -2,6 +2,7 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QNetworkProxy>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTimer>
@@ -348,6 +349,7 @@ private slots:
     void asksInEitherState() const;
     void leavesNoSocketBehind() const;
     void logsEachBroadcast() const;
+    void asksNoProxy();
     void broadcastsAnything_data();
     void broadcastsAnything() const;
     void sendsOrders() const;
@@ -642,6 +644,20 @@ void TestDiscovery::logsEachBroadcast() const
         QStringLiteral("0 Broadcast 128 bytes to 10.77.255.255 via 10.77.0.1"),
     };
     QCOMPARE(MessageCollector::messages(), expected);
+}
+
+/// A proxy of the whole program is for the world outside.
+void TestDiscovery::asksNoProxy()
+{
+    QNetworkProxy::setApplicationProxy(
+        QNetworkProxy(QNetworkProxy::Socks5Proxy, QStringLiteral("127.0.0.1"), 1));
+    const auto restore = qScopeGuard([] { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); });
+    Watcher watcher(m_port);
+    Discovery discovery(m_port);
+    listen(&discovery);
+    QCOMPARE(socketsOn(m_port).size(), 2);
+    discovery.refresh();
+    QTRY_COMPARE(watcher.seen().size(), 2);
 }
 
 void TestDiscovery::broadcastsAnything_data()

@@ -67,6 +67,8 @@ class TestSavedState : public QObject
     Q_OBJECT
 
 private slots:
+    void readsFonts_data();
+    void readsFonts();
     void takesTheHeadersThatQtWrites_data();
     void takesTheHeadersThatQtWrites();
     void restoresTheHeadersOfOtherVersions_data();
@@ -83,6 +85,33 @@ private slots:
     void takesNoOtherWindow();
     void takesNoWindowThatQtCannotRestore();
 };
+
+void TestSavedState::readsFonts_data()
+{
+    QTest::addColumn<QString>("description");
+    QTest::addColumn<int>("points");
+    QTest::addColumn<int>("shown");
+    QTest::newRow("nothing stored") << QString() << 12 << 12;
+    QTest::newRow("no size") << QString() << 0 << 9;
+    QTest::newRow("below all sizes") << QString() << -1 << 9;
+    QTest::newRow("the biggest size") << QString() << 512 << 512;
+    QTest::newRow("beyond it") << QString() << 513 << 9;
+    QTest::newRow("a description") << QStringLiteral("Sans,15,-1,5,50,0,0,0,0,0") << 12 << 15;
+    QTest::newRow("of the biggest size") << QStringLiteral("Sans,512,-1,5,50,0,0,0,0,0") << 12 << 512;
+    QTest::newRow("of one beyond") << QStringLiteral("Sans,513,-1,5,50,0,0,0,0,0") << 12 << 12;
+    QTest::newRow("of the biggest pixels") << QStringLiteral("Sans,-1,512,5,50,0,0,0,0,0") << 12 << 512;
+    QTest::newRow("of pixels beyond") << QStringLiteral("Sans,-1,513,5,50,0,0,0,0,0") << 12 << 12;
+    QTest::newRow("of no size") << QStringLiteral("Sans,-1,-1,5,50,0,0,0,0,0") << 12 << 12;
+    QTest::newRow("of nothing") << QStringLiteral("a,b") << 12 << 12;
+}
+
+void TestSavedState::readsFonts()
+{
+    QFETCH(QString, description);
+    QFETCH(int, points);
+    const QFont font = savedstate::fontOf(description, points, QFont());
+    QTEST(font.pixelSize() > 0 ? font.pixelSize() : font.pointSize(), "shown");
+}
 
 void TestSavedState::takesTheHeadersThatQtWrites_data()
 {

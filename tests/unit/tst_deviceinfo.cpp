@@ -104,7 +104,7 @@ private slots:
     void ignoresUnknownKeys();
     void readsTextsAsTheyAre_data();
     void readsTextsAsTheyAre();
-    void readsHugeAnswers();
+    void keepsABoundedPartOfAHugeAnswer();
 
     void readsSensors_data();
     void readsSensors();
@@ -411,12 +411,18 @@ void TestDeviceInfo::readsTextsAsTheyAre()
     QTEST(text(parsed("{\"Location\": \"" + location + "\"}"), 16), "shown");
 }
 
-void TestDeviceInfo::readsHugeAnswers()
+void TestDeviceInfo::keepsABoundedPartOfAHugeAnswer()
 {
     const QByteArray value(900 * 1024, 'x');
-    const DeviceInfo info = parsed(R"({"Location": ")" + value + R"(", "Version": "2.4.1"})");
-    QCOMPARE(text(info, 16).size(), 900 * 1024);
+    const DeviceInfo info = parsed(R"({"Location": ")" + value +
+                                   R"(", "Contact": "me", "Version": "2.4.1", "dev_type": "XY2", )" +
+                                   R"("Sensor 4": {"v": "21.5", "u": "C", "s": "0"}})");
     QCOMPARE(text(info, 7), utf8("2.4.1"));
+    QCOMPARE(info.deviceType, utf8("Nembra XY2"));
+    QCOMPARE(info.sensors[3]->text, utf8("21.5 C"));
+    // What is left for it, and nothing for what comes behind.
+    QCOMPARE(text(info, 16).size(), 16384 - 5 - 3 - 6);
+    QCOMPARE(text(info, 17), QString());
     QCOMPARE(deviceinfo::maximumAnswerSize, 1048576);
 }
 

@@ -67,6 +67,7 @@ private slots:
     void tellsAsWritten();
     void leavesAMissingReasonEmpty();
     void sendsCookiesBack();
+    void namesItsRequest();
 };
 
 void TestWebAnswers::tellsWhatQtTells_data()
@@ -181,6 +182,19 @@ void TestWebAnswers::sendsCookiesBack()
     QVERIFY(!requests[0].contains("Cookie"));
     QVERIFY(requests[1].contains("\r\nCookie: sid=1f2e\r\n"));
     QVERIFY(!requests[2].contains("Cookie"));
+}
+
+void TestWebAnswers::namesItsRequest()
+{
+    const RawPeer peer({"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", RawPeer::End::Close});
+    WebManager manager;
+    QNetworkRequest request(peer.url(QStringLiteral("/a?b")));
+    request.setRawHeader("X-Name", "c");
+    const QNetworkReply *const reply = manager.get(request);
+    QCOMPARE(reply->request(), request);
+    QCOMPARE(reply->url(), request.url());
+    QCOMPARE(reply->operation(), QNetworkAccessManager::GetOperation);
+    QTRY_VERIFY(reply->isFinished());
 }
 
 QTEST_GUILESS_MAIN(TestWebAnswers)

@@ -8,6 +8,8 @@
 #include <QNetworkCookieJar>
 #include <QNetworkProxy>
 #include <QNetworkReply>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QtTest>
 
 #include <algorithm>
@@ -126,6 +128,7 @@ private slots:
     void sendsWhatQtSends();
     void namesTheHostAsQtDoes_data();
     void namesTheHostAsQtDoes();
+    void offersNoOtherProtocol();
 };
 
 void TestWebWire::sendsAsWritten()
@@ -243,6 +246,24 @@ void TestWebWire::namesTheHostAsQtDoes()
     QVERIFY(ours.contains("Host: " + host));
     QCOMPARE(ours, asOurs(sentBy(*qtManager())));
     QCOMPARE(fleet.requests(0).size(), 2U);
+}
+
+/// What old firmware doesn't know it had better not see.
+void TestWebWire::offersNoOtherProtocol()
+{
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QByteArray hello;
+    connect(&server, &QTcpServer::newConnection, this, [&] {
+        QTcpSocket *const socket = server.nextPendingConnection();
+        connect(socket, &QTcpSocket::readyRead, this, [&hello, socket] { hello += socket->readAll(); });
+    });
+    WebManager manager;
+    (void)manager.get(
+        QNetworkRequest(QUrl(QStringLiteral("https://127.0.0.1:%1/").arg(server.serverPort()))));
+    // The length of the record stands in its fourth and fifth byte.
+    QTRY_VERIFY(hello.size() >= 5 && hello.size() >= 5 + hello.mid(3, 2).toHex().toInt(nullptr, 16));
+    QVERIFY(!hello.contains("http/1.1"));
 }
 
 QTEST_GUILESS_MAIN(TestWebWire)
