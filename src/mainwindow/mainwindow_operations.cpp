@@ -193,7 +193,6 @@ void MainWindow::on_actionConfigureDevice_triggered()
     if (dialog.exec() == QDialog::Accepted && dialog.applyTo(record) && mayRestart()) {
         m_discovery->configure(record);
         QTimer::singleShot(restartTime, m_discovery, &Discovery::refresh);
-        updateStatusBarAndMenu();
     }
     dialog.saveGeometrySettings();
 }
