@@ -35,6 +35,13 @@ int threadCount()
     return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
+int descriptorCount()
+{
+    // Without the one that the look itself takes.
+    const QDir descriptors(QStringLiteral("/proc/self/fd"));
+    return descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size() - 1;
+}
+
 int socketCount()
 {
     int count = 0;
@@ -82,6 +89,18 @@ qint64 workOfThread()
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
     return qint64(time.tv_sec) * 1000 + time.tv_nsec / 1000000;
+}
+
+DescriptorLimit::DescriptorLimit(int limit)
+{
+    getrlimit(RLIMIT_NOFILE, &m_before);
+    const rlimit lower{static_cast<rlim_t>(limit), m_before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &lower);
+}
+
+DescriptorLimit::~DescriptorLimit()
+{
+    setrlimit(RLIMIT_NOFILE, &m_before);
 }
 
 } // namespace thisprocess

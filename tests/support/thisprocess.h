@@ -2,10 +2,14 @@
 
 #include <QtGlobal>
 
+#include <sys/resource.h>
+
 /// What the system knows of the process that runs the test.
 namespace thisprocess {
 
 int threadCount();
+/// Descriptors that are open: of files, sockets and whatever else.
+int descriptorCount();
 /// Sockets that are open.
 int socketCount();
 /// Bytes of memory that it occupies; negative if that can't be told.
@@ -19,5 +23,17 @@ bool restartPeakMemory();
 qint64 bytesReceived();
 /// Milliseconds of processor time that the calling thread has used.
 qint64 workOfThread();
+
+/// The process may have so many open descriptors, until the object goes.
+class DescriptorLimit final
+{
+public:
+    explicit DescriptorLimit(int limit);
+    ~DescriptorLimit();
+    Q_DISABLE_COPY_MOVE(DescriptorLimit)
+
+private:
+    rlimit m_before{};
+};
 
 } // namespace thisprocess
