@@ -66,16 +66,28 @@ bool WebEngine::post(Call call)
     return engine;
 }
 
-bool WebEngine::start(WebTransfer *transfer)
+WebError WebEngine::start(WebTransfer *transfer)
 {
     WebEngine *const engine = running();
-    if (engine) {
-        transfer->moveToThread(&engine->m_thread);
+    if (!engine) {
+        return WebError::canceled();
     }
-    return post([transfer](WebEngine &network) {
+    if (!engine->hasThread()) {
+        return WebError::noThread();
+    }
+    transfer->moveToThread(&engine->m_thread);
+    post([transfer](WebEngine &network) {
         network.m_waiting.push_back(transfer);
         network.startWaiting();
     });
+    return {};
+}
+
+bool WebEngine::hasThread()
+{
+    // Where the system had no room for it, there may be some by now.
+    m_thread.start();
+    return m_thread.isRunning();
 }
 
 void WebEngine::bring(WebTransfer *transfer, const QByteArray &piece)

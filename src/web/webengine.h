@@ -1,5 +1,7 @@
 #pragma once
 
+#include "web/weberror.h"
+
 #include <QHash>
 #include <QObject>
 #include <QSet>
@@ -29,9 +31,9 @@ public:
 
     // From any thread.
 
-    /// Sends a transfer's request now, or when a connection is free. It tells by its signal. False at the end
-    /// of the program, when nothing is sent any more.
-    static bool start(WebTransfer *transfer);
+    /// Sends a transfer's request now, or when a connection is free. It tells by its signal. An error if
+    /// nothing is sent: at the end of the program, and where the system has no room for the network thread.
+    static WebError start(WebTransfer *transfer);
     static void bring(WebTransfer *transfer, const QByteArray &piece);
     static void noteRead(WebTransfer *transfer, qint64 bytes);
     /// Ends a transfer, closes its connection if it is in the middle of it, and deletes it.
@@ -61,6 +63,7 @@ private:
     static bool post(Call call);
     static WebEngine *create();
     static void stop();
+    bool hasThread();
 
     // In the network thread.
     static int onSocket(CURL *handle, curl_socket_t socket, int what, void *engine, void *unused);

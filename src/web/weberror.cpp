@@ -62,6 +62,12 @@ WebError WebError::hostNotFound()
     return {QNetworkReply::HostNotFoundError, "QAbstractSocket", "Host not found"};
 }
 
+WebError WebError::noThread()
+{
+    return {QNetworkReply::UnknownNetworkError, "UpdateFirmwareDialog",
+            "The system has no room for another thread"};
+}
+
 WebError WebError::badAnswer()
 {
     return {QNetworkReply::ProtocolFailure, "QHttp", "Data corrupted"};

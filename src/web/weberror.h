@@ -11,7 +11,7 @@ class QUrl;
 struct WebError
 {
     QNetworkReply::NetworkError code = QNetworkReply::NoError;
-    /// Of the text in Qt's translations; both are literals.
+    /// Of the text in the translations, Qt's or ours; both are literals.
     const char *context = nullptr;
     const char *text = nullptr;
     /// English; follows the text. Empty where the text says it all.
@@ -23,6 +23,8 @@ struct WebError
     /// The user of the reply has ended it.
     static WebError canceled();
     static WebError hostNotFound();
+    /// The network thread couldn't be started.
+    static WebError noThread();
     /// What the peer sends is no HTTP, or more of it than is reasonable.
     static WebError badAnswer();
     static WebError connectionClosed();

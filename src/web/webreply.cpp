@@ -114,11 +114,11 @@ void WebReply::start(WebRequest request)
     const bool isNumeric = address.protocol() == QAbstractSocket::IPv4Protocol;
     auto transfer = std::make_unique<WebTransfer>(std::move(request));
     connect(transfer.get(), &WebTransfer::news, this, &WebReply::take, Qt::QueuedConnection);
-    if (isNumeric && WebEngine::start(transfer.get())) {
+    const WebError error = isNumeric ? WebEngine::start(transfer.get()) : WebError::hostNotFound();
+    if (!error) {
         m_transfer = transfer.release();
         return;
     }
-    const WebError error = isNumeric ? WebError::canceled() : WebError::hostNotFound();
     QMetaObject::invokeMethod(
         this, [this, error] { fail(error); }, Qt::QueuedConnection);
 }
