@@ -75,7 +75,11 @@ void Discovery::closeReceiver()
 
 void Discovery::bindReceiver()
 {
-    m_receiveSocket.bind(QHostAddress::AnyIPv4, m_port, QAbstractSocket::ShareAddress);
+    if (!m_receiveSocket.bind(QHostAddress::AnyIPv4, m_port, QAbstractSocket::ShareAddress)) {
+        qDebug() << "Discovery port" << m_port << m_receiveSocket.errorString();
+        m_receiveSocket.close();
+        return;
+    }
     m_receiveSocket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, receiveBufferSize);
     qDebug() << "Discovery port" << m_port << "receive buffer"
              << m_receiveSocket.socketOption(QAbstractSocket::ReceiveBufferSizeSocketOption).toInt()
@@ -84,6 +88,10 @@ void Discovery::bindReceiver()
 
 void Discovery::refresh()
 {
+    if (m_listening && m_receiveSocket.state() != QAbstractSocket::BoundState) {
+        // It failed for a reason that may be gone by now.
+        bindReceiver();
+    }
     broadcast(DiscoveryDevice::requestDatagram());
 }
 
