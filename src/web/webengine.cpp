@@ -355,5 +355,9 @@ int WebEngine::connectionsThatFit()
     constexpr int perConnection = 2;
     constexpr int reserved = 256;
     constexpr int fewest = 32;
-    return std::clamp((descriptorLimit() - reserved) / perConnection, fewest, weblimits::openConnections);
+    // Where there is next to nothing, the program itself needs half of it.
+    constexpr int leastShare = 8;
+    const int limit = descriptorLimit();
+    return std::clamp((limit - reserved) / perConnection, std::clamp(limit / leastShare, 1, fewest),
+                      weblimits::openConnections);
 }

@@ -18,7 +18,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <sys/resource.h>
 #include <vector>
 
 namespace {
@@ -64,23 +63,6 @@ bool loopUntil(const std::function<bool()> &condition)
     loop.exec();
     return condition();
 }
-
-/// The process may have so many open files, until the object goes.
-class DescriptorLimit final
-{
-public:
-    explicit DescriptorLimit(rlim_t limit)
-    {
-        getrlimit(RLIMIT_NOFILE, &m_before);
-        const rlimit lower{limit, m_before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &lower);
-    }
-    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &m_before); }
-    Q_DISABLE_COPY_MOVE(DescriptorLimit)
-
-private:
-    rlimit m_before{};
-};
 
 } // namespace
 
@@ -204,7 +186,7 @@ void TestTransferLimits::makesDoWithFewDescriptors()
     QFETCH(Operation, operation);
     QFETCH(int, files);
     start(R"({"fleet": {"delay_ms": 20}, "groups": [{"count": 300, "anonymous_level": 3}]})", 300);
-    const DescriptorLimit limit(400);
+    const thisprocess::DescriptorLimit limit(400);
     run(operation, [](DialogUser &user) {
         QTRY_VERIFY_WITH_TIMEOUT(!user.button("pushButtonCancel").isEnabled(), patience);
         QCOMPARE(user.statuses().count(QStringLiteral("Finished, #00ff00")), 300);
@@ -215,7 +197,7 @@ void TestTransferLimits::makesDoWithFewDescriptors()
 void TestTransferLimits::cancelsWithFewDescriptors()
 {
     start(R"({"groups": [{"count": 300, "anonymous_level": 3}], "faults": [{"kind": "hang"}]})", 300);
-    const DescriptorLimit limit(400);
+    const thisprocess::DescriptorLimit limit(400);
     run(Operation::Download, [](DialogUser &user) {
         // More don't fit at a time: a quarter of them is 72, besides what the process always has.
         QTRY_VERIFY_WITH_TIMEOUT(thisprocess::socketCount() >= 72, patience);
