@@ -2,6 +2,7 @@
 
 #include "ui_updatefirmwaredialog.h"
 
+#include "common/descriptorlimit.h"
 #include "common/settings.h"
 #include "device/device.h"
 #include "discovery/discovery.h"
@@ -13,6 +14,7 @@
 #include <QProgressBar>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <chrono>
 
 using namespace std::chrono_literals;
@@ -26,6 +28,16 @@ constexpr int progressEnd = 100;
 constexpr std::chrono::milliseconds refreshInterval = 1s;
 
 const QLatin1String firmwareUrl("https://www.ostrel.example/nembra/firmware");
+
+/// The updates that the process has descriptors for. The toolkit ends the program where a thread gets none
+/// for its event loop.
+int updatesThatFit()
+{
+    // For the event loop, the image, the connection and the configuration that is kept.
+    constexpr int perUpdate = 4;
+    constexpr int reserved = 48;
+    return std::max((descriptorLimit() - reserved) / perUpdate, 1);
+}
 
 } // namespace
 
@@ -94,8 +106,11 @@ void UpdateFirmwareDialog::on_pushButtonUpdate_clicked()
     }
     // Until then all bars lie upon each other, and the first step of each one would paint them all.
     ui->tableWidget->doItemsLayout();
+    const int fitting = updatesThatFit();
     for (UpdateThread *const thread : qAsConst(m_threads)) {
-        thread->start(QThread::InheritPriority);
+        if (thread->row() < fitting) {
+            thread->start(QThread::InheritPriority);
+        }
         if (!thread->isRunning() && !thread->isFinished()) {
             emit thread->message(tr("The system has no room for another thread"));
         }

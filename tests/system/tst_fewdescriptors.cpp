@@ -1,20 +1,29 @@
+#include "common/settings.h"
 #include "device/devicecolumns.h"
 #include "device/deviceitem.h"
 #include "dialogseries.h"
+#include "discovery/discovery.h"
 #include "mainwindow/mainwindow.h"
 #include "operations/networkoperationsdialog.h"
+#include "operations/updatefirmwaredialog.h"
 #include "testenvironment.h"
 #include "thisprocess.h"
 #include "windowbench.h"
 
+#include <QCheckBox>
 #include <QDir>
 #include <QFile>
 #include <QLoggingCategory>
 #include <QProcess>
+#include <QPushButton>
+#include <QTableWidget>
 #include <QtTest>
 
+#include <algorithm>
+#include <chrono>
 #include <memory>
 
+using namespace std::chrono_literals;
 using namespace dialogstep;
 using thisprocess::DescriptorLimit;
 
@@ -48,6 +57,7 @@ private slots:
 
     void asksAll();
     void downloadsFromAll();
+    void updatesSome();
 
 private:
     bool haveAllAnswered() const;
@@ -149,6 +159,40 @@ void TestFewDescriptors::downloadsFromAll()
     QVERIFY2(told.filter(QStringLiteral(": Finished")).size() == count,
              qPrintable(told.join(QLatin1Char('|'))));
     QCOMPARE(QDir(outputDirectory()).entryList(QDir::Files | QDir::Hidden).size(), count);
+}
+
+void TestFewDescriptors::updatesSome()
+{
+    constexpr int count = 50;
+    QVERIFY(askAll());
+    const QString image = m_environment->path(QStringLiteral("image.bin"));
+    {
+        QFile file(image);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("version=7.8.9\nimage") > 0);
+    }
+    settings::store().setValue(QStringLiteral("ConfigDir"), outputDirectory());
+    settings::store().setValue(QStringLiteral("FirmwareDir"), image);
+    auto *const discovery = m_bench->window().findChild<Discovery *>();
+    UpdateFirmwareDialog dialog(firstDevices(count), *discovery, &m_bench->window());
+    dialog.setRestartTime(20ms);
+    in<QCheckBox>(&dialog, "checkBoxSaveConfig")->setChecked(true);
+    dialog.show();
+    in<QPushButton>(&dialog, "pushButtonUpdate")->click();
+    const QList<UpdateThread *> threads = dialog.findChildren<UpdateThread *>();
+    QCOMPARE(threads.size(), count);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        std::none_of(threads.begin(), threads.end(), [](const UpdateThread *t) { return t->isRunning(); }),
+        patience);
+    QCoreApplication::sendPostedEvents();
+    QStringList told;
+    for (int row = 0; row < count; ++row) {
+        told += in<QTableWidget>(&dialog, "tableWidget")->item(row, 1)->text();
+    }
+    const int finished = told.count(QStringLiteral("Finished"));
+    const int refused = told.count(QStringLiteral("The system has no room for another thread"));
+    const QByteArray seen = told.join(QLatin1Char('|')).toUtf8();
+    QVERIFY2(finished > 0 && finished + refused == count, seen.constData());
+    QCOMPARE(QDir(outputDirectory()).entryList(QDir::Files | QDir::Hidden).size(), finished);
 }
 
 NEMBRA_GUI_TEST_MAIN(TestFewDescriptors)
