@@ -1,10 +1,72 @@
 #include "common/settings.h"
 
+#include <QDebug>
+#include <QEvent>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace settings {
 
 namespace {
+
+std::filesystem::path pathOf(const QString &file)
+{
+    return QFile::encodeName(file).toStdString();
+}
+
+/// The toolkit writes the file whenever something has changed. It doesn't notice where a full disk takes only
+/// a part, or nothing, and puts that in the place of the old file. So the old one stays until the new one was
+/// looked at.
+class Store final : public QSettings
+{
+public:
+    using QSettings::QSettings;
+
+protected:
+    bool event(QEvent *event) override
+    {
+        const QString file = QFileInfo(fileName()).canonicalFilePath();
+        if (event->type() != QEvent::UpdateRequest || file.isEmpty()) {
+            return QSettings::event(event);
+        }
+        const std::filesystem::path old = pathOf(file + QLatin1String(".old"));
+        std::error_code error;
+        std::filesystem::remove(old, error);
+        // A second name for it takes no room. A disk that knows none has to do without.
+        std::filesystem::create_hard_link(pathOf(file), old, error);
+        const bool isTaken = QSettings::event(event);
+        if (!error && !isWhole(file)) {
+            qDebug() << "Can't write" << file;
+            std::filesystem::rename(old, pathOf(file), error);
+        }
+        std::filesystem::remove(old, error);
+        return isTaken;
+    }
+
+private:
+    /// Whether the file has a line for each key that it should have.
+    bool isWhole(const QString &path)
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly)) {
+            return false;
+        }
+        // Only what is in this file.
+        setFallbacksEnabled(false);
+        const int keys = allKeys().size();
+        setFallbacksEnabled(true);
+        const QList<QByteArray> lines = file.readAll().split('\n');
+        const auto entries = std::count_if(lines.begin(), lines.end(), [](const QByteArray &line) {
+            return !line.isEmpty() && !line.startsWith('[');
+        });
+        return lines.last().isEmpty() && entries >= keys;
+    }
+};
 
 std::unique_ptr<QSettings> &instance()
 {
@@ -18,8 +80,8 @@ std::unique_ptr<QSettings> &instance()
 void open(const QString &file)
 {
     QSettings::setDefaultFormat(QSettings::IniFormat);
-    instance() = file.isEmpty() ? std::make_unique<QSettings>()
-                                : std::make_unique<QSettings>(file, QSettings::IniFormat);
+    instance() =
+        file.isEmpty() ? std::make_unique<Store>() : std::make_unique<Store>(file, QSettings::IniFormat);
 }
 
 QSettings &store()

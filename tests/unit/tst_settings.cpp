@@ -1,11 +1,26 @@
 #include "common/settings.h"
+#include "disktrouble.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <memory>
 #include <type_traits>
+
+namespace {
+
+/// As long as the settings of a window are.
+const QByteArray longSettings = "[General]\nLanguage=de\nLong=" + QByteArray(2000, 'x') + "\n";
+
+/// Has the toolkit write what has changed, as it does when the event loop turns.
+void turn()
+{
+    QCoreApplication::sendPostedEvents(&settings::store(), QEvent::UpdateRequest);
+}
+
+} // namespace
 
 class TestSettings : public QObject
 {
@@ -33,11 +48,19 @@ private slots:
     void opensTheUsersOwnFile();
     void survivesAFileThatIsNone();
     void forgetsEverythingWhenCleared();
+    void keepsTheFileOnAFullDisk_data();
+    void keepsTheFileOnAFullDisk();
+    void keepsAFileBehindALinkOnAFullDisk();
+    void writesAgainAsSoonAsThereIsRoom();
 
 private:
     QString file() const { return m_directory->filePath(QStringLiteral("settings.ini")); }
     void write(const QByteArray &content) const;
     QByteArray written() const;
+    QStringList fileNames() const
+    {
+        return QDir(m_directory->path()).entryList(QDir::Files | QDir::Hidden | QDir::System);
+    }
 
     std::unique_ptr<QTemporaryDir> m_directory;
 };
@@ -308,6 +331,66 @@ void TestSettings::forgetsEverythingWhenCleared()
     QCOMPARE(settings::value(settings::language), QString());
     QCOMPARE(settings::value(settings::iconSize), 22);
     QCOMPARE(written(), QByteArray());
+}
+
+void TestSettings::keepsTheFileOnAFullDisk_data()
+{
+    QTest::addColumn<int>("room");
+    // Some hundred are for the lock that others see.
+    QTest::newRow("for next to nothing") << 500;
+    QTest::newRow("for nearly all of it") << 2000;
+}
+
+void TestSettings::keepsTheFileOnAFullDisk()
+{
+    QFETCH(int, room);
+    write(longSettings);
+    {
+        const FileSizeLimit limit(room);
+        settings::setValue(settings::scanPort, 12345);
+        turn();
+    }
+    QFile ini(file());
+    QVERIFY(ini.open(QIODevice::ReadOnly));
+    QCOMPARE(ini.readAll(), longSettings);
+    QCOMPARE(fileNames(), QStringList{QStringLiteral("settings.ini")});
+}
+
+void TestSettings::keepsAFileBehindALinkOnAFullDisk()
+{
+    write(longSettings);
+    settings::open(QString());
+    const QString target = m_directory->filePath(QStringLiteral("elsewhere.ini"));
+    QVERIFY(QFile::rename(file(), target));
+    QVERIFY(QFile::link(target, file()));
+    settings::open(file());
+    {
+        const FileSizeLimit limit(500);
+        settings::setValue(settings::scanPort, 12345);
+        turn();
+    }
+    QCOMPARE(QFileInfo(file()).symLinkTarget(), target);
+    QFile ini(target);
+    QVERIFY(ini.open(QIODevice::ReadOnly));
+    QCOMPARE(ini.readAll(), longSettings);
+    QCOMPARE(fileNames(), QStringList({QStringLiteral("elsewhere.ini"), QStringLiteral("settings.ini")}));
+}
+
+void TestSettings::writesAgainAsSoonAsThereIsRoom()
+{
+    write(longSettings);
+    {
+        const FileSizeLimit limit(500);
+        settings::setValue(settings::scanPort, 12345);
+        turn();
+    }
+    settings::setValue(settings::iconSize, 44);
+    turn();
+    QFile ini(file());
+    QVERIFY(ini.open(QIODevice::ReadOnly));
+    const QByteArray content = ini.readAll();
+    QVERIFY2(content.contains("Language=de\n") && content.contains("IconSize=44\n"), content.constData());
+    QCOMPARE(fileNames(), QStringList{QStringLiteral("settings.ini")});
 }
 
 QTEST_GUILESS_MAIN(TestSettings)
