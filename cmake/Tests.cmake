@@ -16,7 +16,8 @@ endif()
 # They are started first: what takes longest must not come last.
 set(NEMBRA_LONG_TESTS
     tst_program tst_updatefirmwaredialog tst_giveupage tst_updatethread_waits tst_updatethread tst_loglist_bursts
-    tst_loglist_lines tst_hostilesettings tst_webuploads tst_transferlimits tst_devicelogin tst_mainwindow_firmware)
+    tst_loglist_lines tst_hostilesettings tst_webuploads tst_transferlimits tst_devicelogin tst_mainwindow_firmware
+    tst_torture_window tst_torture_transfers tst_torture_update)
 
 function(nembra_set_test_environment name)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
@@ -46,7 +47,7 @@ endfunction()
 function(nembra_add_test name)
     add_executable(${name} ${name}.cpp)
     target_link_libraries(${name} PRIVATE nembra_test_options ${ARGN} Qt5::Test)
-    if(ARGN MATCHES "nembrahub_gui|nembrahub_app|nembra_test_support|nembra_test_transfers")
+    if(ARGN MATCHES "nembrahub_gui|nembrahub_app|nembra_test_support|nembra_test_transfers|nembra_test_torture")
         target_precompile_headers(${name} REUSE_FROM nembra_test_support)
     elseif(ARGN MATCHES "nembrahub_core")
         target_precompile_headers(${name} REUSE_FROM nembra_test_peers)
