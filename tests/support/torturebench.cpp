@@ -239,9 +239,6 @@ QString TortureBench::failAt(const Action &action, Call call, int number, int in
                         .arg(QLatin1String(failingcalls::nameOf(call)))
                         .arg(number)
                         .arg(inARow);
-    if (qEnvironmentVariableIsSet("TORTURE_TRACE")) {
-        qInfo().noquote() << place;
-    }
     action.prepare();
     failingcalls::fail(call, number, inARow);
     const QStringList outcome = action.run();
