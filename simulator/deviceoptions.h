@@ -22,9 +22,9 @@ using Address = std::uint32_t;
 [[nodiscard]] std::string macText(const MacAddress &mac);
 [[nodiscard]] std::optional<MacAddress> macFromText(std::string_view text);
 
-/// How the device's HTTPS side behaves. The small keys and the old versions are what devices in the field
-/// have.
-enum class TlsMode { Modern, Tls10Only, Tls11Only, Rsa1024, Rsa512 };
+/// How the device's HTTPS side behaves. The small keys, the old versions and the certificates that have
+/// expired or name another host are what devices in the field have.
+enum class TlsMode { Modern, Tls10Only, Tls11Only, Rsa1024, Rsa512, Expired, OtherName };
 
 /// An account of the device. Levels: 0 nothing, 1 read data, 2 also read the configuration, 3 also write it.
 struct User

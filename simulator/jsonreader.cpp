@@ -120,14 +120,14 @@ void JsonReader::read(const char *key, TlsMode &target)
     if (!value) {
         return;
     }
-    static const std::map<std::string, TlsMode> modes{{"modern", TlsMode::Modern},
-                                                      {"tls1.0", TlsMode::Tls10Only},
-                                                      {"tls1.1", TlsMode::Tls11Only},
-                                                      {"rsa1024", TlsMode::Rsa1024},
-                                                      {"rsa512", TlsMode::Rsa512}};
+    static const std::map<std::string, TlsMode> modes{
+        {"modern", TlsMode::Modern},       {"tls1.0", TlsMode::Tls10Only}, {"tls1.1", TlsMode::Tls11Only},
+        {"rsa1024", TlsMode::Rsa1024},     {"rsa512", TlsMode::Rsa512},    {"expired", TlsMode::Expired},
+        {"other-name", TlsMode::OtherName}};
     const auto mode = modes.find(value->is_string() ? value->get<std::string>() : "");
     if (mode == modes.end()) {
-        fail(placeOf(key), R"(must be one of "modern", "tls1.0", "tls1.1", "rsa1024", "rsa512")");
+        fail(placeOf(key),
+             R"(must be one of "modern", "tls1.0", "tls1.1", "rsa1024", "rsa512", "expired", "other-name")");
     }
     target = mode->second;
 }

@@ -57,6 +57,24 @@ INSTANTIATE_TEST_SUITE_P(Tls, TlsModes,
                                          Row{"TinyKey", TlsMode::Rsa512, "TLSv1.2", 512, true}),
                          [](const auto &row) { return std::string(row.param.name); });
 
+TEST(Tls, CertificateCanBeExpiredOrOfAnotherName)
+{
+    Fleet fleet(freePorts());
+    for (const TlsMode mode : {TlsMode::Modern, TlsMode::Expired, TlsMode::OtherName}) {
+        DeviceOptions options;
+        options.tls = mode;
+        fleet.addDevice(options);
+    }
+    fleet.start();
+    for (int device = 0; device < 3; ++device) {
+        const std::unique_ptr<Wire> wire = Visitor(fleet, device, tls).connect();
+        ASSERT_EQ(wire->state(), End::Open);
+        EXPECT_EQ(wire->isCertificateExpired(), device == 1);
+        EXPECT_EQ(wire->certificateName(), device == 2 ? "elsewhere.example" : "Nembra device");
+        EXPECT_EQ(wire->tlsVersion(), "TLSv1.3");
+    }
+}
+
 TEST(Tls, PlainTextOnTheTlsPortEndsTheConnection)
 {
     Fleet fleet(freePorts());

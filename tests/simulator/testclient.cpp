@@ -118,6 +118,16 @@ bool mayBeComplete(const Reply &reply)
 
 } // namespace
 
+namespace {
+
+std::string lastTlsReason()
+{
+    const char *const reason = ERR_reason_error_string(ERR_peek_last_error());
+    return reason ? reason : "";
+}
+
+} // namespace
+
 std::ostream &operator<<(std::ostream &stream, End end)
 {
     static const std::array<const char *, 7> names{"open",    "closed",      "reset", "refused",
@@ -183,6 +193,7 @@ void Wire::handshake(const Security &security)
     const int error = SSL_get_error(m_tls, result);
     const bool isLate = error == SSL_ERROR_WANT_READ || (error == SSL_ERROR_SYSCALL && errno == EAGAIN);
     m_end = isLate ? End::Timeout : End::TlsFailure;
+    m_tlsReason = lastTlsReason();
 }
 
 void Wire::send(const std::string &bytes)
@@ -206,6 +217,7 @@ std::string Wire::receive()
     if (m_end != End::Open) {
         return {};
     }
+    ERR_clear_error();
     errno = 0;
     const ssize_t size = m_tls ? SSL_read(m_tls, bytes.data(), static_cast<int>(bytes.size()))
                                : ::recv(m_descriptor, bytes.data(), bytes.size(), 0);
@@ -213,6 +225,7 @@ std::string Wire::receive()
         bytes.resize(static_cast<std::size_t>(size));
         return bytes;
     }
+    m_tlsReason = lastTlsReason();
     if (errno == EAGAIN) {
         m_end = End::Timeout;
     } else if (errno == ECONNRESET) {
@@ -236,6 +249,23 @@ Reply Wire::reply(std::size_t limit)
     reply.end = reply.raw.size() >= limit ? End::Limit : m_end;
     parse(reply);
     return reply;
+}
+
+std::string Wire::certificateName() const
+{
+    X509 *certificate = SSL_get1_peer_certificate(m_tls);
+    std::array<char, 256> name{};
+    X509_NAME_get_text_by_NID(X509_get_subject_name(certificate), NID_commonName, name.data(), name.size());
+    X509_free(certificate);
+    return name.data();
+}
+
+bool Wire::isCertificateExpired() const
+{
+    X509 *certificate = SSL_get1_peer_certificate(m_tls);
+    const bool isExpired = X509_cmp_current_time(X509_get0_notAfter(certificate)) < 0;
+    X509_free(certificate);
+    return isExpired;
 }
 
 int Wire::keyBits() const

@@ -79,6 +79,11 @@ public:
     [[nodiscard]] std::string receive();
     /// A whole answer; of an endless one `limit` bytes.
     [[nodiscard]] Reply reply(std::size_t limit = 64U << 20U);
+    /// What the TLS library says of the last failure: "sslv3 alert handshake failure".
+    [[nodiscard]] const std::string &tlsReason() const { return m_tlsReason; }
+    /// Of the device's certificate: its name, and whether its time is over.
+    [[nodiscard]] std::string certificateName() const;
+    [[nodiscard]] bool isCertificateExpired() const;
     [[nodiscard]] int keyBits() const;
     [[nodiscard]] std::string tlsVersion() const;
 
@@ -89,6 +94,7 @@ private:
     ssl_ctx_st *m_context = nullptr;
     ssl_st *m_tls = nullptr;
     End m_end = End::Open;
+    std::string m_tlsReason;
 };
 
 struct Post
