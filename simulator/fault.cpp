@@ -48,6 +48,13 @@ Fault Fault::closeWithoutAnswer()
     return made(Kind::CloseWithoutAnswer);
 }
 
+Fault Fault::reset(Place place)
+{
+    Fault fault = made(Kind::Reset);
+    fault.place = place;
+    return fault;
+}
+
 Fault Fault::status(int code, std::string reason, std::string location)
 {
     Fault fault = made(Kind::Status);
@@ -72,6 +79,28 @@ Fault Fault::answerWith(std::string body, std::vector<std::pair<std::string, std
     Fault fault = made(Kind::Body);
     fault.body = std::move(body);
     fault.headers = std::move(headers);
+    return fault;
+}
+
+Fault Fault::extra(std::string bytesInFront, std::vector<std::pair<std::string, std::string>> headers)
+{
+    Fault fault = made(Kind::Extra);
+    fault.body = std::move(bytesInFront);
+    fault.headers = std::move(headers);
+    return fault;
+}
+
+Fault Fault::verbatim(std::string bytes)
+{
+    Fault fault = made(Kind::Verbatim);
+    fault.body = std::move(bytes);
+    return fault;
+}
+
+Fault Fault::unasked(std::string bytes)
+{
+    Fault fault = made(Kind::Unasked);
+    fault.body = std::move(bytes);
     return fault;
 }
 
@@ -109,6 +138,13 @@ Fault Fault::tlsHang()
     return made(Kind::TlsHang);
 }
 
+Fault Fault::tlsAlert(Place place)
+{
+    Fault fault = made(Kind::TlsAlert);
+    fault.place = place;
+    return fault;
+}
+
 Fault Fault::forgetSession()
 {
     return made(Kind::ForgetSession);
@@ -131,6 +167,12 @@ Fault Fault::onExactly(std::string target) &&
 Fault Fault::times(int count) &&
 {
     requests = count;
+    return std::move(*this);
+}
+
+Fault Fault::after(int count) &&
+{
+    spared = count;
     return std::move(*this);
 }
 

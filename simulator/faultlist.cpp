@@ -19,6 +19,8 @@ bool concernsConnection(const Fault &fault)
         return fault.path.empty() && !fault.exactPath;
     case Fault::Kind::TlsGarbage:
     case Fault::Kind::TlsHang:
+    case Fault::Kind::TlsAlert:
+    case Fault::Kind::Unasked:
         return true;
     default:
         return false;
@@ -27,8 +29,9 @@ bool concernsConnection(const Fault &fault)
 
 bool fitsConnection(const Fault &fault, bool https)
 {
-    return concernsConnection(fault) && fitsScheme(fault, https) &&
-           (fault.kind == Fault::Kind::Refuse || https);
+    const bool isOfTls = fault.kind == Fault::Kind::TlsGarbage || fault.kind == Fault::Kind::TlsHang ||
+                         fault.kind == Fault::Kind::TlsAlert;
+    return concernsConnection(fault) && fitsScheme(fault, https) && (!isOfTls || https);
 }
 
 bool fitsTarget(const Fault &fault, std::string_view target)
@@ -37,6 +40,12 @@ bool fitsTarget(const Fault &fault, std::string_view target)
         target.remove_prefix(1);
     }
     return fault.exactPath ? target == fault.path : target.substr(0, fault.path.size()) == fault.path;
+}
+
+/// Lets a request pass that the fault fits, if it is to spare some more.
+bool spares(Fault &fault)
+{
+    return fault.spared > 0 && fault.spared-- > 0;
 }
 
 } // namespace
@@ -53,14 +62,16 @@ void FaultList::use(std::vector<Fault>::iterator &fault)
 bool FaultList::refusesForEver(bool https) const
 {
     return std::any_of(m_faults.begin(), m_faults.end(), [https](const Fault &fault) {
-        return fault.kind == Fault::Kind::Refuse && fault.requests < 0 && fitsConnection(fault, https);
+        return fault.kind == Fault::Kind::Refuse && fault.requests < 0 && fault.spared == 0 &&
+               fitsConnection(fault, https);
     });
 }
 
 std::optional<Fault> FaultList::takeForConnection(bool https)
 {
-    auto fault = std::find_if(m_faults.begin(), m_faults.end(),
-                              [https](const Fault &candidate) { return fitsConnection(candidate, https); });
+    auto fault = std::find_if(m_faults.begin(), m_faults.end(), [https](Fault &candidate) {
+        return fitsConnection(candidate, https) && !spares(candidate);
+    });
     if (fault == m_faults.end()) {
         return std::nullopt;
     }
@@ -74,7 +85,8 @@ FaultList::Decision FaultList::takeForRequest(bool https, std::string_view targe
     Decision decision;
     auto fault = m_faults.begin();
     while (fault != m_faults.end()) {
-        if (concernsConnection(*fault) || !fitsScheme(*fault, https) || !fitsTarget(*fault, target)) {
+        if (concernsConnection(*fault) || !fitsScheme(*fault, https) || !fitsTarget(*fault, target) ||
+            spares(*fault)) {
             ++fault;
             continue;
         }

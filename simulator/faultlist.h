@@ -31,8 +31,8 @@ public:
 
     /// The scheme's listener must be closed.
     [[nodiscard]] bool refusesForEver(bool https) const;
-    /// What becomes of a connection before anything is read: Refuse, TlsGarbage, TlsHang or nothing. Counts
-    /// it.
+    /// What becomes of a connection before anything is read: Refuse, Unasked, a fault of TLS, or nothing.
+    /// Counts it.
     [[nodiscard]] std::optional<Fault> takeForConnection(bool https);
     /// `target` as sent, with its leading slash. Counts every fault that takes part.
     [[nodiscard]] Decision takeForRequest(bool https, std::string_view target);

@@ -10,6 +10,7 @@
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
+#include <openssl/ssl.h>
 #include <type_traits>
 
 namespace simulator {
@@ -61,13 +62,23 @@ public:
         m_setup.connections.add(this->shared_from_this(), m_setup.device);
         error_code ignored;
         socket().set_option(tcp::no_delay(true), ignored);
-        if (m_setup.connectionFault) {
+        if (m_setup.connectionFault && !misbehavesAfterHandshake()) {
             misbehaveBeforeHandshake();
         } else if constexpr (std::is_same_v<Stream, TlsStream>) {
+            prepareAlert();
             m_stream.async_handshake(asio::ssl::stream_base::server,
-                                     onSuccess([](auto &self) { self.readHeader(); }));
+                                     [self = this->shared_from_this()](error_code error) {
+                                         if (!error && !self->m_isAborted) {
+                                             self->begin();
+                                         } else if (self->m_setup.connectionFault) {
+                                             // The alert is under way.
+                                             self->hangUp();
+                                         } else {
+                                             self->abort();
+                                         }
+                                     });
         } else {
-            readHeader();
+            begin();
         }
     }
 
@@ -102,13 +113,49 @@ private:
         };
     }
 
+    [[nodiscard]] bool misbehavesAfterHandshake() const
+    {
+        const Fault &fault = *m_setup.connectionFault;
+        return fault.kind == Fault::Kind::Unasked ||
+               (fault.kind == Fault::Kind::TlsAlert && fault.place != Fault::Place::Start);
+    }
+
+    /// The device wants a certificate that no client has. With TLS 1.3 the client learns that only when the
+    /// handshake is over for it.
+    void prepareAlert()
+    {
+        if constexpr (std::is_same_v<Stream, TlsStream>) {
+            if (!m_setup.connectionFault || m_setup.connectionFault->kind != Fault::Kind::TlsAlert) {
+                return;
+            }
+            SSL *const tls = m_stream.native_handle();
+            const bool isLate = m_setup.connectionFault->place == Fault::Place::End;
+            SSL_set_min_proto_version(tls, isLate ? TLS1_3_VERSION : TLS1_2_VERSION);
+            SSL_set_max_proto_version(tls, isLate ? TLS1_3_VERSION : TLS1_2_VERSION);
+            SSL_set_verify(tls, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+        }
+    }
+
+    void begin()
+    {
+        if (!m_setup.connectionFault) {
+            readHeader();
+            return;
+        }
+        m_outgoing = Outgoing::plain(m_setup.connectionFault->body);
+        write();
+    }
+
     void misbehaveBeforeHandshake()
     {
         if (m_setup.connectionFault->kind == Fault::Kind::TlsHang) {
             idle();
             return;
         }
-        m_outgoing = Outgoing::plain(garbageBytes());
+        // The alert tells of a failed handshake, and is fatal.
+        static const std::string alert("\x15\x03\x03\x00\x02\x02\x28", 7);
+        m_outgoing =
+            Outgoing::plain(m_setup.connectionFault->kind == Fault::Kind::TlsAlert ? alert : garbageBytes());
         asio::async_write(socket(), asio::buffer(m_outgoing.current()),
                           onSuccess([](auto &self) { self.hangUp(); }));
     }
@@ -232,7 +279,12 @@ private:
     void written()
     {
         m_hasAnswered = true;
-        if (m_restarts) {
+        if (m_outgoing.end() == Outgoing::End::Reset) {
+            resetConnection(socket());
+            if (m_restarts) {
+                m_setup.core.restart(m_setup.device);
+            }
+        } else if (m_restarts) {
             // The answer is out; what is left of the connection goes with the restart.
             DeviceState &device = m_setup.device;
             sayGoodbye();

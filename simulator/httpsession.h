@@ -49,7 +49,7 @@ struct SessionSetup
     ConnectionRegistry &connections;
     DeviceState &device;
     bool https = false;
-    /// TlsGarbage, TlsHang or none.
+    /// Unasked, a fault of TLS, or none.
     std::optional<Fault> connectionFault;
     /// Null for plain HTTP.
     boost::asio::ssl::context *tls = nullptr;

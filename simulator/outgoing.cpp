@@ -71,6 +71,8 @@ bool replacesAnswer(const Fault &fault)
     switch (fault.kind) {
     case Fault::Kind::Drip:
     case Fault::Kind::Cut:
+    case Fault::Kind::Reset:
+    case Fault::Kind::Extra:
     case Fault::Kind::Delay:
     case Fault::Kind::ForgetSession:
         return false;
@@ -145,22 +147,52 @@ Outgoing Outgoing::faulty(const Fault &fault, std::optional<Response> response, 
         outgoing.m_pause = fault.delay;
         return outgoing;
     }
-    case Fault::Kind::Cut: {
-        Response whole = response ? *std::move(response) : Response();
-        std::string piece;
-        for (int i = 0; i < 4 && whole.source && whole.source(piece); ++i) {
-            whole.body += piece;
-        }
-        whole.source = nullptr;
-        const std::size_t missing = whole.body.size() - whole.body.size() / 2;
-        Outgoing outgoing = proper(std::move(whole), options);
-        outgoing.m_bytes.resize(outgoing.m_bytes.size() - missing);
-        outgoing.m_end = End::HangUp;
+    case Fault::Kind::Cut:
+        return brokenOff(response ? *std::move(response) : Response(), options, Fault::Place::Body);
+    case Fault::Kind::Reset: {
+        Outgoing outgoing = brokenOff(response ? *std::move(response) : Response(), options, fault.place);
+        outgoing.m_end = End::Reset;
         return outgoing;
     }
+    case Fault::Kind::Extra: {
+        Response richer = response ? *std::move(response) : Response();
+        richer.headers.insert(richer.headers.end(), fault.headers.begin(), fault.headers.end());
+        Outgoing outgoing = proper(std::move(richer), options);
+        outgoing.m_bytes.insert(0, fault.body);
+        return outgoing;
+    }
+    case Fault::Kind::Verbatim:
+        return plain(fault.body);
     default:
         return proper(replacement(fault), options);
     }
+}
+
+Outgoing Outgoing::brokenOff(Response response, OutgoingOptions options, Fault::Place place)
+{
+    std::string piece;
+    for (int i = 0; i < 4 && response.source && response.source(piece); ++i) {
+        response.body += piece;
+    }
+    response.source = nullptr;
+    const std::size_t bodySize = response.body.size();
+    Outgoing outgoing = proper(std::move(response), options);
+    outgoing.m_end = End::HangUp;
+    const std::size_t headSize = outgoing.m_bytes.size() - bodySize;
+    switch (place) {
+    case Fault::Place::Start:
+        outgoing.m_bytes.clear();
+        break;
+    case Fault::Place::Head:
+        outgoing.m_bytes.resize(headSize / 2);
+        break;
+    case Fault::Place::Body:
+        outgoing.m_bytes.resize(headSize + bodySize / 2);
+        break;
+    case Fault::Place::End:
+        break;
+    }
+    return outgoing;
 }
 
 std::string_view Outgoing::current() const

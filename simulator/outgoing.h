@@ -27,6 +27,7 @@ public:
         Goodbye,
         /// The connection just ends, as if the device had lost its mind.
         HangUp,
+        Reset,
     };
 
     Outgoing() = default;
@@ -45,6 +46,8 @@ public:
     [[nodiscard]] End end() const { return m_end; }
 
 private:
+    /// The first half of the answer or so.
+    [[nodiscard]] static Outgoing brokenOff(Response response, OutgoingOptions options, Fault::Place place);
     void refill();
 
     std::string m_bytes;

@@ -243,23 +243,28 @@ struct FaultName
     Fault::Kind kind;
 };
 
-constexpr std::array<FaultName, 17> faultNames{{
+constexpr std::array<FaultName, 22> faultNames{{
     {"refuse", Fault::Kind::Refuse},
     {"hang", Fault::Kind::Hang},
     {"delay", Fault::Kind::Delay},
     {"drip", Fault::Kind::Drip},
     {"cut", Fault::Kind::Cut},
     {"close", Fault::Kind::CloseWithoutAnswer},
+    {"reset", Fault::Kind::Reset},
     {"status", Fault::Kind::Status},
     {"garbage", Fault::Kind::Garbage},
     {"invalid-json", Fault::Kind::InvalidJson},
     {"body", Fault::Kind::Body},
+    {"extra", Fault::Kind::Extra},
+    {"verbatim", Fault::Kind::Verbatim},
+    {"unasked", Fault::Kind::Unasked},
     {"inflating-body", Fault::Kind::InflatingBody},
     {"endless-body", Fault::Kind::EndlessBody},
     {"endless-chunk-size", Fault::Kind::EndlessChunkSize},
     {"endless-headers", Fault::Kind::EndlessHeaders},
     {"tls-garbage", Fault::Kind::TlsGarbage},
     {"tls-hang", Fault::Kind::TlsHang},
+    {"tls-alert", Fault::Kind::TlsAlert},
     {"forget-session", Fault::Kind::ForgetSession},
 }};
 
@@ -289,6 +294,23 @@ Fault::Scheme faultScheme(const std::string &name, const std::string &place)
     throw ScenarioError(place + ": must be any, http or https");
 }
 
+Fault::Place faultPlace(const std::string &name, const std::string &place)
+{
+    if (name == "start") {
+        return Fault::Place::Start;
+    }
+    if (name == "head") {
+        return Fault::Place::Head;
+    }
+    if (name == "body") {
+        return Fault::Place::Body;
+    }
+    if (name == "end") {
+        return Fault::Place::End;
+    }
+    throw ScenarioError(place + ": must be start, head, body or end");
+}
+
 std::pair<int, Fault> fault(const Json &object, const std::string &place, int deviceCount)
 {
     JsonReader reader(object, place);
@@ -307,6 +329,10 @@ std::pair<int, Fault> fault(const Json &object, const std::string &place, int de
     reader.read("path", result.path);
     reader.read("exact", result.exactPath);
     reader.read("requests", result.requests);
+    reader.read("after", result.spared);
+    std::string at = "start";
+    reader.read("place", at);
+    result.place = faultPlace(at, reader.placeOf("place"));
     reader.read("ms", result.delay);
     // What a gzip bomb should inflate to, and the size of a drop.
     result.bytes = result.kind == Fault::Kind::InflatingBody ? 400U << 20U : 1U;

@@ -270,6 +270,143 @@ TEST_F(Faults, TlsPortCanTalkNonsenseOrNothing)
     EXPECT_EQ(Visitor(fleet, 0, tls).get("/").status, 200);
 }
 
+TEST_F(Faults, AnswerCanBeResetAnywhere)
+{
+    start();
+    const Post question{"text", std::string(1000, 'x')};
+    for (const Security &security : {plain, tls}) {
+        const auto answer = [&](Fault::Place place) {
+            fleet.addFault(0, Fault::reset(place).times(1));
+            const std::unique_ptr<Wire> wire = Visitor(fleet, 0, security).connect();
+            wire->send(requestText("POST", "/admin/proctpl.cgi", question));
+            Reply reply = wire->reply();
+            static_cast<void>(wire->receive());
+            reply.end = wire->state();
+            return reply;
+        };
+        const Reply before = answer(Fault::Place::Start);
+        EXPECT_EQ(before.end, End::Reset);
+        EXPECT_EQ(before.raw, "");
+        const Reply inHead = answer(Fault::Place::Head);
+        EXPECT_EQ(inHead.end, End::Reset);
+        EXPECT_EQ(inHead.raw.substr(0, 17), "HTTP/1.1 200 OK\r\n");
+        EXPECT_EQ(inHead.raw.find("\r\n\r\n"), std::string::npos);
+        const Reply inBody = answer(Fault::Place::Body);
+        EXPECT_EQ(inBody.end, End::Reset);
+        EXPECT_EQ(inBody.header("Content-Length"), "1000");
+        EXPECT_EQ(inBody.body, std::string(500, 'x'));
+        const Reply behind = answer(Fault::Place::End);
+        EXPECT_EQ(behind.end, End::Reset);
+        EXPECT_TRUE(behind.isComplete);
+        EXPECT_EQ(behind.body, std::string(1000, 'x'));
+    }
+    EXPECT_EQ(Visitor(fleet, 1).get("/").status, 200);
+}
+
+TEST_F(Faults, DeviceDoesAsToldWhereItsAnswerIsReset)
+{
+    start();
+    fleet.change(0, [](DeviceOptions &options) {
+        options.anonymousLevel = 3;
+        options.restartTime = 1ms;
+    });
+    fleet.addFault(0, Fault::reset(Fault::Place::Start));
+    const Visitor visitor(fleet, 0);
+    EXPECT_EQ(visitor.post("/admin/config.cgi", multipart({{"image", "[system]\r\nname=roof\r\n"}})).end,
+              End::Reset);
+    EXPECT_EQ(fleet.device(0).configurationUploads, 1);
+    EXPECT_EQ(visitor.post("/admin/reset.cgi", form("btnapp=Submit")).end, End::Reset);
+    EXPECT_TRUE(eventually([this] { return fleet.device(0).restarts == 1; }));
+}
+
+TEST_F(Faults, ExtraHeadersAndBytesGoWithTheTrueAnswer)
+{
+    start();
+    fleet.addFault(0, Fault::extra("HTTP/1.1 100 Continue\r\n\r\n", {{"Set-Cookie", "sid=\x01\x7F"}}));
+    const std::unique_ptr<Wire> wire = Visitor(fleet, 0).connect();
+    wire->send(requestText("POST", "/admin/proctpl.cgi", {"text", "{{login_group}}"}));
+    std::string answer;
+    while (answer.find("\r\n\r\n1") == std::string::npos && wire->state() == End::Open) {
+        answer += wire->receive();
+    }
+    EXPECT_EQ(answer, "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n"
+                      "Set-Cookie: sid=\x01\x7F\r\nContent-Length: 1\r\nConnection: keep-alive\r\n\r\n1");
+    EXPECT_EQ(fleet.requests(0).size(), 1U);
+}
+
+TEST_F(Faults, VerbatimAnswerIsTheseBytesOnly)
+{
+    start();
+    const std::string lie = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nFFF\r\nshort\r\n0\r\n\r\n";
+    for (const Security &security : {plain, tls}) {
+        fleet.addFault(0, Fault::verbatim(lie).times(1));
+        const std::unique_ptr<Wire> wire = Visitor(fleet, 0, security).connect();
+        wire->send(requestText("GET", "/"));
+        std::string answer;
+        for (std::string piece = wire->receive(); !piece.empty(); piece = wire->receive()) {
+            answer += piece;
+        }
+        EXPECT_EQ(answer, lie);
+        EXPECT_EQ(wire->state(), End::Closed);
+    }
+    EXPECT_EQ(fleet.requests(0).size(), 2U);
+}
+
+TEST_F(Faults, UnaskedAnswerComesBeforeTheQuestion)
+{
+    start();
+    const std::string early = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}";
+    for (const Security &security : {plain, tls}) {
+        fleet.addFault(0, Fault::unasked(early).times(1));
+        const std::unique_ptr<Wire> wire = Visitor(fleet, 0, security).connect();
+        const Reply reply = wire->reply();
+        EXPECT_EQ(reply.raw, early);
+        wire->send(requestText("GET", "/"));
+        EXPECT_EQ(wire->receive(), "");
+        EXPECT_EQ(wire->state(), End::Closed);
+    }
+    EXPECT_EQ(fleet.requests(0).size(), 0U) << "nobody has read the question";
+    EXPECT_EQ(get().status, 200);
+}
+
+TEST_F(Faults, TlsPortCanRefuseByAnAlertAtEachStage)
+{
+    start();
+    fleet.addFault(0, Fault::tlsAlert(Fault::Place::Start).times(1));
+    fleet.addFault(0, Fault::tlsAlert(Fault::Place::Head).times(1));
+    fleet.addFault(0, Fault::tlsAlert(Fault::Place::End).times(1));
+    EXPECT_EQ(get().status, 200) << "plain HTTP is not concerned";
+    const Visitor visitor(fleet, 0, tls);
+    const std::unique_ptr<Wire> atHello = visitor.connect();
+    EXPECT_EQ(atHello->state(), End::TlsFailure);
+    EXPECT_EQ(atHello->tlsReason(), "sslv3 alert handshake failure");
+    const std::unique_ptr<Wire> within = visitor.connect();
+    EXPECT_EQ(within->state(), End::TlsFailure);
+    EXPECT_EQ(within->tlsReason(), "sslv3 alert handshake failure");
+    EXPECT_EQ(within->certificateName(), "Nembra device") << "it had come so far";
+    const std::unique_ptr<Wire> late = visitor.connect();
+    EXPECT_EQ(late->state(), End::Open);
+    EXPECT_EQ(late->tlsVersion(), "TLSv1.3");
+    EXPECT_EQ(late->receive(), "");
+    EXPECT_EQ(late->tlsReason(), "tlsv13 alert certificate required");
+    EXPECT_EQ(visitor.get("/").status, 200);
+}
+
+TEST_F(Faults, FaultCanSpareTheFirstRequests)
+{
+    start();
+    fleet.addFault(0, Fault::status(503, "Busy").onPath("login.cgi").after(1).times(1));
+    fleet.addFault(0, Fault::refuse().onlyHttps().after(1).times(1));
+    EXPECT_EQ(get("/login.cgi").status, 405);
+    EXPECT_EQ(get("/").status, 200);
+    EXPECT_EQ(get("/login.cgi").status, 503);
+    EXPECT_EQ(get("/login.cgi").status, 405);
+    const Visitor visitor(fleet, 0, tls);
+    EXPECT_EQ(visitor.get("/").status, 200);
+    EXPECT_NE(visitor.get("/").end, End::Open) << "reset as soon as it is there";
+    EXPECT_EQ(visitor.get("/").status, 200);
+}
+
 TEST_F(Faults, SessionCanBeForgottenInTheMiddle)
 {
     start();

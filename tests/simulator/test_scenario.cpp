@@ -50,9 +50,12 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"UnknownSensorKey", R"({"defaults": {"sensors": [{"units": "hPa"}]}})",
             "scenario.defaults.sensors[0]: unknown key \"units\""},
         Row{"UnknownFaultKind", R"({"faults": [{"kind": "explode"}]})",
-            "scenario.faults[0].kind: must be one of refuse, hang, delay, drip, cut, close, status, garbage, "
-            "invalid-json, body, inflating-body, endless-body, endless-chunk-size, "
-            "endless-headers, tls-garbage, tls-hang, forget-session"},
+            "scenario.faults[0].kind: must be one of refuse, hang, delay, drip, cut, close, reset, status, "
+            "garbage, "
+            "invalid-json, body, extra, verbatim, unasked, inflating-body, endless-body, endless-chunk-size, "
+            "endless-headers, tls-garbage, tls-hang, tls-alert, forget-session"},
+        Row{"UnknownPlaceOfAFault", R"({"faults": [{"kind": "reset", "place": "middle"}]})",
+            "scenario.faults[0].place: must be start, head, body or end"},
         Row{"FaultOfMissingDevice", R"({"fleet": {"devices": 2}, "faults": [{"kind": "hang", "device": 2}]})",
             "scenario.faults[0].device: there is no device 2"},
         Row{"PortTooBig", R"({"fleet": {"http_port": 65536}})",
@@ -100,7 +103,7 @@ TEST(Scenario, DescribesFleetGroupsDevicesAndFaults)
                      "variables": {"dev_type": {"hex": "00ff"}},
                      "sensors": [{"value": "7", "unit": "hPa", "status": "129"}]}],
         "faults": [{"kind": "status", "status": 503, "reason": "Busy", "path": "login.cgi", "requests": 2, "device": 4},
-                   {"kind": "inflating-body"}],
+                   {"kind": "inflating-body"}, {"kind": "reset", "place": "body", "after": 3}],
         "syslog": [{"address": "10.77.0.1", "port": 5514, "rate": 20, "count": 3, "lines": ["a", "b"]}]})");
     EXPECT_EQ(scenario.fleet.seed, 9U);
     EXPECT_EQ(scenario.fleet.httpPort, 8080);
@@ -122,12 +125,14 @@ TEST(Scenario, DescribesFleetGroupsDevicesAndFaults)
     ASSERT_EQ(last.sensors->size(), 1U);
     EXPECT_EQ((*last.sensors)[0].status, "129");
     EXPECT_EQ(last.users.at(0).name, "u");
-    ASSERT_EQ(scenario.faults.size(), 2U);
+    ASSERT_EQ(scenario.faults.size(), 3U);
     EXPECT_EQ(scenario.faults[0].first, 4);
     EXPECT_EQ(scenario.faults[0].second.statusCode, 503);
     EXPECT_EQ(scenario.faults[0].second.requests, 2);
     EXPECT_EQ(scenario.faults[1].first, -1);
     EXPECT_EQ(scenario.faults[1].second.bytes, 400U << 20U);
+    EXPECT_EQ(scenario.faults[2].second.place, Fault::Place::Body);
+    EXPECT_EQ(scenario.faults[2].second.spared, 3);
     EXPECT_EQ(scenario.syslog.at(0).lines.size(), 2U);
 }
 
