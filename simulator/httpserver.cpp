@@ -70,7 +70,9 @@ private:
         }
         if (!error) {
             m_handler(std::move(socket));
-            accept();
+            if (m_acceptor.is_open()) {
+                accept();
+            }
             return;
         }
         // Out of descriptors, most likely: go on when some connections have ended.
@@ -102,6 +104,7 @@ public:
     void openForAll();
     void openPerDevice();
     void accepted(tcp::socket socket, bool https);
+    void updateListeners(const DeviceState &device);
 
     struct Pair
     {
@@ -170,6 +173,10 @@ void HttpServer::Private::accepted(tcp::socket socket, bool https)
         resetConnection(socket);
         return;
     }
+    if (device->faults.refusesForEver(https)) {
+        // That was the last one it spared.
+        updateListeners(*device);
+    }
     startSession(std::move(socket), SessionSetup{core, connections, *device, https, fault,
                                                  https ? &tls.forMode(device->options().tls) : nullptr});
 }
@@ -216,21 +223,26 @@ void HttpServer::open()
 
 void HttpServer::updateListeners(const DeviceState &device)
 {
-    if (!d->hasListenerPerDevice) {
+    d->updateListeners(device);
+}
+
+void HttpServer::Private::updateListeners(const DeviceState &device)
+{
+    if (!hasListenerPerDevice) {
         return;
     }
-    Private::Pair &pair = d->ownListeners[device.index()];
+    Pair &pair = ownListeners[device.index()];
     const bool hasMoved = pair.address != device.address();
     const bool http = device.isOnline() && !device.faults.refusesForEver(false);
     const bool https =
         device.isOnline() && device.options().servesHttps && !device.faults.refusesForEver(true);
     if (hasMoved) {
-        d->reconcile(pair.http, device, false, false);
-        d->reconcile(pair.https, device, true, false);
+        reconcile(pair.http, device, false, false);
+        reconcile(pair.https, device, true, false);
         pair.address = device.address();
     }
-    d->reconcile(pair.http, device, false, http);
-    d->reconcile(pair.https, device, true, https);
+    reconcile(pair.http, device, false, http);
+    reconcile(pair.https, device, true, https);
 }
 
 void HttpServer::closeConnections(const DeviceState &device)

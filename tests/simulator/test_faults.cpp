@@ -407,6 +407,18 @@ TEST_F(Faults, FaultCanSpareTheFirstRequests)
     EXPECT_EQ(visitor.get("/").status, 200);
 }
 
+TEST_F(Faults, RefusalThatSparesSomeIsARealOneThen)
+{
+    start();
+    fleet.addFault(0, Fault::refuse().after(2));
+    EXPECT_EQ(get().status, 200);
+    EXPECT_EQ(get().status, 200);
+    EXPECT_EQ(get().end, End::Refused);
+    EXPECT_EQ(Visitor(fleet, 0, tls).get("/").end, End::Refused);
+    fleet.clearFaults();
+    EXPECT_EQ(get().status, 200);
+}
+
 TEST_F(Faults, SessionCanBeForgottenInTheMiddle)
 {
     start();
