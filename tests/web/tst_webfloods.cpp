@@ -77,6 +77,8 @@ private slots:
     void readsOddPieces_data();
     void readsOddPieces();
     void readsInSmallBites();
+    void takesManyHeadersAtOnce_data();
+    void takesManyHeadersAtOnce();
 };
 
 void TestWebFloods::initTestCase()
@@ -246,6 +248,35 @@ void TestWebFloods::readsOddPieces()
     QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
     QCOMPARE(read, body);
+}
+
+void TestWebFloods::takesManyHeadersAtOnce_data()
+{
+    QTest::addColumn<QByteArray>("headers");
+    QTest::newRow("cookies of one name") << QByteArray("Set-Cookie: sid=a; path=/\r\n").repeated(700);
+    QByteArray cookies;
+    QByteArray names;
+    for (int i = 0; i < 600; ++i) {
+        cookies += "Set-Cookie: c" + QByteArray::number(i) + "=a; path=/\r\n";
+        names += "X-" + QByteArray::number(i) + ": a\r\n";
+    }
+    QTest::newRow("cookies of many names") << cookies;
+    QTest::newRow("lines of one name") << QByteArray("Allow: GET\r\n").repeated(800);
+    QTest::newRow("lines of many names") << names;
+}
+
+void TestWebFloods::takesManyHeadersAtOnce()
+{
+    // Milliseconds; what a cookie costs in a build with sanitizers, and not the square of that.
+    constexpr qint64 mostWorkForHeaders = 150;
+    QFETCH(QByteArray, headers);
+    const RawPeer peer({ok + headers + "Content-Length: 0\r\n\r\n", End::Close});
+    WebManager manager;
+    const EventLoopWatch loop;
+    const QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
+    QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    QVERIFY2(loop.longestWork() <= mostWorkForHeaders, qPrintable(QString::number(loop.longestWork())));
 }
 
 void TestWebFloods::readsInSmallBites()
