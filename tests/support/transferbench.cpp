@@ -117,6 +117,11 @@ QList<Device *> TransferBench::devices() const
     return devices;
 }
 
+QString TransferBench::text(int index, int column) const
+{
+    return m_rows.at(static_cast<std::size_t>(index))->text(column);
+}
+
 bool TransferBench::ask(int index) const
 {
     const DeviceRow &row = *m_rows.at(static_cast<std::size_t>(index));

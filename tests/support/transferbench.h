@@ -39,6 +39,8 @@ public:
     simulator::Fleet &fleet() { return *m_fleet; }
     Device &device(int index) const;
     QList<Device *> devices() const;
+    /// A cell of the row of a device.
+    QString text(int index, int column) const;
     /// Whether a device has sent its readings, whereby it is known whether it wants HTTPS.
     [[nodiscard]] bool ask(int index) const;
     [[nodiscard]] bool logIn(int index, const QString &user) const;
