@@ -83,10 +83,14 @@ private slots:
     void init() { open(); }
     void cleanup() { close(); }
 
-    void update_data();
-    void update();
+    void updateOverHttp_data() { addFaults(false); }
+    void updateOverHttp() { update(); }
+    void updateOverHttps_data() { addFaults(true); }
+    void updateOverHttps() { update(); }
 
 private:
+    static void addFaults(bool overHttps);
+    void update();
     void beginWith(const MatrixFault &row);
     void runAll(const MatrixFault &row);
 };
@@ -100,11 +104,13 @@ void TestFaultMatrixFirmware::initTestCase()
     close();
 }
 
-void TestFaultMatrixFirmware::update_data()
+void TestFaultMatrixFirmware::addFaults(bool overHttps)
 {
     QTest::addColumn<const MatrixFault *>("row");
     for (const MatrixFault &row : matrixFaults()) {
-        QTest::newRow(row.name) << &row;
+        if (row.isOverHttps == overHttps) {
+            QTest::newRow(row.name) << &row;
+        }
     }
 }
 
