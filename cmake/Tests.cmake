@@ -13,15 +13,26 @@ else()
     set(NEMBRA_FUNCTION_SECONDS 60)
 endif()
 
-# They are started first: what takes longest must not come last.
+# They are started first: what takes longest must not come last. And they get three times as long.
 set(NEMBRA_LONG_TESTS
+    tst_devicelistfile_killed
     tst_program tst_faultmatrix_firmware tst_faultmatrix tst_randomwalk tst_updatefirmwaredialog tst_giveupage
     tst_updatethread_waits tst_updatethread tst_loglist_bursts tst_loglist_lines tst_hostilesettings tst_webuploads
     tst_transferlimits tst_devicelogin tst_mainwindow_firmware tst_torture_window tst_torture_transfers
     tst_torture_update)
 
+# They try everything with everything, which takes as long as all the others together: for scripts/test --all.
+set(NEMBRA_THOROUGH_TESTS
+    tst_faultmatrix tst_faultmatrix_firmware tst_torture_window tst_torture_transfers tst_torture_update)
+
 function(nembra_set_test_environment name)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
+    set(function_seconds ${NEMBRA_FUNCTION_SECONDS})
+    set(test_seconds ${NEMBRA_TEST_SECONDS})
+    if(name IN_LIST NEMBRA_LONG_TESTS)
+        math(EXPR function_seconds "3 * ${function_seconds}")
+        math(EXPR test_seconds "3 * ${test_seconds}")
+    endif()
     file(MAKE_DIRECTORY "${home}/runtime" "${home}/tmp")
     file(CHMOD "${home}/runtime" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
     set(environment
@@ -34,7 +45,7 @@ function(nembra_set_test_environment name)
         "LC_ALL=C.UTF-8"
         "TZ=Europe/Berlin"
         "QT_QPA_PLATFORM=offscreen"
-        "QTEST_FUNCTION_TIMEOUT=${NEMBRA_FUNCTION_SECONDS}000"
+        "QTEST_FUNCTION_TIMEOUT=${function_seconds}000"
         "ASAN_OPTIONS=detect_leaks=1"
         "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
         "UBSAN_OPTIONS=print_stacktrace=1"
@@ -42,7 +53,7 @@ function(nembra_set_test_environment name)
         "GCOV_PREFIX=${home}/counts")
     set_tests_properties(${name} PROPERTIES
         ENVIRONMENT "${environment}"
-        TIMEOUT ${NEMBRA_TEST_SECONDS})
+        TIMEOUT ${test_seconds})
 endfunction()
 
 function(nembra_add_test name)
@@ -58,7 +69,11 @@ function(nembra_add_test name)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
     add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/scripts/private-network" "$<TARGET_FILE:${name}>")
     nembra_set_test_environment(${name})
-    set_tests_properties(${name} PROPERTIES LABELS "${NEMBRA_TEST_LABEL}")
+    set(labels ${NEMBRA_TEST_LABEL})
+    if(name IN_LIST NEMBRA_THOROUGH_TESTS)
+        list(APPEND labels thorough)
+    endif()
+    set_tests_properties(${name} PROPERTIES LABELS "${labels}")
     if(name IN_LIST NEMBRA_LONG_TESTS)
         set_tests_properties(${name} PROPERTIES COST 1000)
     endif()

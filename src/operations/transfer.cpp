@@ -9,12 +9,18 @@
 #include <QNetworkAccessManager>
 #include <QUrl>
 
+#include <chrono>
+
+using namespace std::chrono_literals;
+
 namespace {
 
 /// Bytes of an answer that wait for the disk; then its device waits.
 constexpr qint64 mostOfARow = 256LL * 1024;
-/// Bytes of all answers that do; then no further device is asked.
+/// Bytes of all answers that do, and how long the disk may take for the next piece; beyond that no further
+/// device is asked.
 constexpr qint64 mostOfAllRows = 32LL * 1024 * 1024;
+constexpr std::chrono::milliseconds longestPiece = 200ms;
 
 QString canceledText()
 {
@@ -50,7 +56,7 @@ void Transfer::start(const QList<DeviceAccess> &devices, const Operation &operat
 
 bool Transfer::startNext()
 {
-    if (m_next == m_rows.size() || m_waitingForDisk > mostOfAllRows) {
+    if (m_next == m_rows.size() || isDiskBehind()) {
         return false;
     }
     const auto index = static_cast<int>(m_next);
@@ -67,6 +73,12 @@ bool Transfer::startNext()
             [this, index](qint64 bytes) { emit received(index, bytes); });
     connect(reply, &QNetworkReply::finished, this, [this, index] { requestFinished(index); });
     return true;
+}
+
+bool Transfer::isDiskBehind() const
+{
+    return m_waitingForDisk > mostOfAllRows ||
+           (m_waitingForDisk > 0 && m_sinceTaken.hasExpired(longestPiece.count()));
 }
 
 void Transfer::openFile(int index)
@@ -89,6 +101,9 @@ void Transfer::takePiece(Row &row)
     // Read in any case: also a page that explains an error has to come to its end.
     const QByteArray piece = deviceprotocol::takeArrived(row.reply);
     if (row.file && !piece.isEmpty() && deviceprotocol::isSuccess(deviceprotocol::status(row.reply))) {
+        if (m_waitingForDisk == 0) {
+            m_sinceTaken.start();
+        }
         m_waitingForDisk += piece.size();
         row.file->write(piece);
     }
@@ -97,6 +112,7 @@ void Transfer::takePiece(Row &row)
 void Transfer::fileWritten(int index, qint64 bytes, bool good)
 {
     m_waitingForDisk -= bytes;
+    m_sinceTaken.start();
     m_pace.schedule();
     Row &row = rowAt(index);
     if (row.isKept) {

@@ -3,6 +3,7 @@
 #include "operations/deviceaccess.h"
 #include "web/requestpace.h"
 
+#include <QElapsedTimer>
 #include <QNetworkReply>
 #include <QObject>
 #include <QString>
@@ -68,6 +69,7 @@ private:
 
     Row &rowAt(int index) { return m_rows[static_cast<std::size_t>(index)]; }
     bool startNext();
+    bool isDiskBehind() const;
     void openFile(int index);
     void takePiece(Row &row);
     void fileWritten(int index, qint64 bytes, bool good);
@@ -80,8 +82,9 @@ private:
     Operation m_operation;
     /// Null where nothing is kept.
     std::unique_ptr<DiskThread> m_disk;
-    /// Bytes of all rows that it hasn't taken yet.
+    /// Bytes of all rows that it hasn't taken yet, and when it last took some.
     qint64 m_waitingForDisk = 0;
+    QElapsedTimer m_sinceTaken;
     std::vector<Row> m_rows;
     std::size_t m_next = 0;
     std::size_t m_finishedCount = 0;

@@ -208,16 +208,14 @@ bool fitsWindow(const QByteArray &state)
 
 QFont fontOf(const QString &description, int points, const QFont &usual)
 {
-    QFont described = usual;
-    if (!description.isEmpty() && described.fromString(description)) {
-        const int size = described.pixelSize() > 0 ? described.pixelSize() : described.pointSize();
-        if (size > 0 && size <= biggestFont) {
-            return described;
-        }
-    }
     QFont font = usual;
     font.setPointSize(points > 0 && points <= biggestFont ? points : settings::listFontSize.fallback);
-    return font;
+    QFont described = font;
+    if (description.isEmpty() || !described.fromString(description)) {
+        return font;
+    }
+    const int size = described.pixelSize() > 0 ? described.pixelSize() : described.pointSize();
+    return size > 0 && size <= biggestFont ? described : font;
 }
 
 } // namespace savedstate

@@ -1,9 +1,9 @@
 #include "thisprocess.h"
 
-#include <QByteArray>
 #include <QDir>
 #include <QFile>
 
+#include <algorithm>
 #include <ctime>
 
 namespace thisprocess {
@@ -67,6 +67,16 @@ bool restartPeakMemory()
 {
     QFile control(QStringLiteral("/proc/self/clear_refs"));
     return control.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && control.write("5") == 1;
+}
+
+int threadsNamed(const QByteArray &name)
+{
+    const QDir tasks(QStringLiteral("/proc/self/task"));
+    const QStringList threads = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    return static_cast<int>(std::count_if(threads.begin(), threads.end(), [&](const QString &thread) {
+        QFile file(tasks.filePath(thread + QLatin1String("/comm")));
+        return file.open(QIODevice::ReadOnly) && file.readAll().trimmed() == name;
+    }));
 }
 
 qint64 bytesReceived()

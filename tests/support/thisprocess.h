@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QByteArray>
 
 #include <sys/resource.h>
 
@@ -18,6 +18,8 @@ qint64 residentMemory();
 qint64 peakMemory();
 /// False if the system doesn't allow it.
 bool restartPeakMemory();
+/// How many threads of that name it has.
+int threadsNamed(const QByteArray &name);
 /// Bytes that have come in over the loopback interface of the test's own network, by which everything goes;
 /// -1 if that can't be told.
 qint64 bytesReceived();

@@ -177,8 +177,12 @@ QList<Device *> TortureBench::devices() const
 QString TortureBench::checkOutput(int count, const std::function<bool(const QByteArray &)> &isGood) const
 {
     QDir directory(outputDirectory());
-    const QStringList names =
-        directory.entryList(QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    const auto all = [&directory] {
+        return directory.entryList(QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    };
+    // What was not finished goes in its own time.
+    (void)QTest::qWaitFor([&] { return all().size() == count; }, patience);
+    const QStringList names = all();
     QString wrong;
     if (names.size() != count) {
         wrong = QStringLiteral("the files are ") + names.join(QLatin1String(", "));
@@ -202,6 +206,7 @@ void TortureBench::torture(const Action &action)
         QCOMPARE(action.checkFiles(action.good), QString());
         QVERIFY2(comesToRest(), qPrintable(rows()));
     }
+    QTRY_COMPARE_WITH_TIMEOUT(thisprocess::threadsNamed("Disk"), 0, patience);
     m_holdings = Holdings::now();
     action.prepare();
     failingcalls::count();

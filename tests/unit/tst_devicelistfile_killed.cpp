@@ -27,7 +27,7 @@ constexpr int kills = 200;
 constexpr int fewDevices = 10;
 constexpr int manyDevices = 20;
 #else
-constexpr int kills = 1000;
+constexpr int kills = 500;
 constexpr int fewDevices = 300;
 constexpr int manyDevices = 500;
 #endif
