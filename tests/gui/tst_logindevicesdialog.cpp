@@ -101,6 +101,8 @@ private slots:
     void endsAtAnyMoment();
     void leavesTheDevicesAlone();
     void ignoresOtherDevices();
+    void ignoresReadingsOfOthersWhileItWaits();
+    void showsTheNameAnewAfterTheLogin();
     void ignoresReadingsWhileItAsks();
     void asksForTheNextDeviceWhateverItReports_data();
     void asksForTheNextDeviceWhateverItReports();
@@ -865,6 +867,40 @@ void TestLoginDevicesDialog::ignoresOtherDevices()
     QCOMPARE(state(), asking);
     QCOMPARE(hostname(), QStringLiteral("lab-2 (2/2)"));
     QCOMPARE(focused(), QLatin1String(userField));
+}
+
+void TestLoginDevicesDialog::ignoresReadingsOfOthersWhileItWaits()
+{
+    start(2);
+    // Its rights are known from before; what counts are those of the login to come.
+    const QString admin = QStringLiteral("admin");
+    device(0).login(admin, admin);
+    QTRY_COMPARE_WITH_TIMEOUT(device(0).loginGroup(), 3, patience);
+    m_fleet->addFault(0, Fault::answerAfter(1s).onPath("admin/proctpl.cgi"));
+    open(3);
+    QSignalSpy result(&device(0), &Device::loginResult);
+    fillIn(admin, admin);
+    pressKey(Qt::Key_Return);
+    QTRY_COMPARE_WITH_TIMEOUT(result.count(), 1, patience);
+    refresh(1);
+    QCOMPARE(state(), waiting);
+    QCOMPARE(hostname(), QStringLiteral("lab-1 (1/2)"));
+    QTRY_COMPARE_WITH_TIMEOUT(hostname(), QStringLiteral("lab-2 (2/2)"), patience);
+}
+
+void TestLoginDevicesDialog::showsTheNameAnewAfterTheLogin()
+{
+    start(1);
+    m_fleet->addFault(0, Fault::hang().onPath("admin/proctpl.cgi"));
+    open(0);
+    DiscoveryDevice renamed = device(0).record();
+    renamed.setHostname(QStringLiteral("roof"));
+    device(0).updateFromDiscovery(renamed);
+    QCOMPARE(hostname(), QStringLiteral("lab-1"));
+    fillIn(QStringLiteral("admin"), QStringLiteral("admin"));
+    pressKey(Qt::Key_Return);
+    QTRY_COMPARE_WITH_TIMEOUT(hostname(), QStringLiteral("roof"), patience);
+    QCOMPARE(state(), waiting);
 }
 
 void TestLoginDevicesDialog::ignoresReadingsWhileItAsks()
