@@ -2,6 +2,8 @@
 
 #include "web/weblimits.h"
 
+#include <QHash>
+
 #include <algorithm>
 
 namespace {
@@ -14,6 +16,32 @@ bool isControl(char character)
 }
 
 } // namespace
+
+WebHead::Headers WebHead::merged() const
+{
+    QHash<QByteArray, QByteArray> values;
+    QHash<QByteArray, int> places;
+    for (int i = 0; i < headers.size(); ++i) {
+        const QByteArray name = headers.at(i).first.toLower();
+        QByteArray &value = values[name];
+        if (name == "location") {
+            // The last one counts.
+            value.clear();
+        } else if (!value.isEmpty()) {
+            value += name == "set-cookie" ? "\n" : ", ";
+        }
+        value += headers.at(i).second;
+        places[name] = i;
+    }
+    Headers all;
+    for (int i = 0; i < headers.size(); ++i) {
+        const QByteArray name = headers.at(i).first.toLower();
+        if (places.value(name) == i) {
+            all.append({headers.at(i).first, values.value(name)});
+        }
+    }
+    return all;
+}
 
 WebHeadReader::Outcome WebHeadReader::take(const QByteArray &line)
 {

@@ -7,10 +7,16 @@
 /// The beginning of an answer.
 struct WebHead
 {
+    using Headers = QList<QPair<QByteArray, QByteArray>>;
+
     int status = 0;
     QByteArray reason;
     /// In the order of arrival; a name may come more than once.
-    QList<QPair<QByteArray, QByteArray>> headers;
+    Headers headers;
+
+    /// Each name once, where the last header of that name stood, with the values of all of them, as the
+    /// toolkit joins them. Costs no more for hundreds of one name than for hundreds of names.
+    Headers merged() const;
 };
 
 /// Puts the head of an answer together from its lines. Pure.

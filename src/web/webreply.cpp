@@ -6,7 +6,6 @@
 #include "web/webturns.h"
 
 #include <QBuffer>
-#include <QHash>
 #include <QHostAddress>
 #include <QLocale>
 #include <QNetworkCookie>
@@ -252,34 +251,9 @@ void WebReply::takeHead(const WebHead &head)
 {
     setAttribute(QNetworkRequest::HttpStatusCodeAttribute, head.status);
     setAttribute(QNetworkRequest::HttpReasonPhraseAttribute, QString::fromLatin1(head.reason));
-    // A header is taken apart each time it is set, and a device may send hundreds of one name. It stands
-    // where the last of them stood.
-    struct Merged
-    {
-        QByteArray value;
-        int last = 0;
-    };
-    QHash<QByteArray, Merged> all;
-    for (int i = 0; i < head.headers.size(); ++i) {
-        const auto &header = head.headers.at(i);
-        const QByteArray name = header.first.toLower();
-        Merged &merged = all[name];
-        if (name == "location") {
-            // Of several locations the last one counts.
-            merged.value.clear();
-        }
-        if (!merged.value.isEmpty()) {
-            merged.value += name == "set-cookie" ? "\n" : ", ";
-        }
-        merged.value += header.second;
-        merged.last = i;
-    }
-    for (int i = 0; i < head.headers.size(); ++i) {
-        const QByteArray &name = head.headers.at(i).first;
-        const Merged merged = all.value(name.toLower());
-        if (merged.last == i) {
-            setRawHeader(name, merged.value);
-        }
+    const WebHead::Headers headers = head.merged();
+    for (const auto &header : headers) {
+        setRawHeader(header.first, header.second);
     }
     const QVariant length = header(QNetworkRequest::ContentLengthHeader);
     m_expected = length.isValid() ? length.toLongLong() : -1;

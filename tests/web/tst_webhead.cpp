@@ -14,6 +14,7 @@ private slots:
     void endsAtTheEmptyLine_data();
     void endsAtTheEmptyLine();
     void beginsAnewAfterAnInterimAnswer();
+    void mergesHeadersOfOneName();
     void takesNoMoreThanTheLimit_data();
     void takesNoMoreThanTheLimit();
 };
@@ -89,6 +90,16 @@ void TestWebHead::beginsAnewAfterAnInterimAnswer()
     (void)reader.take("HTTP/1.1 200 OK\r\n");
     QCOMPARE(reader.head().reason, QByteArray("OK"));
     QVERIFY(reader.head().headers.isEmpty());
+}
+
+void TestWebHead::mergesHeadersOfOneName()
+{
+    WebHead head;
+    head.headers = {{"X-Name", ""},      {"Set-Cookie", "a=b"}, {"Location", "/c"}, {"x-name", "d"},
+                    {"set-cookie", "e"}, {"Empty", ""},         {"Location", ""},   {"X-NAME", "f"}};
+    const WebHead::Headers expected{
+        {"set-cookie", "a=b\ne"}, {"Empty", ""}, {"Location", ""}, {"X-NAME", "d, f"}};
+    QCOMPARE(head.merged(), expected);
 }
 
 void TestWebHead::takesNoMoreThanTheLimit_data()
