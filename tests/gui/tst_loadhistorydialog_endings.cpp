@@ -58,7 +58,7 @@ void TestLoadHistoryDialogEndings::endsEachRowByItsDevice()
         QCOMPARE(enabledHistoryInputs(user), QStringLiteral("pushButtonCancel"));
         user.button("pushButtonCancel").click();
         QCOMPARE(enabledHistoryInputs(user), allHistoryInputs);
-        QCOMPARE(namedStatuses(user), expected.statuses);
+        QTRY_COMPARE_WITH_TIMEOUT(namedStatuses(user), expected.statuses, patience);
     });
 
     QCOMPARE(namedFiles(QStringLiteral("-TIME.csv")), expected.files);

@@ -77,7 +77,7 @@ void TestNetworkOperationsEndings::endsEachRowByItsDevice()
         QCOMPARE(user.enabledButtons(), QStringLiteral("Cancel"));
         user.button("pushButtonCancel").click();
         QCOMPARE(user.enabledButtons(), QStringLiteral("Close"));
-        QCOMPARE(namedStatuses(user), expected.statuses);
+        QTRY_COMPARE_WITH_TIMEOUT(namedStatuses(user), expected.statuses, patience);
     });
 
     QCOMPARE(namedFiles(QStringLiteral("-TIME.qini")), expected.files);
