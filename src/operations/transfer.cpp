@@ -190,6 +190,7 @@ void Transfer::endRow(int index, const QString &text, Mark mark)
     if (row.file) {
         // Later: this may be one of its signals.
         m_waitingForDisk -= row.file->waiting();
+        m_pace.schedule();
         row.file->disconnect(this);
         row.file->leave();
         row.file.release()->deleteLater();

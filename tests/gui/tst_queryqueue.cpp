@@ -371,7 +371,7 @@ void TestQueryQueue::givesNobodyUpWhoWaits()
             m_fleet->addFault(i, Fault::hang());
             continue;
         }
-        connect(&item->device(), &Device::requestEnded, m_list.get(), [&wrongEnds, item, giveUpAge] {
+        connect(&item->device(), &Device::requestEnded, &queue, [&wrongEnds, item, giveUpAge] {
             // On a busy computer a request may really have been out for too long.
             const bool hadItsTime = item->device().requestAge() >= giveUpAge.count();
             if (item->text(21) != QLatin1String("200 OK") && !hadItsTime) {
