@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         const LeaksOfQt allowed;
         devices = devicelistfile::decode(content);
     }
-    for (const QJsonValue &element : devices) {
+    for (const QJsonValue &element : qAsConst(devices)) {
         NoView view;
         Device first(&view);
         first.readJson(element.toObject());

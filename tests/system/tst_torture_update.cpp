@@ -118,7 +118,7 @@ void TestTortureUpdate::updatesFirmware()
     openWindow();
     prepareUpdate();
     Action action;
-    action.run = [this] { return update({devices().first()}, 20ms); };
+    action.run = [this] { return update({devices().constFirst()}, 20ms); };
     action.good = QStringList{finished};
     action.bad = QStringLiteral("Error for HTTP-Request: .+|Error opening firmware file .+|"
                                 "Error opening file .+for writing|The system has no room for another thread");
