@@ -5,11 +5,15 @@
 #include <cstdio>
 #include <cstdlib>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__has_feature)
-#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
-#include <sanitizer/lsan_interface.h>
+#if defined(__SANITIZE_ADDRESS__)
+#define NEMBRA_SEES_LEAKS
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
 #define NEMBRA_SEES_LEAKS
 #endif
+#endif
+#ifdef NEMBRA_SEES_LEAKS
+#include <sanitizer/lsan_interface.h>
 #endif
 
 /// The decoder under test. The fuzzer calls it with inputs of its own making, the replay with the corpus.
