@@ -20,6 +20,12 @@ using failingcalls::Call;
 
 namespace {
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool isSlowBuild = true;
+#else
+constexpr bool isSlowBuild = false;
+#endif
+
 /// After which somebody asks again who waits for devices that don't show up; each time twice as long.
 constexpr int impatience = 50;
 
@@ -251,8 +257,9 @@ QString TortureBench::failAt(const Action &action, Call call, int number, int in
     failingcalls::stop();
     m_injected += failures;
     place += QLatin1String(": ") + outcome.join(separator) + QLatin1String("; ");
-    // How often something is called depends on how busy the machine is; once it always is.
-    if (failures == 0 && number == 1) {
+    // How often something is called depends on how busy the machine is; once it always is. Where each access
+    // to memory is looked at, a window may go before its queries have come so far.
+    if (failures == 0 && number == 1 && !isSlowBuild) {
         return place + QLatin1String("nothing was called");
     }
 

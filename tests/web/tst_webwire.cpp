@@ -254,8 +254,8 @@ void TestWebWire::offersNoOtherProtocol()
     QTcpServer server;
     QVERIFY(server.listen(QHostAddress::LocalHost));
     WebManager manager;
-    (void)manager.get(
-        QNetworkRequest(QUrl(QStringLiteral("https://127.0.0.1:%1/").arg(server.serverPort()))));
+    const QNetworkReply *const reply =
+        manager.get(QNetworkRequest(QUrl(QStringLiteral("https://127.0.0.1:%1/").arg(server.serverPort()))));
     QVERIFY(server.waitForNewConnection(patience));
     QTcpSocket *const socket = server.nextPendingConnection();
     QByteArray hello;
@@ -265,6 +265,8 @@ void TestWebWire::offersNoOtherProtocol()
         hello += socket->readAll();
     }
     QVERIFY(!hello.contains("http/1.1"));
+    socket->abort();
+    QTRY_VERIFY(reply->isFinished());
 }
 
 QTEST_GUILESS_MAIN(TestWebWire)
