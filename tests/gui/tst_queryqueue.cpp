@@ -363,7 +363,7 @@ void TestQueryQueue::givesNobodyUpWhoWaits()
     constexpr std::chrono::milliseconds giveUpAge = 1500ms;
     start(hanging + live);
     QueryQueue queue;
-    QStringList wrongEnds;
+    const auto wrongEnds = std::make_shared<QStringList>();
     for (int i = 0; i < hanging + live; ++i) {
         DeviceItem *const item = m_items.at(static_cast<std::size_t>(i));
         item->device().setGiveUpAge(giveUpAge);
@@ -371,11 +371,11 @@ void TestQueryQueue::givesNobodyUpWhoWaits()
             m_fleet->addFault(i, Fault::hang());
             continue;
         }
-        connect(&item->device(), &Device::requestEnded, &queue, [&wrongEnds, item, giveUpAge] {
+        connect(&item->device(), &Device::requestEnded, &queue, [wrongEnds, item, giveUpAge] {
             // On a busy computer a request may really have been out for too long.
             const bool hadItsTime = item->device().requestAge() >= giveUpAge.count();
             if (item->text(21) != QLatin1String("200 OK") && !hadItsTime) {
-                wrongEnds += item->text(21);
+                *wrongEnds += item->text(21);
             }
         });
     }
@@ -395,7 +395,7 @@ void TestQueryQueue::givesNobodyUpWhoWaits()
     QTRY_COMPARE_WITH_TIMEOUT(read(), live, patience);
     refresh.stop();
     QVERIFY(waitedTooLong);
-    QCOMPARE(wrongEnds, QStringList());
+    QCOMPARE(*wrongEnds, QStringList());
 }
 
 void TestQueryQueue::forgetsDevicesThatGo()
