@@ -20,12 +20,6 @@ using failingcalls::Call;
 
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr bool isSlowBuild = true;
-#else
-constexpr bool isSlowBuild = false;
-#endif
-
 /// After which somebody asks again who waits for devices that don't show up; each time twice as long.
 constexpr int impatience = 50;
 
@@ -241,6 +235,8 @@ void TortureBench::torture(const Action &action)
         }
     }
     qInfo().noquote() << "failed of each:" << report.join(QLatin1String(", "));
+    // Which calls an action makes depends on how busy the machine is, but a file or a socket it always needs.
+    QVERIFY(m_injected > 0);
 }
 
 QString TortureBench::failAt(const Action &action, Call call, int number, int inARow)
@@ -257,11 +253,6 @@ QString TortureBench::failAt(const Action &action, Call call, int number, int in
     failingcalls::stop();
     m_injected += failures;
     place += QLatin1String(": ") + outcome.join(separator) + QLatin1String("; ");
-    // How often something is called depends on how busy the machine is; once it always is. Where each access
-    // to memory is looked at, a window may go before its queries have come so far.
-    if (failures == 0 && number == 1 && !isSlowBuild) {
-        return place + QLatin1String("nothing was called");
-    }
 
     const QRegularExpression bad(QRegularExpression::anchoredPattern(action.bad));
     const bool isToldWell = std::all_of(outcome.begin(), outcome.end(), [&](const QString &text) {
