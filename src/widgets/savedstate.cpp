@@ -165,8 +165,8 @@ bool fitsHeader(const QByteArray &state, int columns)
     // How many sections stretch, and how many follow their content.
     reader.take(0, columns);
     reader.take(0, columns);
-    // The usual size of a section and the smallest one.
-    reader.take(-1, biggestSection);
+    // The usual size of a section, which those get that came later, and the smallest one.
+    reader.take(0, biggestSection);
     reader.take(-1, biggestSection);
     reader.take(0, anyAlignment);
     reader.take(0, resizeModes - 1);

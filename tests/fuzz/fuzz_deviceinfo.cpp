@@ -38,15 +38,36 @@ bool isSame(const std::optional<deviceinfo::SensorReading> &left,
            (!left || (left->text == right->text && left->alarm == right->alarm));
 }
 
+/// Members of all objects of a document that is known to be one.
+int memberCount(const QByteArray &document)
+{
+    int count = 0;
+    bool isInText = false;
+    for (int i = 0; i < document.size(); ++i) {
+        const char character = document.at(i);
+        if (character == '"') {
+            isInText = !isInText;
+        } else if (character == '\\') {
+            // Only a text has it, and what comes behind it ends no text.
+            ++i;
+        } else if (character == ':' && !isInText) {
+            ++count;
+        }
+    }
+    return count;
+}
+
 /// What Qt's parser takes is taken here as well, and shows the same.
 void compareWithQt(const QByteArray &answer, const std::optional<deviceinfo::DeviceInfo> &ours)
 {
     const LeaksOfQt allowed;
     const QJsonDocument document = QJsonDocument::fromJson(answer);
-    if (document.isNull()) {
+    const QByteArray written = document.toJson();
+    // Of two members with one name Qt keeps either, as its sorting happens to leave them.
+    if (document.isNull() || memberCount(written) != memberCount(answer)) {
         return;
     }
-    const auto theirs = deviceinfo::parseAnswer(document.toJson(), true);
+    const auto theirs = deviceinfo::parseAnswer(written, true);
     require(ours && theirs, "what Qt's parser takes is taken");
     require(ours->texts == theirs->texts, "texts read as Qt reads them");
     require(std::equal(ours->sensors.begin(), ours->sensors.end(), theirs->sensors.begin(), isSame),

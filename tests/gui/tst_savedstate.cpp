@@ -243,6 +243,11 @@ void TestSavedState::takesNoOtherHeader_data()
     QTest::newRow("a geometry") << list.header()->saveGeometry();
     QHeaderView vertical(Qt::Vertical);
     QTest::newRow("a header of rows") << vertical.saveState();
+    // All its columns are to come.
+    QByteArray negative =
+        headerState([](QTreeWidget &made) { made.header()->setDefaultSectionSize(0x1ABCD); }, 0);
+    QTest::newRow("columns of negative width")
+        << negative.replace(QByteArray::fromHex("0001ABCD"), QByteArray::fromHex("FFFFFFFF"));
 }
 
 void TestSavedState::takesNoOtherHeader()
