@@ -29,6 +29,11 @@ void Device::updateFromDiscovery(const DiscoveryDevice &discoveryDevice)
     if (m_firstSeen.isNull()) {
         m_firstSeen = m_lastSeen;
     }
+    if (discoveryDevice.address() != m_record.address() && !sidCookie().name().isEmpty()) {
+        // The session stays behind, and with it what the device lets it do; the next answer tells what is
+        // left.
+        m_loginGroup = static_cast<qint32>(AccessLevel::Unknown);
+    }
     m_record = discoveryDevice;
     m_wasDiscovered = true;
     m_view->showRecord(m_record, m_firstSeen, m_lastSeen);

@@ -1,5 +1,6 @@
 #include "device/devicesession.h"
 
+#include "common/plainline.h"
 #include "common/settings.h"
 #include "device/deviceinfo.h"
 #include "web/deviceprotocol.h"
@@ -17,7 +18,7 @@ namespace {
 
 void logError(const QNetworkReply *reply)
 {
-    qDebug().noquote().nospace() << "Fehler bei HTTP-Anfrage: " << reply->errorString() << "  "
+    qDebug().noquote().nospace() << "Fehler bei HTTP-Anfrage: " << forLog(reply->errorString()) << "  "
                                  << reply->url().toString() << " statusCode "
                                  << deviceprotocol::status(reply);
 }
@@ -293,7 +294,7 @@ void DeviceSession::on_LoginFinished()
         return;
     }
     qDebug().noquote() << "on_LoginFinished " << deviceprotocol::status(reply)
-                       << deviceprotocol::redirectTarget(reply);
+                       << forLog(deviceprotocol::redirectTarget(reply));
     if (!m_loginSuperseded) {
         takeCookies(reply);
     }
@@ -310,8 +311,9 @@ void DeviceSession::on_LoginFinished()
 void DeviceSession::takeCookies(const QNetworkReply *reply)
 {
     const auto cookies = reply->header(QNetworkRequest::SetCookieHeader).value<QList<QNetworkCookie>>();
-    if (!cookies.isEmpty()) {
-        networkManager()->cookieJar()->setCookiesFromUrl(cookies, QUrl(webInterfaceUrl()));
+    if (isWhereItLoggedIn()) {
+        // A login that was given up has its headers in a client that is gone.
+        networkManager()->cookieJar()->setCookiesFromUrl(cookies, reply->url());
     }
     for (const QNetworkCookie &cookie : cookies) {
         qDebug() << "cookie" << cookie.name() << cookie.value();

@@ -177,6 +177,7 @@ private slots:
     void keepsToHttpsWhenItAbortsAQuery();
     void abortsAnAnswerThatNobodyUnderstood();
     void offersTheSessionOnlyWhereItBegan();
+    void takesNoSessionAlongWhileItLogsIn();
     void abortsALoginThatIsOut();
     void abortsALoginWhoseCookieHasArrived();
     void isAbortedWithTheQuery();
@@ -1076,6 +1077,8 @@ void TestDeviceLogin::offersTheSessionOnlyWhereItBegan()
     QCOMPARE(device().loginUser(), QString());
     QCOMPARE(device().loginPassword(), QString());
     QVERIFY(DeviceAccess(device()).cookies.isEmpty());
+    // Whoever is there has to let the user in first.
+    QVERIFY(!device().mayAccess(AccessLevel::ReadData));
 
     // The session isn't lost: the device may have been back all the time.
     elsewhere.setAddress(home);
@@ -1083,6 +1086,35 @@ void TestDeviceLogin::offersTheSessionOnlyWhereItBegan()
     QCOMPARE(device().cookies().size(), 1);
     QCOMPARE(device().loginUser(), admin);
     QCOMPARE(device().loginPassword(), admin);
+    ask();
+    QVERIFY(device().mayAccess(AccessLevel::WriteConfig));
+}
+
+void TestDeviceLogin::takesNoSessionAlongWhileItLogsIn()
+{
+    m_fleet = std::make_unique<Fleet>();
+    m_fleet->addDevice({});
+    m_fleet->addDevice({});
+    m_fleet->start();
+    m_row = std::make_unique<DeviceRow>(*m_fleet, 0);
+    DeviceRow other(*m_fleet, 1);
+    m_results = std::make_unique<Results>(device());
+    m_fleet->addFault(0, Fault::answerAfter(200ms).onPath("login.cgi"));
+    const DiscoveryDevice home = device().record();
+    DiscoveryDevice elsewhere = home;
+    elsewhere.setAddress(other.device().record().address());
+    device().login(admin, admin);
+    // As anybody in the network can send it; the query behind the login goes there.
+    device().updateFromDiscovery(elsewhere);
+    QTRY_COMPARE_WITH_TIMEOUT(m_row->requestEndedCount(), 1, patience);
+    QCOMPARE(m_results->all(), QStringList{loggedIn});
+    QCOMPARE(journal(*m_fleet, 1), QStringLiteral("proctpl.cgi"));
+    QCOMPARE(m_fleet->requests(1).front().header("Cookie"), std::string());
+    QCOMPARE(device().cookies(), QList<QNetworkCookie>());
+
+    device().updateFromDiscovery(home);
+    ask();
+    QVERIFY(m_fleet->requests(0).back().header("Cookie").find("sid=") == 0);
 }
 
 void TestDeviceLogin::abortsALoginThatIsOut()
