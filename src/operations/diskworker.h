@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/plainline.h"
 #include "operations/outputfile.h"
 
 #include <QDebug>
@@ -27,7 +28,7 @@ public:
     {
         if (logged) {
             constexpr qint64 longestLoggedPart = 1024LL * 1024; // bytes
-            qDebug().noquote() << m_file.head(longestLoggedPart);
+            qDebug().noquote() << forLog(QString::fromUtf8(m_file.head(longestLoggedPart)));
         }
         // Here a disk that hangs is noticed; giving the name is the work of a moment.
         const bool good = m_file.flush();

@@ -1,5 +1,6 @@
 #include "operations/updatethread.h"
 
+#include "common/plainline.h"
 #include "device/device.h"
 #include "operations/outputfile.h"
 #include "web/deviceprotocol.h"
@@ -122,7 +123,7 @@ bool UpdateThread::saveConfig()
         emit message(tr("The device sent no usable configuration"));
         return false;
     }
-    qDebug().noquote() << m_savedConfig;
+    qDebug().noquote() << forLog(QString::fromUtf8(m_savedConfig));
     return m_job.configsDir.isEmpty() || keepConfig();
 }
 
