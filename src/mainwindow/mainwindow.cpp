@@ -2,6 +2,7 @@
 
 #include "ui_mainwindow.h"
 
+#include "common/plainline.h"
 #include "common/settings.h"
 #include "device/deviceitem.h"
 #include "device/devicelistfile.h"
@@ -259,7 +260,9 @@ bool MainWindow::selectReachable(QList<Device *> &out, bool needAddress, bool ne
         Device &device = item->device();
         const DiscoveryDevice &record = device.record();
         if ((needAddress && record.address().toIPv4Address() == 0) || (needAnswer && record.variant() == 0)) {
-            PlainMessageBox::critical(this, tr("Device ") + record.hostname() + tr(" is not reachable"));
+            PlainMessageBox::critical(this, tr("Device ") +
+                                                plainLine(record.hostname(), DiscoveryDevice::nameAreaSize) +
+                                                tr(" is not reachable"));
             return false;
         }
         out.append(&device);

@@ -1,5 +1,8 @@
 #include "operations/devicetable.h"
 
+#include "common/plainline.h"
+
+#include <QStyledItemDelegate>
 #include <QTableWidget>
 
 #include <algorithm>
@@ -15,7 +18,24 @@ void setColor(QTableWidgetItem *item, Qt::GlobalColor color)
     item->setForeground(Qt::black);
 }
 
+class LineDelegate final : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    QString displayText(const QVariant &value, const QLocale &locale) const override
+    {
+        constexpr int longestLine = 1024;
+        return plainLine(QStyledItemDelegate::displayText(value, locale), longestLine);
+    }
+};
+
 } // namespace
+
+void showAsLines(QTableWidget *table)
+{
+    table->setItemDelegate(new LineDelegate(table));
+}
 
 void fillRow(QTableWidget *table, int row, const QStringList &texts)
 {

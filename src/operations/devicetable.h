@@ -12,6 +12,8 @@ namespace devicetable {
 /// Of the column of the status, in pixels.
 inline constexpr int statusWidth = 200;
 
+/// Each text stands in one line, whatever line breaks are in it.
+void showAsLines(QTableWidget *table);
 /// Fills a row with these texts, and with an empty one for each further column.
 void fillRow(QTableWidget *table, int row, const QStringList &texts);
 /// Makes the column of the host names as wide as they are, but leaves room for the others.

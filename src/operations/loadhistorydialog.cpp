@@ -61,6 +61,7 @@ void LoadHistoryDialog::downloadHistory(const QList<Device *> &devices, QWidget 
 void LoadHistoryDialog::addDevices(const QList<Device *> &devices)
 {
     QTableWidget *const table = ui->tableWidget;
+    devicetable::showAsLines(table);
     table->setRowCount(devices.size());
     for (int row = 0; row < devices.size(); ++row) {
         const Device *const device = devices.at(row);

@@ -2,6 +2,7 @@
 
 #include "ui_logindevicesdialog.h"
 
+#include "common/plainline.h"
 #include "device/device.h"
 
 #include <QDebug>
@@ -37,7 +38,7 @@ void LoginDevicesDialog::showCurrentDevice()
     if (!device) {
         return;
     }
-    const QString hostname = device->record().hostname();
+    const QString hostname = plainLine(device->record().hostname(), DiscoveryDevice::nameAreaSize);
     ui->labelHostname->setText(m_devices.size() > 1 ? QStringLiteral("%1 (%2/%3)")
                                                           .arg(hostname, QString::number(m_current + 1),
                                                                QString::number(m_devices.size()))
@@ -53,7 +54,11 @@ void LoginDevicesDialog::setInputsEnabled(bool enabled)
 
 void LoginDevicesDialog::on_checkBoxShowPassword_stateChanged(int arg1)
 {
-    ui->lineEditPassword->setEchoMode(arg1 == Qt::Unchecked ? QLineEdit::Password : QLineEdit::Normal);
+    QLineEdit *const password = ui->lineEditPassword;
+    password->setEchoMode(arg1 == Qt::Unchecked ? QLineEdit::Password : QLineEdit::Normal);
+    // Whoever may look at it, no input method learns it.
+    password->setInputMethodHints(password->inputMethodHints() | Qt::ImhSensitiveData |
+                                  Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
 }
 
 void LoginDevicesDialog::on_lineEditUser_returnPressed()

@@ -21,6 +21,7 @@ NetworkOperationsDialog::NetworkOperationsDialog(const QList<Device *> &devices,
     ui->setupUi(this);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
     ui->tableWidget->setColumnWidth(statusColumn, devicetable::statusWidth);
+    devicetable::showAsLines(ui->tableWidget);
     ui->tableWidget->setRowCount(devices.size());
     for (const Device *const device : devices) {
         devicetable::fillRow(ui->tableWidget, m_devices.size(), {device->record().hostname()});

@@ -3,6 +3,7 @@
 #include "ui_updatefirmwaredialog.h"
 
 #include "common/descriptorlimit.h"
+#include "common/plainline.h"
 #include "common/settings.h"
 #include "device/device.h"
 #include "discovery/discovery.h"
@@ -57,6 +58,7 @@ UpdateFirmwareDialog::UpdateFirmwareDialog(const QList<Device *> &devices, Disco
     ui->configsDir->setCaption(ui->checkBoxSaveConfig->text());
     ui->configsDir->setSettingsKey(settings::path(settings::configDirectory),
                                    QStandardPaths::writableLocation(QStandardPaths::AppDataLocation));
+    devicetable::showAsLines(ui->tableWidget);
     ui->tableWidget->setRowCount(m_devices.size());
     for (int row = 0; row < m_devices.size(); ++row) {
         devicetable::fillRow(ui->tableWidget, row, {m_devices.at(row)->record().hostname()});
@@ -145,7 +147,7 @@ void UpdateFirmwareDialog::onThreadMessage(const QString &text)
     if (!m_threads.contains(thread)) {
         return;
     }
-    qDebug().noquote() << text;
+    qDebug().noquote() << forLog(text);
     ui->tableWidget->item(thread->row(), messageColumn)->setText(text);
 }
 

@@ -326,6 +326,9 @@ void TestLoginDevicesDialog::namesTheDeviceAndItsNumber_data()
     QTest::newRow("placeholders") << "%1 %2 %3" << 2 << "%1 %2 %3 (1/2)";
     QTest::newRow("no name") << "" << 1 << "";
     QTest::newRow("no name of two") << "" << 2 << " (1/2)";
+    QTest::newRow("line breaks") << QString(99, QLatin1Char('\n')) << 1 << QString(99, QLatin1Char(' '));
+    QTest::newRow("control characters") << "a\x1b[2J\u0085" << 1 << "a [2J ";
+    QTest::newRow("wide letters") << QString(99, QLatin1Char('W')) << 1 << QString(99, QLatin1Char('W'));
 }
 
 void TestLoginDevicesDialog::namesTheDeviceAndItsNumber()
@@ -344,6 +347,9 @@ void TestLoginDevicesDialog::namesTheDeviceAndItsNumber()
     QTEST(hostname(), "shown");
     QCOMPARE(find<QLabel>("labelHostname")->textFormat(), Qt::PlainText);
     QVERIFY(!find<QLabel>("labelHostname")->buddy());
+    // All of it stays on a small screen.
+    QVERIFY(m_dialog->width() <= 800);
+    QVERIFY(m_dialog->height() <= 600);
     // What a device makes of an error may hold markup, too.
     QCOMPARE(find<QLabel>("labelError")->textFormat(), Qt::PlainText);
 }
@@ -361,6 +367,9 @@ void TestLoginDevicesDialog::showsThePasswordOnDemandOnly()
     pressKey(Qt::Key_Space);
     QCOMPARE(password->echoMode(), QLineEdit::Normal);
     QCOMPARE(password->displayText(), QStringLiteral("secret"));
+    // No input method learns it.
+    QVERIFY(password->inputMethodHints().testFlag(Qt::ImhSensitiveData));
+    QVERIFY(password->inputMethodHints().testFlag(Qt::ImhNoPredictiveText));
     pressKey(Qt::Key_Space);
     QCOMPARE(password->echoMode(), QLineEdit::Password);
     QVERIFY(!password->displayText().contains(QLatin1String("secret")));

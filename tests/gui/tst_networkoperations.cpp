@@ -6,6 +6,7 @@
 #include <QAbstractButton>
 #include <QFile>
 #include <QLabel>
+#include <QStyledItemDelegate>
 #include <QTableWidget>
 #include <QtTest>
 
@@ -130,6 +131,7 @@ void TestNetworkOperations::showsTextsOfDevicesAsTheyAre()
     const QString markup = QStringLiteral("<img src=/dev/zero><h1>&amp;roof</h1>");
     m_bench->addOpenDevice(markup.toUtf8());
     m_bench->addOpenDevice(QByteArray(3000, 'W'));
+    m_bench->addOpenDevice("one\ntwo\x1b[2J");
     m_bench->start();
     m_bench->fleet().addFault(0, Fault::refuse());
     run(Operation::Upload, [&markup](DialogUser &user) {
@@ -137,13 +139,17 @@ void TestNetworkOperations::showsTextsOfDevicesAsTheyAre()
         const QTableWidget &table = user.table();
         QCOMPARE(table.item(0, 0)->text(), markup);
         // A text that looks like markup would be shown as such in a tip, and in a label.
-        for (int cell = 0; cell < 4; ++cell) {
+        for (int cell = 0; cell < 6; ++cell) {
             QVERIFY(!table.item(cell / 2, cell % 2)->data(Qt::ToolTipRole).isValid());
         }
         QCOMPARE(user.find<QLabel>("label").text(), QStringLiteral("Uploading config."));
         // The status stays in sight beside the longest name.
         QVERIFY2(table.columnWidth(0) <= 250, qPrintable(QString::number(table.columnWidth(0))));
-        QCOMPARE(user.statuses(), (QStringList{canceled, finished}));
+        QCOMPARE(user.statuses(), (QStringList{canceled, finished, finished}));
+        // No name hides what stands beside it, or looks like a row of its own.
+        const auto *const delegate = qobject_cast<QStyledItemDelegate *>(table.itemDelegate());
+        QVERIFY(delegate);
+        QCOMPARE(delegate->displayText(table.item(2, 0)->text(), QLocale()), QStringLiteral("one two [2J"));
     });
 }
 
