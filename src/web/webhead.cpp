@@ -57,12 +57,12 @@ WebHeadReader::Outcome WebHeadReader::take(const QByteArray &line)
     const bool goesOn = text.startsWith(' ') && !m_head.headers.isEmpty();
     text = text.trimmed();
     const int colon = text.indexOf(':');
-    if (text.startsWith("HTTP/")) {
+    if (goesOn) {
+        m_head.headers.last().second += ' ' + text;
+    } else if (text.startsWith("HTTP/")) {
         m_head = WebHead();
         const int reason = text.indexOf(' ', text.indexOf(' ') + 1);
         m_head.reason = reason < 0 ? QByteArray() : text.mid(reason + 1);
-    } else if (goesOn) {
-        m_head.headers.last().second += ' ' + text;
     } else if (colon > 0) {
         m_head.headers.append({text.left(colon).trimmed(), text.mid(colon + 1).trimmed()});
     }

@@ -7,11 +7,39 @@
 #include <QNetworkCookieJar>
 #include <QNetworkProxy>
 
+namespace {
+
+/// A device has one session and perhaps a language. It may send hundreds of cookies with each answer, and all
+/// that are kept go back with every request: the last ones count.
+class CookieJar final : public QNetworkCookieJar
+{
+public:
+    using QNetworkCookieJar::QNetworkCookieJar;
+
+    bool insertCookie(const QNetworkCookie &cookie) override
+    {
+        constexpr int mostCookies = 32;
+        constexpr int longestCookie = 4096; // bytes
+        if (cookie.name().size() + cookie.value().size() > longestCookie ||
+            !QNetworkCookieJar::insertCookie(cookie)) {
+            return false;
+        }
+        QList<QNetworkCookie> all = allCookies();
+        if (all.size() > mostCookies) {
+            all.removeFirst();
+            setAllCookies(all);
+        }
+        return true;
+    }
+};
+
+} // namespace
+
 WebManager::WebManager(QObject *parent)
     : QNetworkAccessManager(parent)
 {
     setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
-    setCookieJar(new QNetworkCookieJar(this));
+    setCookieJar(new CookieJar(this));
 }
 
 WebManager::~WebManager()

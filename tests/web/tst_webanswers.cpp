@@ -67,6 +67,7 @@ private slots:
     void tellsAsWritten();
     void leavesAMissingReasonEmpty();
     void sendsCookiesBack();
+    void keepsTheLastCookies();
     void namesItsRequest();
 };
 
@@ -195,6 +196,30 @@ void TestWebAnswers::namesItsRequest()
     QCOMPARE(reply->url(), request.url());
     QCOMPARE(reply->operation(), QNetworkAccessManager::GetOperation);
     QTRY_VERIFY(reply->isFinished());
+}
+
+void TestWebAnswers::keepsTheLastCookies()
+{
+    WebManager manager;
+    const auto headOf = [](int first, const QByteArray &value) {
+        QByteArray head;
+        for (int i = first; i < first + 100; ++i) {
+            head += "Set-Cookie: c" + QByteArray::number(i) + '=' + value + "; path=/\r\n";
+        }
+        return "HTTP/1.1 200 OK\r\n" + head + "Content-Length: 0\r\n\r\n";
+    };
+    (void)seenBy(manager, headOf(0, "old"));
+    const Seen seen = seenBy(manager, headOf(100, "new"));
+    QCOMPARE(seen.jar.size(), 32);
+    QCOMPARE(seen.jar.first(), QByteArray("c168=new; domain=127.0.0.1; path=/"));
+    QCOMPARE(seen.jar.last(), QByteArray("c199=new; domain=127.0.0.1; path=/"));
+    // A bigger one than that would bring the device nothing but its own request.
+    const Seen withLong = seenBy(manager, "HTTP/1.1 200 OK\r\nSet-Cookie: sid=" + QByteArray(4093, 'x') +
+                                              "\r\nSet-Cookie: lang=" + QByteArray(4093, 'x') +
+                                              "\r\nContent-Length: 0\r\n\r\n");
+    QCOMPARE(withLong.jar.size(), 32);
+    QCOMPARE(withLong.jar.first(), "sid=" + QByteArray(4093, 'x') + "; domain=127.0.0.1; path=/a/");
+    QCOMPARE(withLong.setCookies.size(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestWebAnswers)

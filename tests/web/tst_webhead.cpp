@@ -33,6 +33,9 @@ void TestWebHead::readsLines_data()
     QTest::newRow("goes on in the next line")
         << QByteArray("HTTP/1.1 200 OK\r\nA: b\r\n\tc\r\n d\r\n \r\nE: f\r\n") << QByteArray("OK")
         << QByteArray("A=b c d |E=f|");
+    QTest::newRow("goes on like another answer")
+        << QByteArray("HTTP/1.1 200 OK\r\nA: b\r\n HTTP/1.1 404 No\r\n") << QByteArray("OK")
+        << QByteArray("A=b HTTP/1.1 404 No|");
     QTest::newRow("goes on before there is a header")
         << QByteArray("HTTP/1.1 200 OK\r\n b: c\r\n") << QByteArray("OK") << QByteArray("b=c|");
     QTest::newRow("no colon, no name")
