@@ -15,7 +15,7 @@
 namespace deviceinfo {
 
 /// An answer longer than this is no answer of a device; bytes.
-inline constexpr int maximumAnswerSize = 1024 * 1024;
+inline constexpr int maximumAnswerSize = 64 * 1024;
 
 /// Characters of an answer that are kept, readings first; devices send some hundred. Whoever pretends to be
 /// tens of thousands of devices must not fill the memory with their texts.
