@@ -1,10 +1,10 @@
 #include "operations/outputfile.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QDebug>
 #include <QDir>
 #include <QSysInfo>
-#include <QUrl>
 #include <QUuid>
 
 #include <cstdio>
@@ -68,11 +68,14 @@ bool isRunning(qint64 process)
 
 const QLatin1String partSuffix(".part");
 
-/// Of the files of this computer that are not finished; the process and a name of their own follow.
+/// Of the files of this computer that are not finished; the process and a name of their own follow. Others
+/// may write into the same directory, and host names are not always unique.
 QString partPrefix()
 {
-    const QByteArray computer = QUrl::toPercentEncoding(QSysInfo::machineHostName());
-    return QLatin1String(".nembra-") + QString::fromLatin1(computer) + QLatin1Char('-');
+    constexpr int digits = 16;
+    const QByteArray computer = QSysInfo::machineUniqueId() + QSysInfo::machineHostName().toUtf8();
+    const QByteArray hash = QCryptographicHash::hash(computer, QCryptographicHash::Sha256).toHex();
+    return QLatin1String(".nembra-") + QString::fromLatin1(hash.left(digits)) + QLatin1Char('-');
 }
 
 } // namespace

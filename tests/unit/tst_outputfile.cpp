@@ -80,6 +80,16 @@ pid_t processThatIsGone()
     return child;
 }
 
+/// With which the names of unfinished files begin here.
+QString partPrefixOfThisComputer()
+{
+    const QTemporaryDir directory;
+    OutputFile file(directory.path(), OutputName{QStringLiteral("lab"), QString(), QString()});
+    file.write("some of it");
+    const QString name = QDir(directory.path()).entryList(QDir::Files | QDir::Hidden).value(0);
+    return name.section(QLatin1Char('-'), 0, 1) + QLatin1Char('-');
+}
+
 } // namespace
 
 class TestOutputFile : public QObject
@@ -270,15 +280,13 @@ void TestOutputFile::isGoneIfNotCommitted()
 void TestOutputFile::removesLeftovers_data()
 {
     QTest::addColumn<QString>("name");
-    const QString here = QLatin1String(".nembra-") +
-                         QString::fromLatin1(QUrl::toPercentEncoding(QSysInfo::machineHostName())) +
-                         QLatin1Char('-');
+    const QString here = partPrefixOfThisComputer();
     const QString rest = QStringLiteral("-0123456789abcdef0123456789abcdef.part");
     const QString gone = QString::number(processThatIsGone());
 
     QTest::newRow("of this process") << here + QString::number(QCoreApplication::applicationPid()) + rest;
     QTest::newRow("of another one that runs") << here + QString::number(getppid()) + rest;
-    QTest::newRow("of another computer") << QLatin1String(".nembra-elsewhere-") + gone + rest;
+    QTest::newRow("of another computer") << QLatin1String(".nembra-0123456789abcdef-") + gone + rest;
     QTest::newRow("of no process") << here + QLatin1String("x") + rest;
     QTest::newRow("of process 0") << here + QLatin1String("0") + rest;
     QTest::newRow("of a number that is none") << here + QLatin1String("-1") + rest;
