@@ -34,7 +34,8 @@ protected:
         if (event->type() != QEvent::UpdateRequest || file.isEmpty()) {
             return QSettings::event(event);
         }
-        const std::filesystem::path old = pathOf(file + QLatin1String(".old"));
+        // A name that no user gives to a copy of his own.
+        const std::filesystem::path old = pathOf(file + QLatin1String(".nembra-old"));
         std::error_code error;
         std::filesystem::remove(old, error);
         // A second name for it takes no room. A disk that knows none has to do without.
@@ -43,8 +44,9 @@ protected:
         if (!error && !isWhole(file)) {
             qDebug() << "Can't write" << file;
             std::filesystem::rename(old, pathOf(file), error);
+        } else {
+            std::filesystem::remove(old, error);
         }
-        std::filesystem::remove(old, error);
         return isTaken;
     }
 
