@@ -43,6 +43,12 @@ void Transfer::start(const QList<DeviceAccess> &devices, const Operation &operat
     m_canceled = false;
     m_finishedCount = 0;
     m_next = 0;
+    for (const Row &row : m_rows) {
+        // Canceled too late to be given up, and its file has not got its name yet.
+        if (row.reply) {
+            letGo(row.reply);
+        }
+    }
     m_rows.clear();
     // A new one: that of the run before may hang in a directory that was the wrong one.
     m_waitingForDisk = 0;
@@ -197,11 +203,7 @@ void Transfer::endRow(int index, const QString &text, Mark mark)
     }
     row.hasEnded = true;
     if (row.reply) {
-        m_pace.ended(row.reply);
-        // What else it has to say must not reach another run.
-        row.reply->disconnect(this);
-        // The reply, which is still in its signal, goes with it.
-        row.reply->manager()->deleteLater();
+        letGo(row.reply);
         row.reply = nullptr;
     }
     ++m_finishedCount;
@@ -209,6 +211,13 @@ void Transfer::endRow(int index, const QString &text, Mark mark)
     if (m_finishedCount == m_rows.size()) {
         emit ended();
     }
+}
+
+void Transfer::letGo(QNetworkReply *reply)
+{
+    m_pace.ended(reply);
+    // The reply, which may still be in its last signal, goes with it.
+    reply->manager()->deleteLater();
 }
 
 void Transfer::cancel()

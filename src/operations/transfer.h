@@ -77,6 +77,8 @@ private:
     void requestFinished(int index);
     void endWritten(int index, bool good);
     void requestFailed(int index);
+    /// The request of a row has ended.
+    void letGo(QNetworkReply *reply);
     void endRow(int index, const QString &text, Mark mark);
 
     Operation m_operation;
