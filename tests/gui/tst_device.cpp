@@ -136,6 +136,8 @@ private slots:
     void failedAnswersOverHttps_data();
     void failedAnswersOverHttps();
     void failsAtOnceWithoutAnAddress();
+    void failsWhereNoDeviceCanBe_data();
+    void failsWhereNoDeviceCanBe();
     void readsOddAnswers_data();
     void readsOddAnswers();
     void blanksASensorThatIsGone();
@@ -530,6 +532,31 @@ void TestDevice::failsAtOnceWithoutAnAddress()
     QTRY_COMPARE_WITH_TIMEOUT(row.newDataCount(), 1, patience);
     QCOMPARE(row.text(21), QStringLiteral("Protocol \"\" is unknown"));
     QCOMPARE(row.device().useHttps(), false);
+    QCOMPARE(row.device().requestOutstanding(), false);
+}
+
+void TestDevice::failsWhereNoDeviceCanBe_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::newRow("this computer") << "10.77.0.1";
+    QTest::newRow("loopback") << "127.0.0.1";
+    QTest::newRow("broadcast") << "255.255.255.255";
+    QTest::newRow("broadcast of the network") << "10.77.255.255";
+    QTest::newRow("multicast") << "224.0.0.1";
+    QTest::newRow("reserved") << "240.0.0.1";
+}
+
+void TestDevice::failsWhereNoDeviceCanBe()
+{
+    QFETCH(QString, address);
+    DiscoveryDevice record;
+    record.setAddress(QHostAddress(address));
+    DeviceRow row;
+    row.device().updateFromDiscovery(record);
+    row.device().updateInfo();
+    QTRY_COMPARE_WITH_TIMEOUT(row.newDataCount(), 1, patience);
+    QVERIFY(!row.text(21).isEmpty());
+    QVERIFY(!row.text(21).startsWith(QLatin1String("200")));
     QCOMPARE(row.device().requestOutstanding(), false);
 }
 
