@@ -19,11 +19,12 @@ set(NEMBRA_LONG_TESTS
     tst_program tst_faultmatrix_firmware tst_faultmatrix tst_randomwalk tst_updatefirmwaredialog tst_giveupage
     tst_updatethread_waits tst_updatethread tst_loglist_bursts tst_loglist_lines tst_hostilesettings tst_webuploads
     tst_transferlimits tst_devicelogin tst_mainwindow_firmware tst_torture_window tst_torture_transfers
-    tst_torture_update)
+    tst_torture_update tst_spoofing)
 
 # They try everything with everything, which takes as long as all the others together: for scripts/test --all.
 set(NEMBRA_THOROUGH_TESTS
-    tst_faultmatrix tst_faultmatrix_firmware tst_torture_window tst_torture_transfers tst_torture_update)
+    tst_faultmatrix tst_faultmatrix_firmware tst_spoofing tst_torture_window tst_torture_transfers
+    tst_torture_update)
 
 function(nembra_set_test_environment name)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")

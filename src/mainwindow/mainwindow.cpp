@@ -281,6 +281,7 @@ void MainWindow::on_actionRemove_triggered()
         m_rowCounts.remove(item);
     }
     ui->devList->removeRows(removed);
+    m_refusedDevices = false;
     updateStatusBarAndMenu();
 }
 
