@@ -253,7 +253,7 @@ DeviceItem *MainWindow::itemAt(int row) const
     return static_cast<DeviceItem *>(ui->devList->topLevelItem(row));
 }
 
-bool MainWindow::selectReachable(QList<Device *> &out, bool needAddress, bool needAnswer)
+bool MainWindow::selectReachable(Selection &out, bool needAddress, bool needAnswer)
 {
     const QList<DeviceItem *> items = m_rowCounts.selectedRows();
     for (DeviceItem *const item : items) {
@@ -268,6 +268,14 @@ bool MainWindow::selectReachable(QList<Device *> &out, bool needAddress, bool ne
         out.append(&device);
     }
     return !items.isEmpty();
+}
+
+QList<Device *> MainWindow::present(const Selection &selection)
+{
+    QList<Device *> devices;
+    std::copy_if(selection.begin(), selection.end(), std::back_inserter(devices),
+                 [](const QPointer<Device> &device) { return device; });
+    return devices;
 }
 
 void MainWindow::on_actionRemove_triggered()
@@ -292,14 +300,19 @@ void MainWindow::on_actionSelect_all_triggered()
 
 void MainWindow::on_actionWeb_interface_triggered()
 {
+    Selection selected;
     const QList<DeviceItem *> items = m_rowCounts.selectedRows();
+    for (DeviceItem *const item : items) {
+        selected.append(&item->device());
+    }
     if (items.size() > 1 &&
         !PlainMessageBox::question(this, tr("Really open ") + QString::number(items.size()) +
                                              tr(" devices in browser?"))) {
         return;
     }
-    for (const DeviceItem *const item : items) {
-        openWebInterface(item->device());
+    const QList<Device *> devices = present(selected);
+    for (const Device *const device : devices) {
+        openWebInterface(*device);
     }
 }
 

@@ -6,10 +6,12 @@
 #include <QList>
 #include <QMainWindow>
 #include <QMap>
+#include <QPointer>
 #include <QRegExp>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
+#include <QVector>
 
 #include <memory>
 
@@ -114,6 +116,8 @@ private:
     void setUpTimers();
 
     // Rows.
+    /// Devices of rows. While a dialog closes, the user may already remove some.
+    using Selection = QVector<QPointer<Device>>;
     void refreshDevices();
     DeviceItem *findOrCreateItem(const QString &mac);
     void recount(DeviceItem *item);
@@ -122,19 +126,22 @@ private:
     /// Fills `out` with the selected devices, in the order of selecting. False, after telling the user which
     /// device can't be reached, if one lacks the address or the answer that is needed; false if nothing is
     /// selected.
-    bool selectReachable(QList<Device *> &out, bool needAddress, bool needAnswer);
+    bool selectReachable(Selection &out, bool needAddress, bool needAnswer);
+    /// Those whose rows are still there.
+    static QList<Device *> present(const Selection &selection);
     static void openWebInterface(const Device &device);
 
     // Operations.
     void enableOperations(const SelectionRules &rules);
-    /// Has the user log in where a session may not do enough. False if that didn't succeed everywhere.
-    bool ensureAccess(const QList<Device *> &devices, AccessLevel level);
+    /// Has the user log in where a session may not do enough. False if that didn't succeed everywhere, or
+    /// if nothing is left.
+    bool ensureAccess(const Selection &devices, AccessLevel level);
     /// selectReachable() with everything that an operation needs, and ensureAccess().
-    bool selectAuthorized(QList<Device *> &out, AccessLevel level);
-    void saveConfigs(const QList<Device *> &devices, bool includePasswords);
+    bool selectAuthorized(Selection &out, AccessLevel level);
+    void saveConfigs(const Selection &devices, bool includePasswords);
     /// Asks what there is to ask before an update. False if it must not be.
-    bool mayUpdateFirmware(const QList<Device *> &devices);
-    void updateFirmware(const QList<Device *> &devices);
+    bool mayUpdateFirmware(const Selection &devices);
+    void updateFirmware(const Selection &devices);
     bool mayRestart();
 
     // Filter.

@@ -41,30 +41,32 @@ void MainWindow::enableOperations(const SelectionRules &rules)
     ui->actionConfigureDevice->setEnabled(rules.configureDevice);
 }
 
-bool MainWindow::ensureAccess(const QList<Device *> &devices, AccessLevel level)
+bool MainWindow::ensureAccess(const Selection &devices, AccessLevel level)
 {
+    const QList<Device *> all = present(devices);
     QList<Device *> missing;
-    std::copy_if(devices.begin(), devices.end(), std::back_inserter(missing),
+    std::copy_if(all.begin(), all.end(), std::back_inserter(missing),
                  [level](const Device *device) { return !device->mayAccess(level); });
-    return missing.isEmpty() || LoginDevicesDialog(missing, level, this).exec() == QDialog::Accepted;
+    return (missing.isEmpty() || LoginDevicesDialog(missing, level, this).exec() == QDialog::Accepted) &&
+           !present(devices).isEmpty();
 }
 
-bool MainWindow::selectAuthorized(QList<Device *> &out, AccessLevel level)
+bool MainWindow::selectAuthorized(Selection &out, AccessLevel level)
 {
     return selectReachable(out, true, true) && ensureAccess(out, level);
 }
 
 void MainWindow::on_actionSet_Login_triggered()
 {
-    QList<Device *> devices;
+    Selection devices;
     if (selectReachable(devices, true, true)) {
-        LoginDevicesDialog(devices, AccessLevel::None, this).exec();
+        LoginDevicesDialog(present(devices), AccessLevel::None, this).exec();
     }
 }
 
 void MainWindow::on_actionSave_Configs_triggered()
 {
-    QList<Device *> devices;
+    Selection devices;
     if (selectAuthorized(devices, AccessLevel::ReadConfig)) {
         saveConfigs(devices, false);
     }
@@ -72,26 +74,30 @@ void MainWindow::on_actionSave_Configs_triggered()
 
 void MainWindow::on_actionSave_with_passwords_triggered()
 {
-    QList<Device *> devices;
+    Selection devices;
     if (selectAuthorized(devices, AccessLevel::WriteConfig)) {
         saveConfigs(devices, true);
     }
 }
 
-void MainWindow::saveConfigs(const QList<Device *> &devices, bool includePasswords)
+void MainWindow::saveConfigs(const Selection &devices, bool includePasswords)
 {
     const QString directory = QFileDialog::getExistingDirectory(
         this, tr("Open Directory"), settings::value(settings::configDirectory),
         QFileDialog::ShowDirsOnly | QFileDialog::DontResolveSymlinks);
-    if (!directory.isEmpty()) {
-        settings::setValue(settings::configDirectory, directory);
-        NetworkOperationsDialog::downloadConfigs(directory, devices, includePasswords, this);
+    if (directory.isEmpty()) {
+        return;
+    }
+    settings::setValue(settings::configDirectory, directory);
+    const QList<Device *> left = present(devices);
+    if (!left.isEmpty()) {
+        NetworkOperationsDialog::downloadConfigs(directory, left, includePasswords, this);
     }
 }
 
 void MainWindow::on_actionUpload_config_triggered()
 {
-    QList<Device *> devices;
+    Selection devices;
     if (!selectAuthorized(devices, AccessLevel::WriteConfig)) {
         return;
     }
@@ -114,27 +120,30 @@ void MainWindow::on_actionUpload_config_triggered()
         // A part of a configuration is worse than none.
         return;
     }
-    NetworkOperationsDialog::uploadConfig(config, devices, this);
-    refreshDevices();
+    const QList<Device *> left = present(devices);
+    if (!left.isEmpty()) {
+        NetworkOperationsDialog::uploadConfig(config, left, this);
+        refreshDevices();
+    }
 }
 
 void MainWindow::on_actionDownload_CSV_triggered()
 {
-    QList<Device *> devices;
+    Selection devices;
     if (selectAuthorized(devices, AccessLevel::ReadData)) {
-        LoadHistoryDialog::downloadHistory(devices, this);
+        LoadHistoryDialog::downloadHistory(present(devices), this);
     }
 }
 
 void MainWindow::on_actionUpdate_Firmware_triggered()
 {
-    QList<Device *> devices;
+    Selection devices;
     if (selectReachable(devices, true, true) && mayUpdateFirmware(devices)) {
         updateFirmware(devices);
     }
 }
 
-bool MainWindow::mayUpdateFirmware(const QList<Device *> &devices)
+bool MainWindow::mayUpdateFirmware(const Selection &devices)
 {
     const auto oneType = [this](const QSet<QString> &types) {
         if (types.size() > 1) {
@@ -144,7 +153,8 @@ bool MainWindow::mayUpdateFirmware(const QList<Device *> &devices)
     };
     // Before anybody has to log in. What a device without rights says about itself may be wrong.
     QSet<QString> knownTypes;
-    for (const Device *const device : devices) {
+    const QList<Device *> before = present(devices);
+    for (const Device *const device : before) {
         if (device->mayAccess(AccessLevel::WriteConfig)) {
             knownTypes.insert(device->deviceType());
         }
@@ -153,7 +163,8 @@ bool MainWindow::mayUpdateFirmware(const QList<Device *> &devices)
         return false;
     }
     QSet<QString> types;
-    for (const Device *const device : devices) {
+    const QList<Device *> left = present(devices);
+    for (const Device *const device : left) {
         qDebug() << device->record().hostname() << device->deviceType();
         types.insert(device->deviceType());
     }
@@ -163,11 +174,16 @@ bool MainWindow::mayUpdateFirmware(const QList<Device *> &devices)
                                   this, tr("Devices with unknown types selected. Update anyway?")));
 }
 
-void MainWindow::updateFirmware(const QList<Device *> &devices)
+void MainWindow::updateFirmware(const Selection &devices)
 {
+    const QList<Device *> updated = present(devices);
+    if (updated.isEmpty()) {
+        return;
+    }
     const auto mark = [this, &devices](bool active) {
         m_firmwareUpdateActive = active;
-        for (Device *const device : devices) {
+        const QList<Device *> all = present(devices);
+        for (Device *const device : all) {
             device->setUpdateMember(active);
         }
     };
@@ -175,7 +191,7 @@ void MainWindow::updateFirmware(const QList<Device *> &devices)
     mark(true);
     // The others are asked by the refresh after it.
     m_queryQueue->keepOnly([](const Device *device) { return device->updateMember(); });
-    UpdateFirmwareDialog(devices, *m_discovery, this).exec();
+    UpdateFirmwareDialog(updated, *m_discovery, this).exec();
     mark(false);
     applyAutoUpdate();
     refreshDevices();
@@ -183,7 +199,7 @@ void MainWindow::updateFirmware(const QList<Device *> &devices)
 
 void MainWindow::on_actionConfigureDevice_triggered()
 {
-    QList<Device *> devices;
+    Selection devices;
     if (!selectReachable(devices, false, true) || devices.size() > 1) {
         return;
     }

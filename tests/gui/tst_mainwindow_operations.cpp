@@ -126,6 +126,8 @@ private slots:
     void forgetsTheLoginThatWasLeft();
     void removesADeviceWhoseLoginIsOut();
     void keepsListeningWhileADialogIsUp();
+    void leavesOutWhatIsRemovedWhileADialogCloses_data();
+    void leavesOutWhatIsRemovedWhileADialogCloses();
 
     void savesConfigurations_data();
     void savesConfigurations();
@@ -613,6 +615,63 @@ void TestMainWindowOperations::keepsListeningWhileADialogIsUp()
     trigger("actionSet_Login");
     QCOMPARE(dialogs.seen(), QStringList{QStringLiteral("login: lab-1")});
     QCOMPARE(m_bench->cell(macOf(1), Column::SystemName), QStringLiteral("renamed"));
+}
+
+void TestMainWindowOperations::leavesOutWhatIsRemovedWhileADialogCloses_data()
+{
+    QTest::addColumn<QByteArray>("launcher");
+    QTest::addColumn<bool>("some");
+    for (const bool some : {false, true}) {
+        const QByteArray which = some ? "one of two, " : "all, ";
+        QTest::newRow((which + "saving").constData()) << QByteArray("actionSave_Configs") << some;
+        QTest::newRow((which + "uploading").constData()) << QByteArray("actionUpload_config") << some;
+        QTest::newRow((which + "browser").constData()) << QByteArray("actionWeb_interface") << some;
+    }
+}
+
+void TestMainWindowOperations::leavesOutWhatIsRemovedWhileADialogCloses()
+{
+    QFETCH(QByteArray, launcher);
+    QFETCH(bool, some);
+    simulator::DeviceOptions options;
+    options.anonymousLevel = 3;
+    begin(2, options);
+    selectAll(2);
+    // The key comes before the dialog's event loop has ended.
+    const auto remove = [this, some] {
+        if (some) {
+            select({0});
+        }
+        trigger("actionRemove");
+    };
+    const bool saves = launcher == "actionSave_Configs";
+    const QString chosen =
+        saves ? makeDirectory(QStringLiteral("saved")) : makeFile(QStringLiteral("new.qini"), "[system]\r\n");
+    BrowserCatcher browser;
+    DialogSeries dialogs;
+    if (launcher != "actionWeb_interface") {
+        dialogs.then([=](QWidget *dialog) {
+            choose(chosen)(dialog);
+            if (saves) {
+                remove();
+            }
+        });
+    }
+    if (!saves) {
+        dialogs.then([remove](QWidget *dialog) {
+            answer(QMessageBox::Yes)(dialog);
+            remove();
+        });
+    }
+    QStringList statuses;
+    dialogs.then(closeAtTheEnd(&statuses));
+    trigger(launcher);
+    QCOMPARE(m_bench->list().topLevelItemCount(), some ? 1 : 0);
+    if (launcher == "actionWeb_interface") {
+        QCOMPARE(browser.urls().size(), some ? 1 : 0);
+    } else {
+        QCOMPARE(statuses, some ? QStringList{QStringLiteral("lab-2: Finished")} : QStringList());
+    }
 }
 
 void TestMainWindowOperations::savesConfigurations_data()
