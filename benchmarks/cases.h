@@ -27,6 +27,9 @@ void curves(FleetWindow::View view, const QString &directory);
 void idle(FleetWindow::View view);
 /// What it holds after many refreshes.
 void endurance(FleetWindow::View view);
+/// What it holds minute by minute while it refreshes by itself devices of which half misbehave, beside a full
+/// syslog window; at least ten minutes. One line of figures for each minute goes to `tablePath`.
+void soak(FleetWindow::View view, int minutes, const QString &tablePath);
 /// How long saving the configurations of many devices takes, compared with a program that does nothing else.
 void transferTime(FleetWindow::View view);
 /// What the program holds while it saves long histories.

@@ -81,7 +81,12 @@ int main(int argc, char *argv[])
     const QCommandLineOption curves(QStringLiteral("curves"),
                                     QStringLiteral("Measures fleets of all sizes and draws what they cost."),
                                     QStringLiteral("directory"));
-    parser.addOptions({everything, untilPainted, curves});
+    const QCommandLineOption soak(QStringLiteral("soak"),
+                                  QStringLiteral("Looks every minute at what the program holds."),
+                                  QStringLiteral("minutes"));
+    const QCommandLineOption table(QStringLiteral("table"), QStringLiteral("For the figures of --soak."),
+                                   QStringLiteral("file"));
+    parser.addOptions({everything, untilPainted, curves, soak, table});
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("case"), caseNames());
     parser.process(application);
@@ -95,6 +100,10 @@ int main(int argc, char *argv[])
     const View view = parser.isSet(everything) ? View::Everything : View::Default;
     if (parser.isSet(curves)) {
         cases::curves(view, parser.value(curves));
+        return report::allReached() ? EXIT_SUCCESS : 2;
+    }
+    if (parser.isSet(soak)) {
+        cases::soak(view, parser.value(soak).toInt(), parser.value(table));
         return report::allReached() ? EXIT_SUCCESS : 2;
     }
     const auto wanted = knownCases().find(parser.positionalArguments().value(0));
