@@ -1,6 +1,7 @@
 #include "common/settings.h"
 #include "device/device.h"
 #include "devicerow.h"
+#include "fleetprocess.h"
 #include "operations/loadhistorydialog.h"
 #include "operations/networkoperationsdialog.h"
 #include "testenvironment.h"
@@ -10,8 +11,6 @@
 #include <QAbstractButton>
 #include <QCalendarWidget>
 #include <QDir>
-#include <QFile>
-#include <QProcess>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -22,7 +21,7 @@
 
 namespace {
 
-/// Milliseconds for the start of the fleet, and for a run of many devices or of many bytes.
+/// Milliseconds for a run of many devices or of many bytes.
 constexpr int patience = 50000;
 
 constexpr qint64 megabyte = 1024LL * 1024;
@@ -96,7 +95,7 @@ private:
 
     std::unique_ptr<TestEnvironment> m_environment;
     std::unique_ptr<QTemporaryDir> m_directory;
-    QProcess m_fleet;
+    FleetProcess m_fleet;
     std::vector<std::unique_ptr<DeviceRow>> m_rows;
 };
 
@@ -111,10 +110,7 @@ void TestTransferLimits::init()
 void TestTransferLimits::cleanup()
 {
     m_rows.clear();
-    if (m_fleet.state() != QProcess::NotRunning) {
-        m_fleet.terminate();
-        QVERIFY(m_fleet.waitForFinished(patience));
-    }
+    QVERIFY(m_fleet.stop());
     QTRY_COMPARE_WITH_TIMEOUT(orphanedManagers().size(), 0, patience);
     m_directory.reset();
     m_environment.reset();
@@ -122,13 +118,8 @@ void TestTransferLimits::cleanup()
 
 void TestTransferLimits::start(const QByteArray &scenario, int devices)
 {
-    QFile file(m_directory->filePath(QStringLiteral("scenario.json")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(scenario);
-    file.close();
-    m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM), {QStringLiteral("--scenario"), file.fileName()});
-    QVERIFY2(m_fleet.waitForReadyRead(patience), m_fleet.readAllStandardError().constData());
-    QVERIFY(m_fleet.readLine().startsWith("ready: " + QByteArray::number(devices) + " devices"));
+    QCOMPARE(m_fleet.startScenario(scenario), QString());
+    QVERIFY(m_fleet.readyLine().startsWith("ready: " + QByteArray::number(devices) + " devices"));
     const quint32 firstAddress = QHostAddress(QStringLiteral("10.77.128.1")).toIPv4Address();
     for (int i = 0; i < devices; ++i) {
         DiscoveryDevice record;

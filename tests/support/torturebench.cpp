@@ -90,12 +90,7 @@ QByteArray TortureBench::contentOf(const QString &path)
 void TortureBench::begin()
 {
     QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-    QFile file(m_fleetDirectory.filePath(QStringLiteral("scenario.json")));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenario) == scenario.size());
-    file.close();
-    m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM), {QStringLiteral("--scenario"), file.fileName()});
-    QVERIFY2(m_fleet.waitForReadyRead(patience), m_fleet.readAllStandardError().constData());
-    QVERIFY(m_fleet.readLine().startsWith("ready: "));
+    QCOMPARE(m_fleet.startScenario(scenario), QString());
     // What the process makes once and keeps.
     open();
     openWindow();
@@ -104,8 +99,7 @@ void TortureBench::begin()
 
 void TortureBench::end()
 {
-    m_fleet.terminate();
-    QVERIFY(m_fleet.waitForFinished(patience));
+    QVERIFY(m_fleet.stop());
 }
 
 void TortureBench::open()

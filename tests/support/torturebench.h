@@ -1,14 +1,13 @@
 #pragma once
 
+#include "fleetprocess.h"
 #include "testenvironment.h"
 #include "windowbench.h"
 
 #include <QByteArray>
 #include <QList>
-#include <QProcess>
 #include <QString>
 #include <QStringList>
-#include <QTemporaryDir>
 
 #include <functional>
 #include <memory>
@@ -96,8 +95,7 @@ private:
     /// What is wrong afterwards; empty if nothing is.
     QString failAt(const Action &action, failingcalls::Call call, int number, int inARow = 1);
 
-    QProcess m_fleet;
-    QTemporaryDir m_fleetDirectory;
+    FleetProcess m_fleet;
     std::unique_ptr<TestEnvironment> m_environment;
     /// Before and after an action.
     Holdings m_holdings;

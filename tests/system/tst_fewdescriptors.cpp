@@ -3,6 +3,7 @@
 #include "device/deviceitem.h"
 #include "dialogseries.h"
 #include "discovery/discovery.h"
+#include "fleetprocess.h"
 #include "mainwindow/mainwindow.h"
 #include "operations/networkoperationsdialog.h"
 #include "operations/updatefirmwaredialog.h"
@@ -14,7 +15,6 @@
 #include <QDir>
 #include <QFile>
 #include <QLoggingCategory>
-#include <QProcess>
 #include <QPushButton>
 #include <QTableWidget>
 #include <QtTest>
@@ -66,8 +66,7 @@ private:
     QList<Device *> firstDevices(int count) const;
     QString outputDirectory() const { return m_environment->path(QStringLiteral("out")); }
 
-    QProcess m_fleet;
-    std::unique_ptr<QTemporaryDir> m_fleetDirectory;
+    FleetProcess m_fleet;
     std::unique_ptr<TestEnvironment> m_environment;
     std::unique_ptr<DescriptorLimit> m_limit;
     std::unique_ptr<WindowBench> m_bench;
@@ -76,19 +75,12 @@ private:
 void TestFewDescriptors::initTestCase()
 {
     QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-    m_fleetDirectory = std::make_unique<QTemporaryDir>();
-    QFile file(m_fleetDirectory->filePath(QStringLiteral("scenario.json")));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenario) == scenario.size());
-    file.close();
-    m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM), {QStringLiteral("--scenario"), file.fileName()});
-    QVERIFY2(m_fleet.waitForReadyRead(patience), m_fleet.readAllStandardError().constData());
-    QVERIFY(m_fleet.readLine().startsWith("ready: "));
+    QCOMPARE(m_fleet.startScenario(scenario), QString());
 }
 
 void TestFewDescriptors::cleanupTestCase()
 {
-    m_fleet.terminate();
-    QVERIFY(m_fleet.waitForFinished(patience));
+    QVERIFY(m_fleet.stop());
 }
 
 void TestFewDescriptors::init()

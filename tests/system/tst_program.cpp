@@ -1,3 +1,5 @@
+#include "fleetprocess.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -65,9 +67,8 @@ private slots:
     void quitsWhileDevicesHang();
 
 private:
-    /// Of three devices; `more`: what else the simulator is told.
-    void startFleet(const QStringList &more = {QStringLiteral("--devices"), QStringLiteral("3")});
-    void stopFleet();
+    /// Of three devices.
+    void startFleet();
     QString file(const QString &name) const { return m_directory->filePath(name); }
     /// Starts the program with its own settings file.
     void start(QProcess &process, const QStringList &more = {});
@@ -90,7 +91,7 @@ private:
 
     QProcess m_display;
     QProcess m_windowManager;
-    QProcess m_fleet;
+    FleetProcess m_fleet;
     QProcessEnvironment m_environment;
     std::unique_ptr<QTemporaryDir> m_directory;
 };
@@ -113,22 +114,15 @@ void TestProgram::initTestCase()
     startFleet();
 }
 
-void TestProgram::startFleet(const QStringList &more)
+void TestProgram::startFleet()
 {
-    m_fleet.start(QStringLiteral(NEMBRA_SIMULATOR_PROGRAM), more);
-    QVERIFY2(m_fleet.waitForReadyRead(startTimeout), m_fleet.readAllStandardError().constData());
-    QVERIFY(m_fleet.readLine().startsWith("ready: "));
-}
-
-void TestProgram::stopFleet()
-{
-    m_fleet.terminate();
-    QVERIFY(m_fleet.waitForFinished(exitTimeout));
+    QCOMPARE(m_fleet.start({QStringLiteral("--devices"), QStringLiteral("3")}), QString());
 }
 
 void TestProgram::cleanupTestCase()
 {
-    for (QProcess *process : {&m_fleet, &m_windowManager, &m_display}) {
+    QVERIFY(m_fleet.stop());
+    for (QProcess *process : {&m_windowManager, &m_display}) {
         process->terminate();
         process->waitForFinished(exitTimeout);
     }
@@ -151,7 +145,7 @@ void TestProgram::init()
 
 void TestProgram::cleanup()
 {
-    if (m_fleet.state() == QProcess::NotRunning) {
+    if (!m_fleet.isRunning()) {
         startFleet();
     }
     m_directory.reset();
@@ -572,7 +566,7 @@ void TestProgram::remembersTheListItSaved()
     QVERIFY2(form.match(QString::fromUtf8(list)).hasMatch(), list.constData());
 
     // Without any device on the network: what it saves now is what it shows.
-    stopFleet();
+    QVERIFY(m_fleet.stop());
     log.clear();
     QProcess second;
     start(second, options);
@@ -598,7 +592,7 @@ void TestProgram::remembersTheListItSaved()
 
 void TestProgram::looksAfterAStartAsItDidBefore()
 {
-    stopFleet();
+    QVERIFY(m_fleet.stop());
     writeSettings("[General]\nLanguage=en\n");
     QFile list(file(QStringLiteral("devices.json")));
     QVERIFY(list.open(QIODevice::WriteOnly));
@@ -678,14 +672,11 @@ void TestProgram::looksAfterAStartAsItDidBefore()
 void TestProgram::quitsWhileDevicesHang()
 {
     const QTemporaryDir elsewhere;
-    QFile scenario(elsewhere.filePath(QStringLiteral("scenario.json")));
-    QVERIFY(scenario.open(QIODevice::WriteOnly));
-    scenario.write(R"({"fleet": {"devices": 300}, "faults": [{"kind": "hang"}]})");
-    scenario.close();
-    stopFleet();
     QFile journal(elsewhere.filePath(QStringLiteral("journal")));
-    startFleet(
-        {QStringLiteral("--scenario"), scenario.fileName(), QStringLiteral("--journal"), journal.fileName()});
+    QVERIFY(m_fleet.stop());
+    QCOMPARE(m_fleet.startScenario(R"({"fleet": {"devices": 300}, "faults": [{"kind": "hang"}]})",
+                                   {QStringLiteral("--journal"), journal.fileName()}),
+             QString());
     QProcess program;
     START_AND_FIND(program, window);
     QVERIFY(journal.open(QIODevice::ReadOnly));
@@ -700,7 +691,7 @@ void TestProgram::quitsWhileDevicesHang()
     QUIT(program, window);
     // Nothing is waited for.
     QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
-    stopFleet();
+    QVERIFY(m_fleet.stop());
 }
 
 void TestProgram::writesThePasswordNowhere()
@@ -713,15 +704,12 @@ void TestProgram::writesThePasswordNowhere()
         QFile content(path);
         return content.open(QIODevice::ReadOnly) ? content.readAll() : QByteArray();
     };
-    QFile scenario(elsewhere.filePath(QStringLiteral("scenario.json")));
-    QVERIFY(scenario.open(QIODevice::WriteOnly));
-    scenario.write(R"({"groups": [{"count": 3, "host_name": "lab-{n}", "users": [{"name": "boss", )"
-                   R"("password": ")" +
-                   secret.toUtf8() + R"(", "level": 3}]}]})");
-    scenario.close();
+    const QByteArray scenario =
+        R"({"groups": [{"count": 3, "host_name": "lab-{n}", "users": [{"name": "boss", "password": ")" +
+        secret.toUtf8() + R"(", "level": 3}]}]})";
     const QString journal = elsewhere.filePath(QStringLiteral("journal"));
-    stopFleet();
-    startFleet({QStringLiteral("--scenario"), scenario.fileName(), QStringLiteral("--journal"), journal});
+    QVERIFY(m_fleet.stop());
+    QCOMPARE(m_fleet.startScenario(scenario, {QStringLiteral("--journal"), journal}), QString());
 
     QByteArray log;
     QByteArray titles;
@@ -814,7 +802,7 @@ void TestProgram::writesThePasswordNowhere()
     log += program.readAll();
 
     // It did go over the wire, to each device, ...
-    stopFleet();
+    QVERIFY(m_fleet.stop());
     QCOMPARE(contentOf(journal).count("login_password=" + encoded), 3);
     QCOMPARE(contentOf(journal).count("login_password=m1styped%20%26word"), 1);
     // ... and nowhere else.
