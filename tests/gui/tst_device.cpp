@@ -114,6 +114,92 @@ QString schemes(const Fleet &fleet, int index)
     return schemes.join(QLatin1Char(' '));
 }
 
+/// Three devices whose requests stay out, each for another reason, and one that answers.
+class LateRows final
+{
+public:
+    /// `fleet` has started, with four devices.
+    explicit LateRows(Fleet &fleet)
+        : hanging(fleet, 0)
+        , babbling(fleet, 1)
+        , secure(fleet, 3)
+        , m_healthy(fleet, 2)
+    {
+        fleet.addFault(0, Fault::hang());
+        fleet.addFault(1, Fault::invalidJson());
+        fleet.addFault(3, Fault::hang().onlyHttps());
+    }
+
+    void askAll()
+    {
+        for (DeviceRow *const row : all()) {
+            row->device().updateInfo();
+        }
+    }
+    void setGiveUpAge(std::chrono::milliseconds age)
+    {
+        for (DeviceRow *const row : all()) {
+            row->device().setGiveUpAge(age);
+        }
+    }
+    /// It is asked after the others: its answer shows that they were not asked.
+    void askHealthy()
+    {
+        const int before = m_healthy.newDataCount();
+        m_healthy.device().updateInfo();
+        QTRY_COMPARE_WITH_TIMEOUT(m_healthy.newDataCount(), before + 1, patience);
+    }
+    std::vector<DeviceRow *> all() { return {&hanging, &babbling, &secure}; }
+
+    DeviceRow hanging;
+    DeviceRow babbling;
+    DeviceRow secure;
+
+private:
+    DeviceRow m_healthy;
+};
+
+/// A device that has something to say in every column.
+simulator::DeviceOptions talkativeDevice()
+{
+    simulator::DeviceOptions options;
+    options.hostName = "roof-sensor-0007";
+    options.mac = simulator::MacAddress{0x0E, 0x5A, 0x11, 0x00, 0x1F, 0xA2};
+    options.extendedValues = true;
+    simulator::Sensor plain;
+    plain.value = "21.5";
+    plain.extendedValue = "21.53";
+    plain.unit = "&deg;C";
+    simulator::Sensor high;
+    high.value = "96";
+    high.extendedValue = "96.4";
+    high.unit = "%rH";
+    high.status = "2";
+    options.sensors = std::vector<simulator::Sensor>{plain, high};
+    options.interfaces =
+        std::vector<simulator::NetworkInterface>{{"10.77.128.1", ""}, {"192.168.4.2", "nembra-plant"}};
+    options.variables = {{"fw_manufacturer", "Nembra &deg; Works"},
+                         {"fw_name", "nembra-node"},
+                         {"fw_version", "3.1.2"},
+                         {"sysdate", "20.11.2026"},
+                         {"systime", "22:34:46"},
+                         {"syslocation", "Hall 3, rack 12"},
+                         {"syscontact", "M\xC3\xBCller"},
+                         {"netif", "eth0"},
+                         {"login_user", "guest"},
+                         {"login_group", "2"},
+                         {"memusage", "34%"},
+                         {"histo_usage", "7%"},
+                         {"uptime_d", "12"},
+                         {"uptime_h", "3"},
+                         {"uptime_m", "4"},
+                         {"uptime_s", "5"},
+                         {"dev_type", "XY2"},
+                         {"histo_start", "1600000000"},
+                         {"systimestamp", "1700000000"}};
+    return options;
+}
+
 } // namespace
 
 class TestDevice : public QObject
@@ -131,6 +217,8 @@ private slots:
 
     void asksWithTheTemplate();
     void fillsEveryCell();
+    void keepsTimesAsValues();
+    void tellsWhatItHasRead();
     void failedAnswers_data();
     void failedAnswers();
     void failedAnswersOverHttps_data();
@@ -154,7 +242,9 @@ private slots:
     void reachesOldTlsDevices_data();
     void reachesOldTlsDevices();
 
+    void asksNobodyTwiceAtATime();
     void givesUpWhatIsOutForTooLong();
+    void asksAgainAfterGivingUp();
     void givesUpTooMuch_data();
     void givesUpTooMuch();
     void endsAFlood_data();
@@ -177,6 +267,12 @@ private:
     void begin(simulator::DeviceOptions options = {}, simulator::FleetOptions fleetOptions = {});
     /// Has the device asked, and waits until its request has ended.
     void ask();
+    /// Starts the fleet for LateRows.
+    void beginLate();
+    /// Has all of them asked, and waits until their requests are out.
+    void awaitLateRequests(LateRows &rows);
+    /// Has them asked once more when their requests are too old.
+    static void giveUpLateRequests(LateRows &rows);
 
     std::unique_ptr<TestEnvironment> m_environment;
     std::unique_ptr<Fleet> m_fleet;
@@ -314,45 +410,8 @@ void TestDevice::asksWithTheTemplate()
 
 void TestDevice::fillsEveryCell()
 {
-    simulator::DeviceOptions options;
-    options.hostName = "roof-sensor-0007";
-    options.mac = simulator::MacAddress{0x0E, 0x5A, 0x11, 0x00, 0x1F, 0xA2};
-    options.extendedValues = true;
-    simulator::Sensor plain;
-    plain.value = "21.5";
-    plain.extendedValue = "21.53";
-    plain.unit = "&deg;C";
-    simulator::Sensor high;
-    high.value = "96";
-    high.extendedValue = "96.4";
-    high.unit = "%rH";
-    high.status = "2";
-    options.sensors = std::vector<simulator::Sensor>{plain, high};
-    options.interfaces =
-        std::vector<simulator::NetworkInterface>{{"10.77.128.1", ""}, {"192.168.4.2", "nembra-plant"}};
-    options.variables = {{"fw_manufacturer", "Nembra &deg; Works"},
-                         {"fw_name", "nembra-node"},
-                         {"fw_version", "3.1.2"},
-                         {"sysdate", "20.11.2026"},
-                         {"systime", "22:34:46"},
-                         {"syslocation", "Hall 3, rack 12"},
-                         {"syscontact", "M\xC3\xBCller"},
-                         {"netif", "eth0"},
-                         {"login_user", "guest"},
-                         {"login_group", "2"},
-                         {"memusage", "34%"},
-                         {"histo_usage", "7%"},
-                         {"uptime_d", "12"},
-                         {"uptime_h", "3"},
-                         {"uptime_m", "4"},
-                         {"uptime_s", "5"},
-                         {"dev_type", "XY2"},
-                         {"histo_start", "1600000000"},
-                         {"systimestamp", "1700000000"}};
-    begin(options);
-    m_row->device().addAge(4);
+    begin(talkativeDevice());
     ask();
-
     const QStringList expected{QStringLiteral("roof-sensor-0007"),
                                QStringLiteral("10.77.128.1"),
                                QStringLiteral("0E:5A:11:00:1F:A2"),
@@ -387,19 +446,30 @@ void TestDevice::fillsEveryCell()
                      qPrintable(QStringLiteral("column %1: %2").arg(i).arg(m_row->text(i))));
         }
     }
+}
+
+void TestDevice::keepsTimesAsValues()
+{
+    begin(talkativeDevice());
+    ask();
     for (const int column : {3, 4, 25}) {
         QCOMPARE(QMetaType::Type(m_row->value(column).type()), QMetaType::QDateTime);
         QCOMPARE(m_row->value(column).toDateTime().timeSpec(), Qt::LocalTime);
     }
-    const QDateTime historyStart({2020, 9, 13}, {12, 26, 40}, Qt::UTC);
-    QCOMPARE(m_row->value(25).toDateTime(), historyStart);
+    QCOMPARE(m_row->value(25).toDateTime(), QDateTime({2020, 9, 13}, {12, 26, 40}, Qt::UTC));
     QCOMPARE(m_row->value(13).userType(), qMetaTypeId<Timespan>());
     QCOMPARE(m_row->value(13).value<Timespan>().days, 12);
+}
 
+void TestDevice::tellsWhatItHasRead()
+{
+    begin(talkativeDevice());
+    m_row->device().addAge(4);
+    ask();
     const Device &device = m_row->device();
     QCOMPARE(device.deviceType(), QStringLiteral("Nembra WLAN XY2"));
     QCOMPARE(device.loginGroup(), 2);
-    QCOMPARE(device.historyStart(), historyStart);
+    QCOMPARE(device.historyStart(), QDateTime({2020, 9, 13}, {12, 26, 40}, Qt::UTC));
     QCOMPARE(device.deviceTime(), QDateTime({2023, 11, 14}, {22, 13, 20}, Qt::UTC));
     QCOMPARE(device.discoveryAge(), 4);
     QCOMPARE(device.dataAge(), 0);
@@ -828,7 +898,7 @@ void TestDevice::reachesOldTlsDevices()
     QCOMPARE(schemes(*m_fleet, 0), QStringLiteral("http https"));
 }
 
-void TestDevice::givesUpWhatIsOutForTooLong()
+void TestDevice::beginLate()
 {
     m_fleet = std::make_unique<Fleet>();
     m_fleet->addDevices(3);
@@ -836,67 +906,71 @@ void TestDevice::givesUpWhatIsOutForTooLong()
     https.redirectToHttps = true;
     m_fleet->addDevice(https);
     m_fleet->start();
-    m_fleet->addFault(0, Fault::hang());
-    m_fleet->addFault(1, Fault::invalidJson());
-    m_fleet->addFault(3, Fault::hang().onlyHttps());
+}
 
-    DeviceRow hanging(*m_fleet, 0);
-    DeviceRow babbling(*m_fleet, 1);
-    DeviceRow healthy(*m_fleet, 2);
-    DeviceRow secure(*m_fleet, 3);
-    const std::vector<DeviceRow *> rows{&hanging, &babbling, &secure};
-    const auto askAll = [&rows] {
-        for (DeviceRow *const row : rows) {
-            row->device().updateInfo();
-        }
-    };
-    // Whoever is asked after the others and answers shows that the others were not asked.
-    const auto askHealthy = [&healthy] {
-        const int before = healthy.newDataCount();
-        healthy.device().updateInfo();
-        QTRY_COMPARE_WITH_TIMEOUT(healthy.newDataCount(), before + 1, patience);
-    };
-    askAll();
+void TestDevice::awaitLateRequests(LateRows &rows)
+{
+    rows.askAll();
     QTRY_COMPARE_WITH_TIMEOUT(requestCount(*m_fleet, 0), std::size_t(1), patience);
-    QTRY_COMPARE_WITH_TIMEOUT(babbling.text(21), QStringLiteral("200 OK"), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(rows.babbling.text(21), QStringLiteral("200 OK"), patience);
     QTRY_COMPARE_WITH_TIMEOUT(schemes(*m_fleet, 3), QStringLiteral("http https"), patience);
+}
 
-    askAll();
-    askHealthy();
+void TestDevice::giveUpLateRequests(LateRows &rows)
+{
+    rows.setGiveUpAge(0ms);
+    QTRY_VERIFY_WITH_TIMEOUT(rows.secure.device().requestAge() > 0, patience);
+    rows.askAll();
+}
+
+void TestDevice::asksNobodyTwiceAtATime()
+{
+    beginLate();
+    LateRows rows(*m_fleet);
+    awaitLateRequests(rows);
+    rows.askAll();
+    rows.askHealthy();
     QCOMPARE(requestCount(*m_fleet, 0), std::size_t(1));
     QCOMPARE(requestCount(*m_fleet, 1), std::size_t(1));
     QCOMPARE(requestCount(*m_fleet, 3), std::size_t(2));
-    QCOMPARE(hanging.newDataCount(), 0);
-    QCOMPARE(hanging.text(21), QString());
-    QCOMPARE(hanging.device().requestOutstanding(), true);
-    QCOMPARE(secure.device().useHttps(), true);
+    QCOMPARE(rows.hanging.newDataCount(), 0);
+    QCOMPARE(rows.hanging.text(21), QString());
+    QCOMPARE(rows.hanging.device().requestOutstanding(), true);
+    QCOMPARE(rows.secure.device().useHttps(), true);
+}
 
-    for (DeviceRow *const row : rows) {
-        row->device().setGiveUpAge(0ms);
-    }
-    QTRY_VERIFY_WITH_TIMEOUT(secure.device().requestAge() > 0, patience);
-    askAll();
-    QCOMPARE(hanging.text(21), QStringLiteral("Operation canceled"));
-    QCOMPARE(hanging.newDataCount(), 1);
-    QCOMPARE(babbling.text(21), QStringLiteral("200 OK"));
-    QCOMPARE(babbling.newDataCount(), 0);
-    QCOMPARE(secure.text(21), QStringLiteral("Operation canceled"));
-    QCOMPARE(secure.device().useHttps(), false);
-    askHealthy();
+void TestDevice::givesUpWhatIsOutForTooLong()
+{
+    beginLate();
+    LateRows rows(*m_fleet);
+    awaitLateRequests(rows);
+    giveUpLateRequests(rows);
+    QCOMPARE(rows.hanging.text(21), QStringLiteral("Operation canceled"));
+    QCOMPARE(rows.hanging.newDataCount(), 1);
+    QCOMPARE(rows.babbling.text(21), QStringLiteral("200 OK"));
+    QCOMPARE(rows.babbling.newDataCount(), 0);
+    QCOMPARE(rows.secure.text(21), QStringLiteral("Operation canceled"));
+    QCOMPARE(rows.secure.device().useHttps(), false);
+    rows.askHealthy();
     QCOMPARE(requestCount(*m_fleet, 0), std::size_t(1));
     QCOMPARE(requestCount(*m_fleet, 1), std::size_t(1));
     QCOMPARE(requestCount(*m_fleet, 3), std::size_t(2));
+}
 
+void TestDevice::asksAgainAfterGivingUp()
+{
+    beginLate();
+    LateRows rows(*m_fleet);
+    awaitLateRequests(rows);
+    giveUpLateRequests(rows);
     m_fleet->clearFaults();
-    for (DeviceRow *const row : rows) {
-        row->device().setGiveUpAge(20s);
-    }
-    askAll();
-    for (DeviceRow *const row : rows) {
+    rows.setGiveUpAge(20s);
+    rows.askAll();
+    for (const DeviceRow *const row : rows.all()) {
         QTRY_COMPARE_WITH_TIMEOUT(row->text(21), QStringLiteral("200 OK"), patience);
     }
-    QTRY_COMPARE_WITH_TIMEOUT(babbling.newDataCount(), 1, patience);
-    QTRY_COMPARE_WITH_TIMEOUT(hanging.newDataCount(), 2, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(rows.babbling.newDataCount(), 1, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(rows.hanging.newDataCount(), 2, patience);
     QCOMPARE(schemes(*m_fleet, 0), QStringLiteral("http http"));
     QCOMPARE(schemes(*m_fleet, 1), QStringLiteral("http http"));
     QCOMPARE(schemes(*m_fleet, 3), QStringLiteral("http https http https"));
