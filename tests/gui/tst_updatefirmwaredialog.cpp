@@ -249,6 +249,14 @@ private:
     /// Two devices with which an update stands still.
     void beginWith(const Phase &phase) const;
 
+    /// The devices of updatesEveryDeviceOnItsOwn(), and what it looks at after the update.
+    enum Row { Plain, Secured, Broken, Lost, Open, Unkept };
+    void beginWithEveryKind() const;
+    void verifyEachUpdate(const Screen &screen) const;
+    void verifyKeptConfigurations() const;
+    void verifyStaysOnShowUntilCancel(const Screen &screen) const;
+    void verifyBeginsAnew(const Screen &screen) const;
+
     std::unique_ptr<Discovery> m_service;
 };
 
@@ -760,9 +768,8 @@ void TestUpdateFirmwareDialog::ignoresMessagesOfStrangers()
     QVERIFY(screen->isShown());
 }
 
-void TestUpdateFirmwareDialog::updatesEveryDeviceOnItsOwn()
+void TestUpdateFirmwareDialog::beginWithEveryKind() const
 {
-    enum Row { Plain, Secured, Broken, Lost, Open, Unkept };
     addDevice("plain");
     simulator::DeviceOptions secured;
     secured.redirectToHttps = true;
@@ -780,8 +787,82 @@ void TestUpdateFirmwareDialog::updatesEveryDeviceOnItsOwn()
         setUp(row, row == Open ? QString() : admin);
     }
     QVERIFY(comesToRest());
+    m_bench->fleet().addFault(Broken, Fault::status(500, "Oops").onPath("admin/upload.cgi"));
+}
+
+void TestUpdateFirmwareDialog::verifyEachUpdate(const Screen &screen) const
+{
     simulator::Fleet &fleet = m_bench->fleet();
-    fleet.addFault(Broken, Fault::status(500, "Oops").onPath("admin/upload.cgi"));
+    for (const Row row : {Plain, Secured, Open, Unkept}) {
+        const simulator::DeviceInfo info = fleet.device(row);
+        QCOMPARE(info.activeBuffer, row == Unkept ? 2 : 1);
+        QCOMPARE(info.firmwareVersion, std::string("7.8.9"));
+        QCOMPARE(info.restarts, 2);
+        QCOMPARE(info.configurationUploads, 2);
+        QCOMPARE(QByteArray::fromStdString(info.configuration), configuration);
+    }
+    QCOMPARE(screen.message(Broken), wrongStatus + QStringLiteral("500"));
+    QCOMPARE(screen.message(Lost), waitingForDevice);
+    QCOMPARE(screen.progress(Lost), 70);
+    QCOMPARE(requestCount(Plain), std::size_t(13));
+    // It tells first whether it still wants HTTPS.
+    QCOMPARE(requestCount(Secured), std::size_t(14));
+    QCOMPARE(requestCount(Broken), std::size_t(2));
+    QCOMPARE(requestCount(Lost), std::size_t(3));
+    // Nobody logs in where nobody was.
+    QCOMPARE(requestCount(Open), std::size_t(7));
+    QCOMPARE(fleet.requests(Open, "login.cgi").size(), std::size_t(0));
+}
+
+void TestUpdateFirmwareDialog::verifyKeptConfigurations() const
+{
+    const QMap<QString, QByteArray> files = m_bench->files();
+    QCOMPARE(files.keys(), QStringList({QStringLiteral("broken-0E5A11000003-TIME.qini"),
+                                        QStringLiteral("lost-0E5A11000004-TIME.qini"),
+                                        QStringLiteral("open-0E5A11000005-TIME.qini"),
+                                        QStringLiteral("plain-0E5A11000001-TIME.qini"),
+                                        QStringLiteral("secured-0E5A11000002-TIME.qini")}));
+    QCOMPARE(files.values(),
+             QList<QByteArray>({configuration, configuration, configuration, configuration, configuration}));
+}
+
+void TestUpdateFirmwareDialog::verifyStaysOnShowUntilCancel(const Screen &screen) const
+{
+    QCOMPARE(screen.enabledInputs(), updatingInputs);
+    const QStringList messages = screen.messages();
+    const auto sent = broadcasts();
+    QTRY_VERIFY_WITH_TIMEOUT(broadcasts() >= sent + 2 * copies, patience);
+    QCOMPARE(screen.enabledInputs(), updatingInputs);
+    QCOMPARE(screen.messages(), messages);
+    QVERIFY(screen.hasBars());
+    screen.click("pushButtonCancel");
+    QVERIFY(screen.showsOnly(QString()));
+    QVERIFY(!screen.hasBars());
+    QCOMPARE(screen.enabledInputs(), idleInputs);
+}
+
+void TestUpdateFirmwareDialog::verifyBeginsAnew(const Screen &screen) const
+{
+    m_bench->fleet().clearFaults();
+    m_bench->fleet().clearJournal();
+    screen.setRestartTime(1h);
+    screen.click("pushButtonUpdate");
+    for (const Row row : {Broken, Open}) {
+        QVERIFY(screen.awaitMessage(row, waitingTenSeconds));
+        QTRY_COMPARE_WITH_TIMEOUT(screen.progress(row), 70, patience);
+        QCOMPARE(requestCount(row), std::size_t(3));
+    }
+    for (const Row row : {Plain, Secured}) {
+        QVERIFY(screen.awaitMessage(row, wrongStatus + QStringLiteral("403")));
+        QCOMPARE(requestCount(row), std::size_t(1));
+    }
+    screen.click("pushButtonClose");
+    QVERIFY(!screen.isShown());
+}
+
+void TestUpdateFirmwareDialog::updatesEveryDeviceOnItsOwn()
+{
+    beginWithEveryKind();
     // The last one has a dialog of its own, by which no file is written.
     QList<Device *> devices = m_bench->devices();
     const auto other = show({devices.takeLast()});
@@ -797,63 +878,12 @@ void TestUpdateFirmwareDialog::updatesEveryDeviceOnItsOwn()
         QVERIFY(screen->awaitMessage(row, finished));
         QCOMPARE(screen->progress(row), 100);
     }
-    for (const Row row : {Plain, Secured, Open, Unkept}) {
-        const simulator::DeviceInfo info = fleet.device(row);
-        QCOMPARE(info.activeBuffer, row == Unkept ? 2 : 1);
-        QCOMPARE(info.firmwareVersion, std::string("7.8.9"));
-        QCOMPARE(info.restarts, 2);
-        QCOMPARE(info.configurationUploads, 2);
-        QCOMPARE(QByteArray::fromStdString(info.configuration), configuration);
-    }
-    QCOMPARE(screen->message(Broken), wrongStatus + QStringLiteral("500"));
-    QCOMPARE(screen->message(Lost), waitingForDevice);
-    QCOMPARE(screen->progress(Lost), 70);
-    QCOMPARE(requestCount(Plain), std::size_t(13));
-    // It tells first whether it still wants HTTPS.
-    QCOMPARE(requestCount(Secured), std::size_t(14));
-    QCOMPARE(requestCount(Broken), std::size_t(2));
-    QCOMPARE(requestCount(Lost), std::size_t(3));
-    // Nobody logs in where nobody was.
-    QCOMPARE(requestCount(Open), std::size_t(7));
-    QCOMPARE(fleet.requests(Open, "login.cgi").size(), std::size_t(0));
-    const QMap<QString, QByteArray> files = m_bench->files();
-    QCOMPARE(files.keys(), QStringList({QStringLiteral("broken-0E5A11000003-TIME.qini"),
-                                        QStringLiteral("lost-0E5A11000004-TIME.qini"),
-                                        QStringLiteral("open-0E5A11000005-TIME.qini"),
-                                        QStringLiteral("plain-0E5A11000001-TIME.qini"),
-                                        QStringLiteral("secured-0E5A11000002-TIME.qini")}));
-    QCOMPARE(files.values(),
-             QList<QByteArray>({configuration, configuration, configuration, configuration, configuration}));
-
+    verifyEachUpdate(*screen);
+    verifyKeptConfigurations();
     // All stays on show, and the network is asked, until the user has seen it.
-    QCOMPARE(screen->enabledInputs(), updatingInputs);
-    const QStringList messages = screen->messages();
-    const auto sent = broadcasts();
-    QTRY_VERIFY_WITH_TIMEOUT(broadcasts() >= sent + 2 * copies, patience);
-    QCOMPARE(screen->enabledInputs(), updatingInputs);
-    QCOMPARE(screen->messages(), messages);
-    QVERIFY(screen->hasBars());
-    screen->click("pushButtonCancel");
-    QVERIFY(screen->showsOnly(QString()));
-    QVERIFY(!screen->hasBars());
-    QCOMPARE(screen->enabledInputs(), idleInputs);
-
+    verifyStaysOnShowUntilCancel(*screen);
     // And all again. The sessions have ended with the restart, and the user would have to log in anew.
-    fleet.clearFaults();
-    fleet.clearJournal();
-    screen->setRestartTime(1h);
-    screen->click("pushButtonUpdate");
-    for (const Row row : {Broken, Open}) {
-        QVERIFY(screen->awaitMessage(row, waitingTenSeconds));
-        QTRY_COMPARE_WITH_TIMEOUT(screen->progress(row), 70, patience);
-        QCOMPARE(requestCount(row), std::size_t(3));
-    }
-    for (const Row row : {Plain, Secured}) {
-        QVERIFY(screen->awaitMessage(row, wrongStatus + QStringLiteral("403")));
-        QCOMPARE(requestCount(row), std::size_t(1));
-    }
-    screen->click("pushButtonClose");
-    QVERIFY(!screen->isShown());
+    verifyBeginsAnew(*screen);
 }
 
 void TestUpdateFirmwareDialog::endsAtOnce_data()
