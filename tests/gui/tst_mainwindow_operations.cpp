@@ -177,6 +177,11 @@ private:
     }
     std::uint64_t broadcasts() const { return m_fleet->counters().discoveryRequests; }
     bool hasAnswered(int count);
+
+    /// Saves, uploads and reads histories, with a login before; `titles`: of the dialogs on the way.
+    void useEveryOperation(const QString &secret, QString &titles);
+    /// Nor `told`, while there is what must have been written.
+    void verifyNoFileHolds(const QList<QByteArray> &traces, const QString &told);
 };
 
 void TestMainWindowOperations::begin(int count, simulator::DeviceOptions options)
@@ -1077,6 +1082,50 @@ void TestMainWindowOperations::bringsTwentyDevicesToTheSameConfiguration()
     }
 }
 
+void TestMainWindowOperations::useEveryOperation(const QString &secret, QString &titles)
+{
+    const QString directory = makeDirectory(QStringLiteral("saved"));
+    settings::store().setValue(QStringLiteral("CSVDir"), directory);
+    // A device that breaks off, too: what is logged then shows the request.
+    m_fleet->addFault(0, Fault::closeWithoutAnswer().onPath("login.cgi").times(1));
+    DialogSeries dialogs;
+    dialogs.then(logIn(QStringLiteral("boss"), secret))
+        .then(choose(directory))
+        .then(closeAtTheEnd())
+        .then(choose(makeFile(QStringLiteral("config.qini"), "[system]\r\nlocation=Hall 2\r\n")))
+        .then(answer(QMessageBox::Yes))
+        .then(closeAtTheEnd())
+        .then(loadAndClose());
+    trigger("actionSave_Configs");
+    trigger("actionUpload_config");
+    trigger("actionDownload_CSV");
+    QCOMPARE(dialogs.seen(),
+             QStringList({QStringLiteral("login: lab-1 (1/2)"), directoryCaption, saveDialog, uploadCaption,
+                          QStringLiteral("box: Really upload config to 2 devices?"), uploadDialog,
+                          historyDialog}));
+    titles += dialogs.titles();
+}
+
+void TestMainWindowOperations::verifyNoFileHolds(const QList<QByteArray> &traces, const QString &told)
+{
+    QByteArray everything = told.toUtf8();
+    int files = 0;
+    QDirIterator written(path(QString()), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (written.hasNext()) {
+        everything += written.next().toUtf8() + contentOf(written.filePath());
+        ++files;
+    }
+    // The settings, the list, the file that was uploaded, two configurations, two histories.
+    QCOMPARE(files, 7);
+    for (const char *const proof : {"onLoginResult true", "Login", "LastUploadConfigFile", "\"hostname\"",
+                                    "location=Hall 2", "[users]", "Time;Sensor 1"}) {
+        QVERIFY2(everything.contains(proof), proof);
+    }
+    for (const QByteArray &trace : traces) {
+        QVERIFY2(!everything.contains(trace), trace.constData());
+    }
+}
+
 void TestMainWindowOperations::writesThePasswordNowhere()
 {
     const QString secret = QStringLiteral("s3cret &w\u00F6rd+1%/");
@@ -1096,28 +1145,7 @@ void TestMainWindowOperations::writesThePasswordNowhere()
         trigger("actionSet_Login");
         titles += dialogs.titles();
     }
-    const QString directory = makeDirectory(QStringLiteral("saved"));
-    settings::store().setValue(QStringLiteral("CSVDir"), directory);
-    {
-        // A device that breaks off, too: what is logged then shows the request.
-        m_fleet->addFault(0, Fault::closeWithoutAnswer().onPath("login.cgi").times(1));
-        DialogSeries dialogs;
-        dialogs.then(logIn(QStringLiteral("boss"), secret))
-            .then(choose(directory))
-            .then(closeAtTheEnd())
-            .then(choose(makeFile(QStringLiteral("config.qini"), "[system]\r\nlocation=Hall 2\r\n")))
-            .then(answer(QMessageBox::Yes))
-            .then(closeAtTheEnd())
-            .then(loadAndClose());
-        trigger("actionSave_Configs");
-        trigger("actionUpload_config");
-        trigger("actionDownload_CSV");
-        QCOMPARE(dialogs.seen(),
-                 QStringList({QStringLiteral("login: lab-1 (1/2)"), directoryCaption, saveDialog,
-                              uploadCaption, QStringLiteral("box: Really upload config to 2 devices?"),
-                              uploadDialog, historyDialog}));
-        titles += dialogs.titles();
-    }
+    useEveryOperation(secret, titles);
     QTRY_VERIFY_WITH_TIMEOUT(hasAnswered(2), patience);
     m_bench->trigger("actionSave_list");
     m_bench->window().close();
@@ -1131,25 +1159,10 @@ void TestMainWindowOperations::writesThePasswordNowhere()
     QCOMPARE(QByteArray::fromStdString(sent.back().body),
              "btnapp=Submit&login_user=boss&login_password=" + encoded);
     // ... and nowhere else.
-    QByteArray everything = LogReader::text().toUtf8() + titles.toUtf8();
-    int files = 0;
-    QDirIterator written(path(QString()), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (written.hasNext()) {
-        everything += written.next().toUtf8() + contentOf(written.filePath());
-        ++files;
-    }
-    // The settings, the list, the file that was uploaded, two configurations, two histories.
-    QCOMPARE(files, 7);
-    for (const char *const proof : {"onLoginResult true", "Login", "LastUploadConfigFile", "\"hostname\"",
-                                    "location=Hall 2", "[users]", "Time;Sensor 1"}) {
-        QVERIFY2(everything.contains(proof), proof);
-    }
-    for (const QByteArray &trace :
-         {secret.toUtf8(), secret.toLatin1(), encoded, encoded.toLower(), QByteArray("s3cret"),
-          QByteArray("s3cret").toBase64().left(7), QByteArray("s3cret").toHex(), mistyped.toUtf8(),
-          QByteArray("mist"), QByteArray("w0rd")}) {
-        QVERIFY2(!everything.contains(trace), trace.constData());
-    }
+    verifyNoFileHolds({secret.toUtf8(), secret.toLatin1(), encoded, encoded.toLower(), QByteArray("s3cret"),
+                       QByteArray("s3cret").toBase64().left(7), QByteArray("s3cret").toHex(),
+                       mistyped.toUtf8(), QByteArray("mist"), QByteArray("w0rd")},
+                      LogReader::text() + titles);
 }
 
 NEMBRA_GUI_TEST_MAIN(TestMainWindowOperations)
