@@ -101,6 +101,15 @@ bool holdsAnotherFile(const QByteArray &directory)
     }
 }
 
+/// How often something was seen.
+struct Tally
+{
+    int few = 0;
+    int many = 0;
+    int leftBehind = 0;
+    int atAnOpenFile = 0;
+};
+
 } // namespace
 
 class TestDeviceListFileKilled : public QObject
@@ -109,87 +118,124 @@ class TestDeviceListFileKilled : public QObject
 
 private slots:
     void leavesTheOldOrTheNewFileWhole();
+
+private:
+    void measureWrites();
+    /// Starts a process that saves, and returns when it has begun.
+    void startSaving();
+    /// Waits for the moment of this kill.
+    void awaitMoment(int number) const;
+    /// `stopsFirst`: to see what the process is at.
+    void killSaving(bool stopsFirst);
+    /// Looks at what is there after a kill, and clears up.
+    void verifyWhole(int number);
+
+    const QTemporaryDir m_directory;
+    const QString m_path = m_directory.filePath(QStringLiteral("devices.json"));
+    const QByteArray m_few = contentOf(fewDevices);
+    const QByteArray m_many = contentOf(manyDevices);
+    std::chrono::nanoseconds m_bothWrites{0};
+    pid_t m_child = -1;
+    Tally m_tally;
 };
 
-void TestDeviceListFileKilled::leavesTheOldOrTheNewFileWhole()
+void TestDeviceListFileKilled::measureWrites()
 {
-    const QTemporaryDir directory;
-    const QString path = directory.filePath(QStringLiteral("devices.json"));
-    const QByteArray few = contentOf(fewDevices);
-    const QByteArray many = contentOf(manyDevices);
-
     QElapsedTimer timer;
     timer.start();
     for (int i = 0; i < measuredWrites; ++i) {
-        QCOMPARE(devicelistfile::write(path, listOf(fewDevices)), devicelistfile::Outcome::Saved);
-        QCOMPARE(devicelistfile::write(path, listOf(manyDevices)), devicelistfile::Outcome::Saved);
+        QCOMPARE(devicelistfile::write(m_path, listOf(fewDevices)), devicelistfile::Outcome::Saved);
+        QCOMPARE(devicelistfile::write(m_path, listOf(manyDevices)), devicelistfile::Outcome::Saved);
     }
-    const std::chrono::nanoseconds bothWrites(timer.nsecsElapsed() / measuredWrites);
+    m_bothWrites = std::chrono::nanoseconds(timer.nsecsElapsed() / measuredWrites);
+}
 
-    int fewSeen = 0;
-    int manySeen = 0;
-    int leftBehind = 0;
-    int killedAtAnOpenFile = 0;
+void TestDeviceListFileKilled::startSaving()
+{
+    std::array<int, 2> started{};
+    QCOMPARE(pipe(started.data()), 0);
+    m_child = fork();
+    QVERIFY(m_child >= 0);
+    if (m_child == 0) {
+        saveUntilKilled(m_path, started[1]);
+    }
+    ::close(started[1]);
+    char byte = 0;
+    QCOMPARE(read(started[0], &byte, 1), ssize_t(1));
+    ::close(started[0]);
+}
+
+void TestDeviceListFileKilled::awaitMoment(int number) const
+{
+    if (number >= kills || number % 5 == 0) {
+        // The last step of saving is the shortest.
+        const QDeadlineTimer deadline(patience);
+        while (!holdsAnotherFile(QFile::encodeName(m_directory.path())) && !deadline.hasExpired()) {
+        }
+    } else {
+        // Nothing to wait for: the moment is what differs, from the begin of a list to the end of the next.
+        std::this_thread::sleep_for(m_bothWrites * number / kills);
+    }
+}
+
+void TestDeviceListFileKilled::killSaving(bool stopsFirst)
+{
+    int status = 0;
+    if (stopsFirst) {
+        QCOMPARE(kill(m_child, SIGSTOP), 0);
+        QCOMPARE(waitpid(m_child, &status, WUNTRACED), m_child);
+        QVERIFY(WIFSTOPPED(status));
+        m_tally.atAnOpenFile += holdsOpenFileIn(m_child, m_directory.path()) ? 1 : 0;
+    }
+    QCOMPARE(kill(m_child, SIGKILL), 0);
+    QCOMPARE(waitpid(m_child, &status, 0), m_child);
+    QVERIFY2(WIFSIGNALED(status), qPrintable(QStringLiteral("exit code %1").arg(WEXITSTATUS(status))));
+}
+
+void TestDeviceListFileKilled::verifyWhole(int number)
+{
+    QFile file(m_path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray content = file.readAll();
+    QVERIFY2(content == m_few || content == m_many,
+             qPrintable(QStringLiteral("kill %1 left %2 bytes").arg(number).arg(content.size())));
+    m_tally.few += content == m_few ? 1 : 0;
+    m_tally.many += content == m_many ? 1 : 0;
+    const QStringList others =
+        QDir(m_directory.path()).entryList({QStringLiteral("devices.json.*")}, QDir::Files | QDir::Hidden);
+    m_tally.leftBehind += others.size();
+    for (const QString &other : others) {
+        QVERIFY(QFile::remove(m_directory.filePath(other)));
+    }
+}
+
+void TestDeviceListFileKilled::leavesTheOldOrTheNewFileWhole()
+{
+    measureWrites();
     // In the end as often as it takes until the shortest step was met, too.
-    const QDeadlineTimer deadlineForAll(longPatience);
-    for (int i = 0; i < kills || (leftBehind == 0 && !deadlineForAll.hasExpired()); ++i) {
-        std::array<int, 2> started{};
-        QCOMPARE(pipe(started.data()), 0);
-        const pid_t child = fork();
-        QVERIFY(child >= 0);
-        if (child == 0) {
-            saveUntilKilled(path, started[1]);
+    const QDeadlineTimer deadline(longPatience);
+    for (int i = 0; i < kills || (m_tally.leftBehind == 0 && !deadline.hasExpired()); ++i) {
+        startSaving();
+        if (QTest::currentTestFailed()) {
+            return;
         }
-        close(started[1]);
-        char byte = 0;
-        QCOMPARE(read(started[0], &byte, 1), ssize_t(1));
-        close(started[0]);
-        int status = 0;
-        if (i >= kills || i % 5 == 0) {
-            // The last step of saving is the shortest.
-            const QDeadlineTimer deadline(patience);
-            while (!holdsAnotherFile(QFile::encodeName(directory.path())) && !deadline.hasExpired()) {
-            }
-        } else {
-            // Nothing to wait for: the moment is what differs, from the begin of a list to the end of the
-            // next.
-            std::this_thread::sleep_for(bothWrites * i / kills);
-        }
-        if (i % 2 == 0) {
-            // Stopped first, to see what it was at.
-            QCOMPARE(kill(child, SIGSTOP), 0);
-            QCOMPARE(waitpid(child, &status, WUNTRACED), child);
-            QVERIFY(WIFSTOPPED(status));
-            killedAtAnOpenFile += holdsOpenFileIn(child, directory.path()) ? 1 : 0;
-        }
-        QCOMPARE(kill(child, SIGKILL), 0);
-        QCOMPARE(waitpid(child, &status, 0), child);
-        QVERIFY2(WIFSIGNALED(status), qPrintable(QStringLiteral("exit code %1").arg(WEXITSTATUS(status))));
-
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray content = file.readAll();
-        QVERIFY2(content == few || content == many,
-                 qPrintable(QStringLiteral("kill %1 left %2 bytes").arg(i).arg(content.size())));
-        fewSeen += content == few ? 1 : 0;
-        manySeen += content == many ? 1 : 0;
-        const QStringList others =
-            QDir(directory.path()).entryList({QStringLiteral("devices.json.*")}, QDir::Files | QDir::Hidden);
-        leftBehind += others.size();
-        for (const QString &other : others) {
-            QVERIFY(QFile::remove(directory.filePath(other)));
+        awaitMoment(i);
+        killSaving(i % 2 == 0);
+        verifyWhole(i);
+        if (QTest::currentTestFailed()) {
+            return;
         }
     }
     qInfo("%d times the one list, %d times the other; %d of %d killed at an open file, %d files left behind; "
           "%lld us for two lists",
-          fewSeen, manySeen, killedAtAnOpenFile, kills / 2, leftBehind,
-          static_cast<long long>(bothWrites.count() / 1000));
+          m_tally.few, m_tally.many, m_tally.atAnOpenFile, kills / 2, m_tally.leftBehind,
+          static_cast<long long>(m_bothWrites.count() / 1000));
     // The kills did come while it was saving: before the new file had a name and, in the short time that is
     // left until it takes the place of the old one, after that.
-    QVERIFY(killedAtAnOpenFile > 0);
-    QVERIFY(leftBehind > 0);
-    QVERIFY(fewSeen > 0);
-    QVERIFY(manySeen > 0);
+    QVERIFY(m_tally.atAnOpenFile > 0);
+    QVERIFY(m_tally.leftBehind > 0);
+    QVERIFY(m_tally.few > 0);
+    QVERIFY(m_tally.many > 0);
 }
 
 QTEST_GUILESS_MAIN(TestDeviceListFileKilled)
