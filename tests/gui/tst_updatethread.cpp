@@ -24,6 +24,9 @@ Q_DECLARE_METATYPE(simulator::Fault)
 
 namespace {
 
+struct Step;
+struct Trouble;
+
 QString wrongStatus(int status)
 {
     return QStringLiteral("Wrong HTTP Status-Code %1").arg(status);
@@ -102,6 +105,11 @@ private slots:
 
 private:
     struct Outcome;
+    using Cases = std::vector<std::pair<const Step *, const Trouble *>>;
+    /// A device for each of them, which fails at its step.
+    Cases addAllFailures();
+    /// Stops a run that would hang, when it has got there.
+    bool stopsInTime(int index, Run &run, const Step &step, const Trouble &trouble) const;
     static std::vector<Outcome> runAllFailures();
     const Outcome *outcome(const QString &name);
 
@@ -219,40 +227,9 @@ QStringList allTargets(bool overHttps)
     return targets;
 }
 
-} // namespace
-
-void TestUpdateThread::takesAllStepsInTheirOrder_data()
+/// The requests of a whole run, as described() tells them.
+QStringList allRequests(bool https, int buffer)
 {
-    QTest::addColumn<bool>("https");
-    QTest::addColumn<int>("buffer");
-    QTest::newRow("HTTP, buffer 1") << false << 1;
-    QTest::newRow("HTTP, buffer 2") << false << 2;
-    QTest::newRow("HTTPS, buffer 1") << true << 1;
-    QTest::newRow("HTTPS, buffer 2") << true << 2;
-}
-
-void TestUpdateThread::takesAllStepsInTheirOrder()
-{
-    QFETCH(bool, https);
-    QFETCH(int, buffer);
-    simulator::DeviceOptions options;
-    options.redirectToHttps = https;
-    addDevice("lab", options);
-    begin();
-    answerDiscovery();
-    UpdateThread::Job todo = job();
-    todo.buffer = buffer;
-    Run run(m_bench->device(0), todo, 17);
-    QCOMPARE(run.thread().row(), 17);
-    run.start();
-    QVERIFY(run.awaitEnd());
-
-    QCOMPARE(run.milestones(),
-             (QStringList{QStringLiteral("0"), savingConfig, QStringLiteral("10"), uploadingFirmware,
-                          QStringLiteral("60"), activatingFirmware, QStringLiteral("70"), waitingTenSeconds,
-                          waitingForDevice, QStringLiteral("80"), restoringConfig, QStringLiteral("90"),
-                          waitingTenSeconds, waitingForDevice, QStringLiteral("100"), finished}));
-
     const QString scheme = https ? QStringLiteral("https") : QStringLiteral("http");
     const QString form = QStringLiteral(" application/x-www-form-urlencoded ");
     const QString parts = QStringLiteral(" multipart/form-data; boundary=\"B\" ");
@@ -289,12 +266,49 @@ void TestUpdateThread::takesAllStepsInTheirOrder()
          emptyLogin,
          login,
          post + QStringLiteral("://admin/reset.cgi") + form + QStringLiteral("redir=/&btnapp=Submit")};
+    return expected;
+}
+
+} // namespace
+
+void TestUpdateThread::takesAllStepsInTheirOrder_data()
+{
+    QTest::addColumn<bool>("https");
+    QTest::addColumn<int>("buffer");
+    QTest::newRow("HTTP, buffer 1") << false << 1;
+    QTest::newRow("HTTP, buffer 2") << false << 2;
+    QTest::newRow("HTTPS, buffer 1") << true << 1;
+    QTest::newRow("HTTPS, buffer 2") << true << 2;
+}
+
+void TestUpdateThread::takesAllStepsInTheirOrder()
+{
+    QFETCH(bool, https);
+    QFETCH(int, buffer);
+    simulator::DeviceOptions options;
+    options.redirectToHttps = https;
+    addDevice("lab", options);
+    begin();
+    answerDiscovery();
+    UpdateThread::Job todo = job();
+    todo.buffer = buffer;
+    Run run(m_bench->device(0), todo, 17);
+    QCOMPARE(run.thread().row(), 17);
+    run.start();
+    QVERIFY(run.awaitEnd());
+
+    QCOMPARE(run.milestones(),
+             (QStringList{QStringLiteral("0"), savingConfig, QStringLiteral("10"), uploadingFirmware,
+                          QStringLiteral("60"), activatingFirmware, QStringLiteral("70"), waitingTenSeconds,
+                          waitingForDevice, QStringLiteral("80"), restoringConfig, QStringLiteral("90"),
+                          waitingTenSeconds, waitingForDevice, QStringLiteral("100"), finished}));
+
     QStringList seen;
     for (const simulator::HttpRecord &record : m_bench->fleet().requests(0)) {
         seen += described(record);
         QCOMPARE(record.header("Accept-Encoding"), std::string("identity"));
     }
-    QCOMPARE(seen, expected);
+    QCOMPARE(seen, allRequests(https, buffer));
 
     const simulator::DeviceInfo info = m_bench->fleet().device(0);
     QCOMPARE(info.firmwareVersion, std::string("7.8.9"));
@@ -661,11 +675,9 @@ void TestUpdateThread::findsTheSchemeAgain()
     QVERIFY(m_bench->device(0).useHttps());
 }
 
-std::vector<TestUpdateThread::Outcome> TestUpdateThread::runAllFailures()
+TestUpdateThread::Cases TestUpdateThread::addAllFailures()
 {
-    TestUpdateThread bench;
-    bench.open();
-    std::vector<std::pair<const Step *, const Trouble *>> cases;
+    Cases cases;
     for (const Step &step : steps()) {
         for (const Trouble &trouble : troubles()) {
             if (!isTried(step, trouble)) {
@@ -674,14 +686,12 @@ std::vector<TestUpdateThread::Outcome> TestUpdateThread::runAllFailures()
             simulator::DeviceOptions options;
             options.redirectToHttps = step.overHttps;
             options.anonymousLevel = 3;
-            bench.addDevice("lab", options);
+            addDevice("lab", options);
             cases.emplace_back(&step, &trouble);
         }
     }
-    bench.begin();
-    simulator::Fleet &fleet = bench.m_bench->fleet();
-    std::vector<std::unique_ptr<Run>> runs;
-    std::vector<Outcome> outcomes;
+    begin();
+    simulator::Fleet &fleet = m_bench->fleet();
     for (std::size_t i = 0; i < cases.size(); ++i) {
         const auto [step, trouble] = cases.at(i);
         const int index = static_cast<int>(i);
@@ -694,12 +704,33 @@ std::vector<TestUpdateThread::Outcome> TestUpdateThread::runAllFailures()
             // It would have no image to activate.
             fleet.addFault(index, Fault::status(303, "See Other", "/").onPath("admin/upgrade.cgi"));
         }
+    }
+    return cases;
+}
+
+bool TestUpdateThread::stopsInTime(int index, Run &run, const Step &step, const Trouble &trouble) const
+{
+    if (!trouble.message.isEmpty()) {
+        return true;
+    }
+    const auto wanted = static_cast<std::size_t>(step.number) + 1;
+    return QTest::qWaitFor([&] { return requestCount(index) >= wanted; }, patience) && run.stop();
+}
+
+std::vector<TestUpdateThread::Outcome> TestUpdateThread::runAllFailures()
+{
+    TestUpdateThread bench;
+    bench.open();
+    const Cases cases = bench.addAllFailures();
+    simulator::Fleet &fleet = bench.m_bench->fleet();
+    std::vector<std::unique_ptr<Run>> runs;
+    std::vector<Outcome> outcomes(cases.size());
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const auto [step, trouble] = cases.at(i);
+        const int index = static_cast<int>(i);
         runs.push_back(std::make_unique<Run>(bench.m_bench->device(index), bench.job()));
-        Outcome outcome;
-        outcome.name = troubleName(*step, *trouble);
-        outcome.address = QString::fromStdString(simulator::addressText(fleet.device(index).address));
-        outcome.endedInTime = true;
-        outcomes.push_back(outcome);
+        outcomes.at(i).name = troubleName(*step, *trouble);
+        outcomes.at(i).address = QString::fromStdString(simulator::addressText(fleet.device(index).address));
     }
     bench.answerDiscovery(50ms);
     for (const auto &run : runs) {
@@ -707,13 +738,7 @@ std::vector<TestUpdateThread::Outcome> TestUpdateThread::runAllFailures()
     }
     for (std::size_t i = 0; i < cases.size(); ++i) {
         const auto [step, trouble] = cases.at(i);
-        const auto wanted = static_cast<std::size_t>(step->number) + 1;
-        if (trouble->message.isEmpty()) {
-            outcomes.at(i).endedInTime =
-                QTest::qWaitFor([&] { return bench.requestCount(static_cast<int>(i)) >= wanted; },
-                                patience) &&
-                runs.at(i)->stop();
-        }
+        outcomes.at(i).endedInTime = bench.stopsInTime(static_cast<int>(i), *runs.at(i), *step, *trouble);
     }
     for (std::size_t i = 0; i < cases.size(); ++i) {
         outcomes.at(i).endedInTime = outcomes.at(i).endedInTime && runs.at(i)->awaitEnd();

@@ -60,6 +60,10 @@ private slots:
     void endsWheneverItIsStopped();
     void updatesTwentyDevicesAtOnce();
     void writesNoPasswordIntoTheLog();
+
+private:
+    /// A run for each device.
+    std::vector<std::unique_ptr<Run>> startAll(const UpdateThread::Job &todo) const;
 };
 
 void TestUpdateThreadWaits::waitsTenSecondsByDefault()
@@ -480,6 +484,17 @@ void TestUpdateThreadWaits::mayBeStoppedAfterTheEnd()
     QCOMPARE(requestCount(), std::size_t(13));
 }
 
+std::vector<std::unique_ptr<Run>> TestUpdateThreadWaits::startAll(const UpdateThread::Job &todo) const
+{
+    m_bench->fleet().clearJournal();
+    std::vector<std::unique_ptr<Run>> runs;
+    for (int i = 0; i < m_bench->fleet().deviceCount(); ++i) {
+        runs.push_back(std::make_unique<Run>(m_bench->device(i), todo));
+        runs.back()->start();
+    }
+    return runs;
+}
+
 void TestUpdateThreadWaits::endsWheneverItIsStopped()
 {
     constexpr int rounds = 20;
@@ -496,18 +511,9 @@ void TestUpdateThreadWaits::endsWheneverItIsStopped()
     const int threads = threadCount();
     UpdateThread::Job todo = job();
     todo.restartTime = 2ms;
-    const auto startAll = [&] {
-        m_bench->fleet().clearJournal();
-        std::vector<std::unique_ptr<Run>> runs;
-        for (int i = 0; i < workers; ++i) {
-            runs.push_back(std::make_unique<Run>(m_bench->device(i), todo));
-            runs.back()->start();
-        }
-        return runs;
-    };
     QElapsedTimer timer;
     timer.start();
-    const std::vector<std::unique_ptr<Run>> undisturbed = startAll();
+    const std::vector<std::unique_ptr<Run>> undisturbed = startAll(todo);
     for (const auto &run : undisturbed) {
         QVERIFY(run->awaitEnd());
         QCOMPARE(run->lastMessage(), finished);
@@ -516,7 +522,7 @@ void TestUpdateThreadWaits::endsWheneverItIsStopped()
     const qint64 stepTime = 2 * timer.nsecsElapsed() / (rounds * workers);
     int ended = 0;
     for (int round = 0; round < rounds; ++round) {
-        const std::vector<std::unique_ptr<Run>> runs = startAll();
+        const std::vector<std::unique_ptr<Run>> runs = startAll(todo);
         timer.start();
         for (int i = 0; i < workers; ++i) {
             const qint64 moment = (round * workers + i) * stepTime;
