@@ -26,6 +26,18 @@ qint64 bytesReceived();
 /// Milliseconds of processor time that the calling thread has used.
 qint64 workOfThread();
 
+/// Processor time of the calling thread since the object was made or restarted. What else the machine has to
+/// do isn't in it, so that one piece of work can be compared with another.
+class Work final
+{
+public:
+    void restart() { m_begin = workOfThread(); }
+    qint64 milliseconds() const { return workOfThread() - m_begin; }
+
+private:
+    qint64 m_begin = workOfThread();
+};
+
 /// The process may have so many open descriptors, until the object goes.
 class DescriptorLimit final
 {
