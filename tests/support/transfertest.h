@@ -24,8 +24,6 @@ public:
 
     /// Milliseconds for what the devices do.
     static constexpr int patience = 20000;
-    /// Milliseconds in which a dialog must be gone while devices send without an end.
-    static constexpr int promptly = 2000;
     static const QString finished;
     static const QString canceled;
     static const QString errorWriting;

@@ -21,8 +21,6 @@ class TransferBench;
 
 /// Milliseconds for a whole run, by a build with sanitizers too.
 inline constexpr int patience = 30000;
-/// Milliseconds in which a worker must end that was stopped.
-inline constexpr int stopTime = 2000;
 /// Milliseconds in which nothing may come that would come at once.
 inline constexpr int silence = 150;
 
@@ -75,11 +73,11 @@ public:
     /// Whether the worker waits for something, and not for anything that has been told to it so far: its
     /// event loop turns, and goes on turning.
     [[nodiscard]] bool waits();
-    /// Stops the worker; whether it ended in time.
+    /// Stops the worker; whether it ended. What it may be waiting for lasts longer than anybody waits here.
     [[nodiscard]] bool stop()
     {
         m_thread.stop();
-        return m_thread.wait(stopTime) && awaitEnd();
+        return m_thread.wait(patience) && awaitEnd();
     }
 
     const QStringList &events() const { return m_events; }

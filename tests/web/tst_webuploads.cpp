@@ -18,7 +18,7 @@ namespace {
 
 using End = RawPeer::End;
 
-constexpr int patience = 60000;
+constexpr int patience = 150000;
 constexpr qint64 kilobyte = 1024;
 constexpr qint64 megabyte = 1024 * kilobyte;
 constexpr qint64 gigabyte = 1024 * megabyte;
