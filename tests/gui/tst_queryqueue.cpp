@@ -70,6 +70,8 @@ private:
     /// A fleet of `count` devices with a row each.
     void start(int count, double httpsShare = 0.0);
     void enqueueAll(QueryQueue &queue);
+    /// Milliseconds until all requests have ended, the best of some times; negative if they don't end.
+    qint64 timeForAll(QueryQueue &queue);
     int read() const;
     /// Turns the event loop as long as each turn has devices asked.
     static void askUntilItPauses(const QueryQueue &queue);
@@ -251,20 +253,51 @@ void TestQueryQueue::isNotHeldUpByDevicesThatHang()
 void TestQueryQueue::readsHonestDevicesAmongFloods_data()
 {
     QTest::addColumn<double>("httpsShare");
-    QTest::newRow("HTTP") << 0.0;
-    QTest::newRow("HTTPS") << 100.0;
+    QTest::addColumn<int>("mostTimes");
+    // Without TLS there is little else to do.
+    QTest::newRow("HTTP") << 0.0 << 10;
+    QTest::newRow("HTTPS") << 100.0 << 5;
+}
+
+qint64 TestQueryQueue::timeForAll(QueryQueue &queue)
+{
+    qint64 best = std::numeric_limits<qint64>::max();
+    for (int round = 0; round < 3; ++round) {
+        std::vector<std::unique_ptr<QSignalSpy>> answers;
+        for (DeviceItem *const item : m_items) {
+            answers.push_back(std::make_unique<QSignalSpy>(&item->device(), &Device::requestEnded));
+        }
+        QElapsedTimer clock;
+        clock.start();
+        for (DeviceItem *const item : m_items) {
+            queue.enqueue(&item->device());
+        }
+        const bool haveEnded = QTest::qWaitFor(
+            [&answers] {
+                return std::all_of(answers.begin(), answers.end(),
+                                   [](const auto &spy) { return spy->count() > 0; });
+            },
+            patience);
+        if (!haveEnded) {
+            return -1;
+        }
+        best = std::min(best, std::max<qint64>(clock.elapsed(), 1));
+    }
+    return best;
 }
 
 void TestQueryQueue::readsHonestDevicesAmongFloods()
 {
     QFETCH(double, httpsShare);
+    QFETCH(int, mostTimes);
     start(440, httpsShare);
     QueryQueue queue;
-    QElapsedTimer clock;
-    clock.start();
-    enqueueAll(queue);
-    QTRY_COMPARE_WITH_TIMEOUT(read(), 440, patience);
-    const qint64 alone = clock.elapsed();
+    for (DeviceItem *const item : m_items) {
+        queue.watch(&item->device());
+    }
+    const qint64 alone = timeForAll(queue);
+    QVERIFY(alone > 0);
+    QCOMPARE(read(), 440);
     const std::vector<Fault> floods{Fault::endlessHeaders(), Fault::endlessChunkSize(),
                                     Fault::endlessBody(),    Fault::endlessBody(401),
                                     Fault::endlessBody(407), Fault::inflatingBody()};
@@ -272,22 +305,12 @@ void TestQueryQueue::readsHonestDevicesAmongFloods()
         // All over the list, the first and the last device among them.
         m_fleet->addFault(i * 11, floods[static_cast<std::size_t>(i) % floods.size()]);
     }
-    std::vector<std::unique_ptr<QSignalSpy>> answers;
-    for (DeviceItem *const item : m_items) {
-        answers.push_back(std::make_unique<QSignalSpy>(&item->device(), &Device::requestEnded));
-    }
-    clock.restart();
-    for (DeviceItem *const item : m_items) {
-        queue.enqueue(&item->device());
-    }
-    const auto ended = [&answers] {
-        return std::count_if(answers.begin(), answers.end(),
-                             [](const auto &spy) { return spy->count() > 0; });
-    };
-    QTRY_COMPARE_WITH_TIMEOUT(ended(), std::ptrdiff_t(440), patience);
+    const qint64 among = timeForAll(queue);
+    QVERIFY(among > 0);
     // The floods take the processors of the fleet as well, which is in this very process.
-    QVERIFY2(clock.elapsed() < 4 * alone + 1000,
-             qPrintable(QStringLiteral("%1 ms, alone %2 ms").arg(clock.elapsed()).arg(alone)));
+    qInfo("%lld ms, alone %lld ms", among, alone);
+    QVERIFY2(among < mostTimes * alone,
+             qPrintable(QStringLiteral("%1 ms, alone %2 ms").arg(among).arg(alone)));
     QCOMPARE(read(), 400);
     QCOMPARE(queue.outstanding(), 0);
 }

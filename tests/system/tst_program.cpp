@@ -95,6 +95,8 @@ private:
     QVariant setting(const QString &key) const;
     void writeSettings(const QByteArray &text);
 
+    /// Quits the program when it has asked all 300 devices of the scenario.
+    void measureQuitting(const QByteArray &scenario, qint64 &milliseconds);
     /// Writes a list of devices that are not there; what the program is told of it.
     QStringList makeListOfThree();
     /// Whether the window looks different after these keys.
@@ -712,14 +714,12 @@ void TestProgram::looksAfterAStartAsItDidBefore()
     QUIT(second, window);
 }
 
-void TestProgram::quitsWhileDevicesHang()
+void TestProgram::measureQuitting(const QByteArray &scenario, qint64 &milliseconds)
 {
     const QTemporaryDir elsewhere;
     QFile journal(elsewhere.filePath(QStringLiteral("journal")));
     QVERIFY(m_fleet.stop());
-    QCOMPARE(m_fleet.startScenario(R"({"fleet": {"devices": 300}, "faults": [{"kind": "hang"}]})",
-                                   {QStringLiteral("--journal"), journal.fileName()}),
-             QString());
+    QCOMPARE(m_fleet.startScenario(scenario, {QStringLiteral("--journal"), journal.fileName()}), QString());
     QProcess program;
     START_AND_FIND(program, window);
     QVERIFY(journal.open(QIODevice::ReadOnly));
@@ -732,9 +732,21 @@ void TestProgram::quitsWhileDevicesHang()
     QElapsedTimer clock;
     clock.start();
     QUIT(program, window);
-    // Nothing is waited for.
-    QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
+    milliseconds = clock.elapsed();
     QVERIFY(m_fleet.stop());
+}
+
+void TestProgram::quitsWhileDevicesHang()
+{
+    // The same with devices that answer, for the keys and the end of a process take their time.
+    qint64 usual = 0;
+    measureQuitting(R"({"fleet": {"devices": 300}})", usual);
+    QVERIFY(usual > 0);
+    qint64 hanging = 0;
+    measureQuitting(R"({"fleet": {"devices": 300}, "faults": [{"kind": "hang"}]})", hanging);
+    QVERIFY(hanging > 0);
+    // Nothing is waited for. A request that hangs is given up after twenty seconds.
+    QVERIFY2(hanging < 5 * usual, qPrintable(QStringLiteral("%1 ms, usually %2 ms").arg(hanging).arg(usual)));
 }
 
 /// Somebody at the program, with all that it tells.
