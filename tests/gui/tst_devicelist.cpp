@@ -145,6 +145,8 @@ private:
     {
         return QTest::qWaitFor([this] { return !m_list->hasChanges(); }, patience);
     }
+    /// Waits until the next change is taken up at once.
+    void awaitEndOfPause() const;
     QStringList column(int column) const;
     DeviceItem *addRow(const QString &name);
     QImage picture(qreal ratio);
@@ -216,6 +218,16 @@ void TestDeviceList::show()
 {
     m_list->show();
     QVERIFY(QTest::qWaitForWindowActive(m_list.get()));
+    QVERIFY(rests());
+}
+
+void TestDeviceList::awaitEndOfPause() const
+{
+    // The pause between two paints is a time, and this one is longer.
+    QVERIFY(rests());
+    QElapsedTimer sinceRest;
+    sinceRest.start();
+    QTRY_VERIFY_WITH_TIMEOUT(sinceRest.hasExpired(100), patience);
     QVERIFY(rests());
 }
 
@@ -531,7 +543,7 @@ void TestDeviceList::showsAChangeWhenAtRest()
 {
     fill();
     show();
-    QTest::qWait(100); // Longer than the pause between two paints.
+    awaitEndOfPause();
     PaintCounter paints(*m_list);
     m_list->topLevelItem(0)->setText(Column::Status, QStringLiteral("404 Not Found"));
     // Turns of the event loop that take no time.
@@ -545,7 +557,7 @@ void TestDeviceList::showsAnAgeWhenAtRest()
 {
     fill();
     show();
-    QTest::qWait(100); // Longer than the pause between two paints.
+    awaitEndOfPause();
     PaintCounter paints(*m_list);
     static_cast<DeviceItem *>(m_list->topLevelItem(0))->device().addAge(1);
     for (int turn = 0; turn < 5; ++turn) {
@@ -558,7 +570,7 @@ void TestDeviceList::paintsTheWholeOfASingleRow()
 {
     DeviceItem *const row = addRow(QStringLiteral("attic"));
     show();
-    QTest::qWait(100); // Longer than the pause between two paints.
+    awaitEndOfPause();
     PaintCounter paints(*m_list);
     row->setText(Column::Status, QStringLiteral("200 OK"));
     QTRY_VERIFY_WITH_TIMEOUT(paints.count() > 0, patience);

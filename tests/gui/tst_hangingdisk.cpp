@@ -1,9 +1,9 @@
+#include "standstill.h"
 #include "testenvironment.h"
 #include "thisprocess.h"
 #include "transfertest.h"
 
 #include <QAbstractButton>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QtTest>
 
@@ -147,10 +147,7 @@ void TestHangingDisk::takesNoMoreThanTheDiskDoes()
     run([&](DialogUser &user) {
         const qint64 before = thisprocess::bytesReceived();
         startHanging(user);
-        // Until nothing more comes, for as long as hundreds of megabytes would take.
-        qint64 received = -1;
-        QTRY_VERIFY_WITH_TIMEOUT(received == std::exchange(received, thisprocess::bytesReceived()), patience);
-        QTest::qWait(200);
+        QVERIFY(waitForStandstill([] { return thisprocess::bytesReceived(); }));
         constexpr qint64 mostOnTheWay = 16LL * 1024 * 1024;
         QVERIFY2(thisprocess::bytesReceived() - before < mostOnTheWay,
                  qPrintable(QString::number(thisprocess::bytesReceived() - before)));
@@ -173,18 +170,10 @@ void TestHangingDisk::asksNoMoreDevicesThanTheDiskFollows()
     m_bench->fleet().addFault(Fault::endlessBody());
     run([&](DialogUser &user) {
         startHanging(user);
-        std::size_t asked = 0;
-        // So long that all of them would have been asked.
-        QElapsedTimer quiet;
-        quiet.start();
-        while (!quiet.hasExpired(1000)) {
-            QTest::qWait(50);
-            const std::size_t now = m_bench->operations().size();
-            if (std::exchange(asked, now) != now) {
-                quiet.start();
-            }
-        }
-        QVERIFY2(asked < count, qPrintable(QString::number(asked)));
+        const auto asked = [this] { return static_cast<qint64>(m_bench->operations().size()); };
+        // The rest would follow soon.
+        QVERIFY(waitForStandstill(asked, 1000));
+        QVERIFY2(asked() < count, qPrintable(QString::number(asked())));
         user.button("pushButtonCancel").click();
         QCOMPARE(user.statuses().count(canceled), count);
     });

@@ -152,6 +152,7 @@ bool UpdateBench::comesToRest() const
     const auto rests = [this] {
         constexpr int rounds = 10;
         for (int i = 0; i < rounds; ++i) {
+            static_cast<void>(m_bench->fleet().device(0));
             if (m_bench->fleet().counters().openConnections != 0) {
                 return false;
             }

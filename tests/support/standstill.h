@@ -5,10 +5,10 @@
 
 #include <functional>
 
-/// Waits until a figure that grows has begun to grow and then stays for a while. False: it goes on.
-inline bool waitForStandstill(const std::function<qint64()> &figure)
+/// Waits until a figure that grows has begun to grow and then stays for so many milliseconds. False: it goes
+/// on.
+inline bool waitForStandstill(const std::function<qint64()> &figure, qint64 quiet = 300)
 {
-    constexpr qint64 quiet = 300;
     constexpr int patience = 15000;
     qint64 last = figure();
     QElapsedTimer sinceChange;
