@@ -320,9 +320,11 @@ void TestNetworkOperationsEndings::endsAtCancelWhileARowChanges()
                              }
                          });
         QVERIFY(user.awaitEnd());
+        // A file that the disk is just giving its name is kept, and its row tells so when it has it.
+        QTRY_COMPARE_WITH_TIMEOUT(user.statuses().count(finished) + user.statuses().count(canceled), 20,
+                                  patience);
         const int good = user.statuses().count(finished);
         QVERIFY2(good >= 1, qPrintable(user.statuses().join(QLatin1Char('\n'))));
-        QCOMPARE(user.statuses().count(canceled), 20 - good);
         QTRY_COMPARE_WITH_TIMEOUT(m_bench->fileNames().size(), good, patience);
         QCOMPARE(user.enabledButtons(), QStringLiteral("Close"));
     });
