@@ -2,8 +2,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QtEndian>
 
 #include <algorithm>
+#include <array>
 #include <ctime>
 
 namespace thisprocess {
@@ -26,6 +28,31 @@ qint64 figure(const QString &path, const QByteArray &name)
         }
     }
     return -1;
+}
+
+/// "10.77.128.1:80" for "01804D0A:0050": the bytes of an address stand as they lie in memory.
+QByteArray endpoint(const QByteArray &text)
+{
+    const quint32 address = qFromBigEndian(text.left(8).toUInt(nullptr, 16));
+    QByteArray dotted;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        dotted += QByteArray::number((address >> shift) & 0xFFU) + (shift > 0 ? '.' : ':');
+    }
+    return dotted + QByteArray::number(text.mid(9).toUInt(nullptr, 16));
+}
+
+/// The descriptor of a socket that the system knows by a number.
+QByteArray holderOf(const QByteArray &inode)
+{
+    const QString link = QStringLiteral("socket:[%1]").arg(QLatin1String(inode));
+    const QFileInfoList descriptors =
+        QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::System | QDir::Files);
+    for (const QFileInfo &descriptor : descriptors) {
+        if (descriptor.symLinkTarget().endsWith(link)) {
+            return "descriptor " + descriptor.fileName().toLatin1();
+        }
+    }
+    return "held by nobody";
 }
 
 } // namespace
@@ -51,6 +78,36 @@ int socketCount()
         count += descriptor.symLinkTarget().contains(QLatin1String("socket:")) ? 1 : 0;
     }
     return count;
+}
+
+QByteArray connections()
+{
+    // The states that the system gives as numbers, from 1 on.
+    constexpr std::array states{"established", "opening",   "accepting",  "closing (1)",
+                                "closing (2)", "gone",      "closed",     "peer closed",
+                                "last word",   "listening", "closing (3)"};
+    constexpr std::size_t gone = 6;
+    constexpr std::size_t listening = 10;
+    QFile table(QStringLiteral("/proc/net/tcp"));
+    if (!table.open(QIODevice::ReadOnly)) {
+        return table.errorString().toUtf8();
+    }
+    QByteArray text;
+    const QList<QByteArray> lines = table.readAll().split('\n').mid(1);
+    for (const QByteArray &line : lines) {
+        // Number, own end, other end, state, bytes to be sent and read, and five more before the socket's
+        // number.
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        constexpr int numberField = 9;
+        const std::size_t state = fields.value(3).toUInt(nullptr, 16);
+        if (fields.size() <= numberField || state == 0 || state > states.size() || state == gone ||
+            state == listening) {
+            continue;
+        }
+        text += endpoint(fields.at(1)) + " to " + endpoint(fields.at(2)) + ": " + states.at(state - 1) +
+                ", " + fields.at(4) + ", " + holderOf(fields.at(numberField)) + '\n';
+    }
+    return text;
 }
 
 qint64 residentMemory()

@@ -12,6 +12,9 @@ int threadCount();
 int descriptorCount();
 /// Sockets that are open.
 int socketCount();
+/// The TCP connections of the test's own network, for a failure: each of their ends on a line of its own,
+/// with the bytes that it has not sent and not read yet, and the descriptor by which this process holds it.
+QByteArray connections();
 /// Bytes of memory that it occupies; negative if that can't be told.
 qint64 residentMemory();
 /// Bytes that it has occupied at most since its start or restartPeakMemory(); negative if that can't be told.

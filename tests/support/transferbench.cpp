@@ -3,6 +3,7 @@
 #include "device/device.h"
 #include "devicerow.h"
 #include "testenvironment.h"
+#include "thisprocess.h"
 
 #include <QAbstractButton>
 #include <QAbstractEventDispatcher>
@@ -180,7 +181,11 @@ bool TransferBench::comesToRest() const
         return false;
     }
     const auto none = [](const simulator::Counters &counters) { return counters.openConnections == 0; };
-    return m_fleet->waitFor(none, std::chrono::milliseconds(patience));
+    const bool rests = m_fleet->waitFor(none, std::chrono::milliseconds(patience));
+    if (!rests) {
+        qWarning("connections are left:\n%s", thisprocess::connections().constData());
+    }
+    return rests;
 }
 
 DialogUser::DialogUser(QDialog &dialog)
