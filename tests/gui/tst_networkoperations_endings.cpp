@@ -1,7 +1,6 @@
 #include "device/device.h"
 #include "operations/networkoperationsdialog.h"
 #include "testenvironment.h"
-#include "thisprocess.h"
 #include "transfertest.h"
 
 #include <QAbstractButton>
@@ -365,8 +364,7 @@ void TestNetworkOperationsEndings::startsNothingMoreAfterCancel()
         user.button("pushButtonCancel").click();
         QCOMPARE(user.statuses().count(canceled), many);
         QCOMPARE(user.enabledButtons(), QStringLiteral("Close"));
-        const auto areClosed = [this] { return m_bench->fleet().counters().openConnections == 0; };
-        QVERIFY2(QTest::qWaitFor(areClosed, patience), thisprocess::connections().constData());
+        QVERIFY(m_bench->areAllClosed());
         const auto requests = m_bench->fleet().counters().httpRequests;
         // A timer that was to start some more would have had its turn by then.
         QVERIFY(!m_bench->fleet().waitFor(

@@ -56,6 +56,8 @@ public:
     /// Whether within some seconds nobody is left who could send anything. A device that was asked or logged
     /// in to keeps a connection as long as it has its row.
     [[nodiscard]] bool comesToRest() const;
+    /// Whether within some seconds no connection is open, and none on its way.
+    [[nodiscard]] bool areAllClosed() const;
 
 private:
     QTemporaryDir m_root;

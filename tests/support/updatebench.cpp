@@ -147,19 +147,7 @@ void UpdateBench::answerDiscovery(std::chrono::milliseconds interval)
 /// Whether nobody is left who could send anything.
 bool UpdateBench::comesToRest() const
 {
-    // A connection that has come and gone may be one that the fleet has yet to look at. With each question it
-    // comes round to what waits.
-    const auto rests = [this] {
-        constexpr int rounds = 10;
-        for (int i = 0; i < rounds; ++i) {
-            static_cast<void>(m_bench->fleet().device(0));
-            if (m_bench->fleet().counters().openConnections != 0) {
-                return false;
-            }
-        }
-        return true;
-    };
-    return QTest::qWaitFor(rests, patience);
+    return m_bench->areAllClosed();
 }
 
 QStringList UpdateBench::lines(int index) const
