@@ -67,8 +67,8 @@ QByteArray scenario()
 {
     QJsonArray groups = QJsonDocument::fromJson(oddGroups).array();
     int firstFaulty = honestDevices;
-    for (const QJsonValue group : groups) {
-        firstFaulty += group[QStringLiteral("count")].toInt();
+    for (int i = 0; i < groups.size(); ++i) {
+        firstFaulty += groups.at(i)[QStringLiteral("count")].toInt();
     }
     groups.append(QJsonObject{{QStringLiteral("count"), faultyDevices}});
     const QJsonArray kinds = QJsonDocument::fromJson(misbehaviours).array();
