@@ -174,11 +174,12 @@ private:
 void TestMainWindowLanguage::initTestCase()
 {
     // The translations of this build, beside this test.
+    // A run that was killed may have left files.
+    QVERIFY(QDir(i18n()).removeRecursively());
     QVERIFY(QDir().mkpath(i18n()));
     const QDir built(QStringLiteral(NEMBRA_TRANSLATIONS));
     for (const char *const name : {"NembraHub_de.qm", "NembraHub_en.qm", "qtbase_de.qm", "qtbase_en.qm"}) {
         const QString copy = i18n() + QLatin1Char('/') + QLatin1String(name);
-        QFile::remove(copy);
         QVERIFY2(QFile::copy(built.filePath(QLatin1String(name)), copy), name);
     }
 }
