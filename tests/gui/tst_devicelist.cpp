@@ -133,6 +133,7 @@ private slots:
     void paintsLongTextsAsTheirBeginning();
     void removesRows_data();
     void removesRows();
+    void goesUpFromTheLastRow();
     void readsOutWhatIsShown_data();
     void readsOutWhatIsShown();
     void namesItsColumnCount();
@@ -648,6 +649,18 @@ void TestDeviceList::removesRows()
     QVERIFY(rests());
     QVERIFY(m_list->isColumnHidden(3));
     QCOMPARE(m_list->columnWidth(0), 123);
+}
+
+void TestDeviceList::goesUpFromTheLastRow()
+{
+    for (const char name : {'a', 'b', 'c'}) {
+        addRow(QString(QLatin1Char(name)));
+    }
+    show();
+    QTreeWidgetItem *const last = m_list->topLevelItem(2);
+    m_list->setCurrentItem(last);
+    m_list->removeRows({last});
+    QCOMPARE(m_list->currentItem(), m_list->topLevelItem(1));
 }
 
 void TestDeviceList::readsOutWhatIsShown_data()
