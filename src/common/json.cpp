@@ -20,11 +20,24 @@ uint codeUnitAt(const QByteArray &text, int place)
     return text.mid(place, 2) == "\\u" ? text.mid(place + 2, 4).toUInt(nullptr, 16) : 0;
 }
 
+/// Whether a byte stands there that is no ASCII and begins no character of UTF-8: behind a backslash, a
+/// letter of Latin-1. Qt's parser takes it there, too.
+bool isLoneByteAt(const QByteArray &text, int place)
+{
+    const auto isContinuation = [](char byte) { return (static_cast<uchar>(byte) & 0xC0U) == 0x80U; };
+    return place < text.size() && static_cast<uchar>(text.at(place)) > 0x7FU &&
+           !(place + 1 < text.size() && isContinuation(text.at(place + 1)));
+}
+
 /// Appends what an escape means in strict JSON, and tells where it ends.
 int appendEscape(QByteArray &strict, const QByteArray &text, int place)
 {
     constexpr int length = 6;
     static const QByteArray known = "\"\\/bfnrt";
+    if (isLoneByteAt(text, place + 1)) {
+        strict += "\\u00" + text.mid(place + 1, 1).toHex();
+        return place + 2;
+    }
     if (text.mid(place + 1, 1) != "u") {
         // Of any other letter the backslash is left out.
         const bool isKnown = place + 1 < text.size() && known.contains(text.at(place + 1));

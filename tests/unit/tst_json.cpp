@@ -108,6 +108,12 @@ void TestJson::takesWhatDevicesWrite_data()
     QTest::newRow("an unknown escape") << QByteArray(R"(Hall 3\Rack 2)") << "Hall 3Rack 2";
     QTest::newRow("an apostrophe") << QByteArray(R"(it\'s)") << "it's";
     QTest::newRow("a backslash before a tab") << QByteArray("a\\\tb") << "a\tb";
+    QTest::newRow("a backslash before a letter of Latin-1") << QByteArray("Pr\\\xFC"
+                                                                          "fstand")
+                                                            << QString::fromUtf8("Prüfstand");
+    QTest::newRow("a backslash before one of UTF-8") << QByteArray("Pr\\\xC3\xBC"
+                                                                   "fstand")
+                                                     << QString::fromUtf8("Prüfstand");
     QTest::newRow("known escapes") << QByteArray(R"(\"\\\/\b\f\n\r\t)") << "\"\\/\b\f\n\r\t";
     QTest::newRow("a code unit") << QByteArray(R"(21 \u00b0C)") << QString::fromUtf8("21 °C");
     QTest::newRow("a surrogate pair") << QByteArray(R"(\ud83d\ude00)") << QString::fromUtf8("\U0001F600");
