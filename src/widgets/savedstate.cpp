@@ -99,7 +99,10 @@ qint32 takeVisualOrder(Reader &reader, qint32 columns)
 qint32 takeHiddenSections(Reader &reader, qint32 columns)
 {
     const qint32 bits = reader.take(0, columns);
-    reader.skip((bits + 7) / 8);
+    const int bitsOfTheLastByte = bits % 8;
+    reader.skip(bits / 8);
+    // What is behind them in it is zero; Qt takes no other.
+    reader.require(bitsOfTheLastByte == 0 || reader.takeByte() >> bitsOfTheLastByte == 0);
     const qint32 sizes = reader.take(0, bits);
     for (qint32 i = 0; i < sizes && reader.fits(); ++i) {
         reader.take(0, bits - 1);

@@ -243,6 +243,12 @@ void TestSavedState::takesNoOtherHeader_data()
     QTest::newRow("a geometry") << list.header()->saveGeometry();
     QHeaderView vertical(Qt::Vertical);
     QTest::newRow("a header of rows") << vertical.saveState();
+    QByteArray beyond = headerState([](QTreeWidget &made) {
+        made.setColumnHidden(0, true);
+        made.setColumnHidden(26, true);
+    });
+    QTest::newRow("a column hidden that isn't there")
+        << beyond.replace(QByteArray::fromHex("0000001B01000004"), QByteArray::fromHex("0000001B01000024"));
     // All its columns are to come.
     QByteArray negative =
         headerState([](QTreeWidget &made) { made.header()->setDefaultSectionSize(0x1ABCD); }, 0);
