@@ -108,8 +108,6 @@ void WebTransfer::setTls()
     // A device makes its own certificate: there is nothing to verify it against.
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYPEER, 0L);
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYHOST, 0L);
-    curl_easy_setopt(m_handle, CURLOPT_CAINFO, nullptr);
-    curl_easy_setopt(m_handle, CURLOPT_CAPATH, nullptr);
     // Old firmware has nothing newer than TLS 1.0 and short keys, which today's security level refuses even
     // where nothing is verified.
     curl_easy_setopt(m_handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_0));
