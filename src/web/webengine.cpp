@@ -25,7 +25,6 @@ WebEngine::WebEngine()
     curl_global_init(CURL_GLOBAL_DEFAULT);
     m_thread.setObjectName(QStringLiteral("Network"));
     moveToThread(&m_thread);
-    m_thread.start();
     QMetaObject::invokeMethod(this, &WebEngine::open, Qt::QueuedConnection);
 }
 
@@ -85,7 +84,7 @@ WebError WebEngine::start(WebTransfer *transfer)
 
 bool WebEngine::hasThread()
 {
-    // Where the system had no room for it, there may be some by now.
+    // With each request: where the system had no room for it, there may be some by now.
     m_thread.start();
     return m_thread.isRunning();
 }
