@@ -76,7 +76,6 @@ MainWindow::~MainWindow()
 void MainWindow::setUpStatusBar()
 {
     m_statusLabel = new QLabel(this);
-    m_statusLabel->setTextFormat(Qt::PlainText);
     // In a narrow window the tip of an action reaches it.
     m_statusLabel->setIndent(m_statusLabel->fontMetrics().averageCharWidth());
     ui->statusBar->addPermanentWidget(m_statusLabel);

@@ -201,7 +201,6 @@ void CLogListWidget::cutSelection()
 
 void CLogListWidget::remove(Range range)
 {
-    clearSelection();
     setCurrentRow(-1);
     {
         // From the end, where it costs nothing; taken out of the middle, each row would move all behind it.

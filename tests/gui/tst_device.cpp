@@ -250,6 +250,7 @@ private slots:
     void endsAFlood();
     void abortsItsQuery();
     void forgetsHttpsWhenAborted();
+    void showsWhenADeviceIsBackAtHttp();
     void leavesItsRequestBehind();
     void takesAnIdleClientAlong();
 
@@ -1083,6 +1084,22 @@ void TestDevice::forgetsHttpsWhenAborted()
     QCOMPARE(m_row->device().webInterfaceUrl(), QStringLiteral("http://10.77.128.1:80/"));
     QCOMPARE(m_row->newDataCount(), 1);
     QCOMPARE(m_row->text(21), QStringLiteral("200 OK"));
+}
+
+void TestDevice::showsWhenADeviceIsBackAtHttp()
+{
+    simulator::DeviceOptions options;
+    options.redirectToHttps = true;
+    begin(options);
+    ask();
+    QCOMPARE(m_row->text(20), QStringLiteral("https"));
+    m_fleet->change(0, [](simulator::DeviceOptions &changed) { changed.redirectToHttps = false; });
+    m_row->device().abortQuery();
+    // It may still answer in another way than the last time.
+    QCOMPARE(m_row->text(20), QStringLiteral("https"));
+    ask();
+    QCOMPARE(m_row->text(21), QStringLiteral("200 OK"));
+    QCOMPARE(m_row->text(20), QStringLiteral("http"));
 }
 
 void TestDevice::leavesItsRequestBehind()
