@@ -50,7 +50,7 @@ function(nembra_set_test_environment name)
         "ASAN_OPTIONS=detect_leaks=1"
         "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
         "UBSAN_OPTIONS=print_stacktrace=1"
-        "TSAN_OPTIONS=ignore_noninstrumented_modules=1"
+        "TSAN_OPTIONS=ignore_noninstrumented_modules=1:suppressions=${CMAKE_SOURCE_DIR}/tests/support/races.supp"
         "GCOV_PREFIX=${home}/counts")
     set_tests_properties(${name} PROPERTIES
         ENVIRONMENT "${environment}"

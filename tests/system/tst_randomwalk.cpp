@@ -171,6 +171,8 @@ private:
     int m_number = 0;
     bool m_isLeaving = false;
     QElapsedTimer m_leavingSince;
+    /// What had to go at that time.
+    QPointer<QWidget> m_lastDialog;
     QString m_failure;
     QPointer<MainWindow> m_window;
     simulator::Fleet &m_fleet;
@@ -320,11 +322,13 @@ void Walker::act()
 
 void Walker::leave()
 {
-    if (!m_leavingSince.isValid()) {
-        m_leavingSince.start();
-        note(QStringLiteral("leaves"));
-    }
     QWidget *const dialog = QApplication::activeModalWidget();
+    if (!m_leavingSince.isValid() || dialog != m_lastDialog) {
+        // Each of several dialogs may take its time.
+        m_leavingSince.start();
+        m_lastDialog = dialog;
+        note(QStringLiteral("leaves ") + described(dialog));
+    }
     if (m_leavingSince.hasExpired(leavingTime)) {
         qFatal("walk %u, action %d: %s can't be left", m_seed, m_number, qPrintable(described(dialog)));
     }
