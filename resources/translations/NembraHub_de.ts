@@ -713,6 +713,22 @@
         <translation>Syslog</translation>
     </message>
     <message>
+        <source>UDP port %1 can&apos;t be opened, so no device can answer.
+Close the program that holds it, or choose another port in the scan options (%2), and refresh (%3).</source>
+        <translation>UDP-Port %1 lässt sich nicht öffnen, deshalb kann kein Gerät antworten.
+Beenden Sie das Programm, das ihn belegt, oder wählen Sie in den Suchoptionen (%2) einen anderen Port, und aktualisieren Sie (%3).</translation>
+    </message>
+    <message>
+        <source>No device has answered yet.
+Check that the devices are switched on and in the network of this computer, that no firewall holds back UDP port %1, and that this is the devices&apos; port: it is in the scan options (%2). Then refresh (%3).</source>
+        <translation>Noch hat kein Gerät geantwortet.
+Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob eine Firewall UDP-Port %1 sperrt und ob dies der Port der Geräte ist: Er steht in den Suchoptionen (%2). Aktualisieren Sie dann (%3).</translation>
+    </message>
+    <message>
+        <source>No device matches the filter.</source>
+        <translation>Kein Gerät passt zum Filter.</translation>
+    </message>
+    <message>
         <source>Active devices: %1/%2</source>
         <translation>Aktive Geräte: %1/%2</translation>
     </message>

@@ -713,6 +713,22 @@
         <translation>Syslog</translation>
     </message>
     <message>
+        <source>UDP port %1 can&apos;t be opened, so no device can answer.
+Close the program that holds it, or choose another port in the scan options (%2), and refresh (%3).</source>
+        <translation>UDP port %1 can&apos;t be opened, so no device can answer.
+Close the program that holds it, or choose another port in the scan options (%2), and refresh (%3).</translation>
+    </message>
+    <message>
+        <source>No device has answered yet.
+Check that the devices are switched on and in the network of this computer, that no firewall holds back UDP port %1, and that this is the devices&apos; port: it is in the scan options (%2). Then refresh (%3).</source>
+        <translation>No device has answered yet.
+Check that the devices are switched on and in the network of this computer, that no firewall holds back UDP port %1, and that this is the devices&apos; port: it is in the scan options (%2). Then refresh (%3).</translation>
+    </message>
+    <message>
+        <source>No device matches the filter.</source>
+        <translation>No device matches the filter.</translation>
+    </message>
+    <message>
         <source>Active devices: %1/%2</source>
         <translation>Active devices: %1/%2</translation>
     </message>

@@ -5,9 +5,11 @@
 #include "device/devicelist.h"
 
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QPainter>
 #include <QStyle>
 #include <QTextOption>
+#include <QToolTip>
 
 #include <algorithm>
 
@@ -15,6 +17,9 @@ namespace {
 
 /// As many as a big screen shows at a time, twice.
 constexpr int keptTexts = 4000;
+
+/// Characters of a tool tip; more would cover the screen.
+constexpr int maximumTip = 2000;
 
 QPalette::ColorGroup colorGroup(QStyle::State state)
 {
@@ -68,6 +73,30 @@ void CellDelegate::paintPlainRow(QPainter *painter, const QStyleOptionViewItem &
     }
 }
 
+bool CellDelegate::helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
+                             const QModelIndex &index)
+{
+    if (event->type() != QEvent::ToolTip || !index.isValid()) {
+        return QStyledItemDelegate::helpEvent(event, view, option, index);
+    }
+    const QString text = plainLine(m_list.rowOf(index)->shownText(index.column(), option.locale), maximumTip);
+    const bool isWhole = text.size() <= maximumCellText &&
+                         option.fontMetrics.horizontalAdvance(text) <= roomForText(option.rect).width();
+    // As HTML it is broken into lines; what the device made look like HTML stays as it is.
+    QToolTip::showText(event->globalPos(),
+                       isWhole ? QString()
+                               : QLatin1String("<p>") + text.toHtmlEscaped() + QLatin1String("</p>"),
+                       view->viewport(), option.rect);
+    return true;
+}
+
+QRect CellDelegate::roomForText(const QRect &cell) const
+{
+    // The style's own margin beside a text in a cell.
+    const int margin = m_list.style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, &m_list) + 1;
+    return cell.adjusted(margin, 0, -margin, 0);
+}
+
 void CellDelegate::paintPanel(QPainter *painter, const QStyleOptionViewItem &option,
                               const QColor &background) const
 {
@@ -80,9 +109,7 @@ void CellDelegate::paintText(QPainter *painter, const QStyleOptionViewItem &opti
                              int column) const
 {
     const QString text = row.shownText(column, option.locale).left(maximumCellText);
-    // The style's own margin beside a text in a cell.
-    const int margin = m_list.style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, &m_list) + 1;
-    const QRect room = option.rect.adjusted(margin, 0, -margin, 0);
+    const QRect room = roomForText(option.rect);
     if (text.isEmpty() || room.width() <= 0) {
         return;
     }

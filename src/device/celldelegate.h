@@ -27,8 +27,12 @@ public:
     /// A whole row at once that is neither the current one nor under the mouse. `option`: of the row.
     void paintPlainRow(QPainter *painter, const QStyleOptionViewItem &option, const DeviceItem &row) const;
     QString displayText(const QVariant &value, const QLocale &locale) const override;
+    /// The tool tip of a cell that has no room for its text shows the whole of it.
+    bool helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
+                   const QModelIndex &index) override;
 
 private:
+    QRect roomForText(const QRect &cell) const;
     void paintPanel(QPainter *painter, const QStyleOptionViewItem &option, const QColor &background) const;
     void paintText(QPainter *painter, const QStyleOptionViewItem &option, const DeviceItem &row,
                    int column) const;

@@ -1,11 +1,19 @@
 #include "device/devicelist.h"
 
+#include "common/plainline.h"
 #include "device/celldelegate.h"
 #include "device/deviceitem.h"
 
+#include <QApplication>
+#include <QClipboard>
 #include <QCursor>
+#include <QDrag>
 #include <QHeaderView>
 #include <QItemSelectionModel>
+#include <QKeyEvent>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QPainter>
 
 #include <algorithm>
 #include <chrono>
@@ -26,6 +34,14 @@ constexpr quint32 allColumns = ~0U;
 constexpr quint32 bitOf(int column)
 {
     return 1U << static_cast<unsigned>(column);
+}
+
+/// A cell for a spreadsheet, which must not take what a device says for a formula.
+QString asTableCell(const QString &text)
+{
+    static const QString beginnings = QStringLiteral("=+-@");
+    const QString line = plainLine(text, maximumCellText);
+    return line.isEmpty() || !beginnings.contains(line.front()) ? line : QLatin1Char(' ') + line;
 }
 
 } // namespace
@@ -110,6 +126,98 @@ QTreeWidgetItem *DeviceList::currentWithout(const QSet<QTreeWidgetItem *> &rows)
 const DeviceItem *DeviceList::rowOf(const QModelIndex &index) const
 {
     return static_cast<const DeviceItem *>(itemFromIndex(index));
+}
+
+void DeviceList::setHints(const QString &empty, const QString &allHidden)
+{
+    m_emptyHint = empty;
+    m_allHiddenHint = allHidden;
+    viewport()->update();
+}
+
+void DeviceList::keyPressEvent(QKeyEvent *event)
+{
+    if (!event->matches(QKeySequence::Copy)) {
+        QTreeWidget::keyPressEvent(event);
+        return;
+    }
+    const QString text = selectedText();
+    if (!text.isEmpty()) {
+        QApplication::clipboard()->setText(text);
+    }
+}
+
+void DeviceList::mousePressEvent(QMouseEvent *event)
+{
+    // From a row that is not selected yet the mouse goes on to select.
+    setDragEnabled(selectionModel()->isSelected(indexAt(event->pos())));
+    QTreeWidget::mousePressEvent(event);
+}
+
+void DeviceList::startDrag(Qt::DropActions supportedActions)
+{
+    Q_UNUSED(supportedActions)
+    auto *const rows = new QMimeData;
+    rows->setText(selectedText());
+    auto *const drag = new QDrag(this);
+    drag->setMimeData(rows);
+    drag->exec(Qt::CopyAction);
+}
+
+QVector<int> DeviceList::selectedRowsInOrder() const
+{
+    QVector<int> rows;
+    const QItemSelection selection = selectionModel()->selection();
+    for (const QItemSelectionRange &range : selection) {
+        for (int row = range.top(); row <= range.bottom(); ++row) {
+            if (!topLevelItem(row)->isHidden()) {
+                rows.append(row);
+            }
+        }
+    }
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+/// The selected rows as they are shown: a line each, with tabs between the columns.
+QString DeviceList::selectedText() const
+{
+    QString text;
+    const QVector<int> rows = selectedRowsInOrder();
+    for (const int row : rows) {
+        const auto *const item = static_cast<const DeviceItem *>(topLevelItem(row));
+        QStringList cells;
+        for (int place = 0; place < columnCount(); ++place) {
+            const int column = header()->logicalIndex(place);
+            if (!isColumnHidden(column)) {
+                cells.append(asTableCell(item->shownText(column, locale())));
+            }
+        }
+        text += cells.join(QLatin1Char('\t')) + QLatin1Char('\n');
+    }
+    return text;
+}
+
+QString DeviceList::hint() const
+{
+    if (indexAt(QPoint(0, 0)).isValid()) {
+        return {};
+    }
+    return topLevelItemCount() == 0 ? m_emptyHint : m_allHiddenHint;
+}
+
+void DeviceList::paintEvent(QPaintEvent *event)
+{
+    QTreeWidget::paintEvent(event);
+    const QString text = hint();
+    if (text.isEmpty()) {
+        return;
+    }
+    QPainter painter(viewport());
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    const int margin = 2 * fontMetrics().height();
+    painter.drawText(viewport()->rect().adjusted(margin, margin, -margin, -margin),
+                     Qt::AlignCenter | Qt::TextWordWrap, text);
 }
 
 void DeviceList::valueChanged(int column)

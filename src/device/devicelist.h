@@ -26,6 +26,10 @@ public:
     void removeRows(const QSet<QTreeWidgetItem *> &rows);
     /// The row of an index of this list.
     const DeviceItem *rowOf(const QModelIndex &index) const;
+    /// What the list says in its middle while it has no rows, and while all of them are filtered out.
+    void setHints(const QString &empty, const QString &allHidden);
+    /// What it says there now; empty beside rows.
+    QString hint() const;
 
     /// Said by the rows: a cell of this column has another value.
     void valueChanged(int column);
@@ -36,6 +40,10 @@ public:
     bool hasChanges() const { return m_changes.isActive(); }
 
 protected:
+    void keyPressEvent(QKeyEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void startDrag(Qt::DropActions supportedActions) override;
+    void paintEvent(QPaintEvent *event) override;
     void drawRow(QPainter *painter, const QStyleOptionViewItem &option,
                  const QModelIndex &index) const override;
 
@@ -46,6 +54,8 @@ private:
     bool sortIsDue() const;
     QModelIndex lastInView() const;
     QTreeWidgetItem *currentWithout(const QSet<QTreeWidgetItem *> &rows) const;
+    QVector<int> selectedRowsInOrder() const;
+    QString selectedText() const;
 
     /// Belongs to the list.
     CellDelegate *m_delegate;
@@ -57,4 +67,6 @@ private:
     QElapsedTimer m_sinceSort;
     /// Milliseconds that sorting took when it was last done.
     qint64 m_sortTime = 0;
+    QString m_emptyHint;
+    QString m_allHiddenHint;
 };

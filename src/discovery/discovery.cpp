@@ -88,7 +88,7 @@ void Discovery::bindReceiver()
 
 void Discovery::refresh()
 {
-    if (m_listening && m_receiveSocket.state() != QAbstractSocket::BoundState) {
+    if (isDeaf()) {
         // It failed for a reason that may be gone by now.
         bindReceiver();
     }

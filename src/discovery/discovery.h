@@ -25,6 +25,9 @@ public:
 
     /// Binds the receiving socket, or closes it. A port that can't be bound is silent: no answer will come.
     void setListening(bool on);
+    /// Whether no answer can arrive although it listens: the port could not be bound.
+    bool isDeaf() const { return m_listening && m_receiveSocket.state() != QAbstractSocket::BoundState; }
+    quint16 port() const { return m_port; }
     /// Takes effect at once, for both directions.
     void setPort(quint16 port);
     /// Orders a device to take over an address, mask, gateway or MAC. There is no answer to it but the

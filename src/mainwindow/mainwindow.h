@@ -119,6 +119,8 @@ private:
     /// Devices of rows. While a dialog closes, the user may already remove some.
     using Selection = QVector<QPointer<Device>>;
     void refreshDevices();
+    /// Whatever the list says while it shows no rows.
+    void updateHints();
     DeviceItem *findOrCreateItem(const QString &mac);
     void recount(DeviceItem *item);
     void recountSelection(const QItemSelection &selected, const QItemSelection &deselected);

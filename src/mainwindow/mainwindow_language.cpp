@@ -91,6 +91,7 @@ void MainWindow::retranslate()
         m_columnActions.at(i)->setText(name);
         m_columnActions.at(i)->setStatusTip(tr("Show or hide column %1").arg(name));
     }
+    updateHints();
     updateStatusBarAndMenu();
 }
 

@@ -37,6 +37,7 @@ int toolBarIconSize()
 void MainWindow::applySettings()
 {
     m_discovery->setPort(static_cast<quint16>(settings::value(settings::scanPort)));
+    updateHints();
     applyAutoUpdate();
     const int iconSize = toolBarIconSize();
     ui->mainToolBar->setIconSize(QSize(iconSize, iconSize));

@@ -1,6 +1,7 @@
 #include "common/settings.h"
 #include "device/devicecolumns.h"
 #include "device/deviceitem.h"
+#include "device/devicelist.h"
 #include "device/timespan.h"
 #include "mainwindow/mainwindow.h"
 #include "testenvironment.h"
@@ -164,6 +165,7 @@ void TestMainWindowFilter::looksAtOneCellAtATime()
     add(mac1, QStringLiteral("roof"));
     apply(QStringLiteral("roof.*10"));
     QVERIFY(!isShown(mac1));
+    QCOMPARE(m_bench->list().hint(), QStringLiteral("No device matches the filter."));
 }
 
 void TestMainWindowFilter::searchesDatesAndSpansAsTexts_data()

@@ -1,6 +1,7 @@
 #include "common/settings.h"
 #include "device/devicecolumns.h"
 #include "device/deviceitem.h"
+#include "device/devicelist.h"
 #include "mainwindow/mainwindow.h"
 #include "mainwindow/settingsdialog.h"
 #include "testenvironment.h"
@@ -439,6 +440,7 @@ void TestMainWindowLanguage::startsInTheStoredLanguage()
 {
     start(german);
     QCOMPARE(m_bench->statusText(), QStringLiteral("Aktive Geräte: 0/0"));
+    QVERIFY(m_bench->list().hint().startsWith(QLatin1String("Noch hat kein")));
     QCOMPARE(find<QMenu>("menuHelp")->title(), QStringLiteral("&Hilfe"));
     QCOMPARE(find<QMenu>("menuVisible_columns")->actions().at(0)->text(), QStringLiteral("Systemname"));
     QCOMPARE(QLocale().language(), QLocale::German);

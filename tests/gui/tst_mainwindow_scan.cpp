@@ -1,6 +1,7 @@
 #include "common/settings.h"
 #include "device/devicecolumns.h"
 #include "device/deviceitem.h"
+#include "device/devicelist.h"
 #include "fleet.h"
 #include "mainwindow/mainwindow.h"
 #include "mainwindow/settingsdialog.h"
@@ -148,6 +149,7 @@ private slots:
     void keepsQueriesThatAreOutWhenCancelled();
     void forgetsTheWayByHttps();
     void readsInExtendedResolution();
+    void saysWhyNoDeviceIsThere();
     void survivesAPortThatCannotBeUsed_data();
     void survivesAPortThatCannotBeUsed();
     void goesOnWhileTheOptionsAreOpen();
@@ -429,6 +431,28 @@ void TestMainWindowScan::readsInExtendedResolution()
     });
     QTRY_VERIFY2_WITH_TIMEOUT(m_bench->cell(mac1, 9).contains(QLatin1String("21.512")),
                               qPrintable(m_bench->cell(mac1, 9)), patience);
+}
+
+void TestMainWindowScan::saysWhyNoDeviceIsThere()
+{
+    QUdpSocket other;
+    QVERIFY(other.bind(QHostAddress::AnyIPv4, 9901, QAbstractSocket::DontShareAddress));
+    settings::setValue(settings::scanPort, 9901);
+    begin();
+    QTRY_VERIFY_WITH_TIMEOUT(m_bench->list().hint().startsWith(QLatin1String("UDP port 9901 can't be opened")),
+                             patience);
+    QVERIFY(m_bench->list().hint().contains(QLatin1String("scan options (F7), and refresh (F5)")));
+    other.close();
+    m_bench->trigger("actionDiscover_devices");
+    QVERIFY(m_bench->list().hint().startsWith(QLatin1String("No device has answered yet.")));
+    QVERIFY(m_bench->list().hint().contains(QLatin1String("UDP port 9901")));
+    options([](const QDialog &dialog) {
+        setNumber(dialog, "spinBoxDiscoveryPort", 9806);
+        accept(dialog);
+    });
+    QVERIFY(m_bench->list().hint().contains(QLatin1String("UDP port 9806")));
+    QTRY_COMPARE_WITH_TIMEOUT(statuses(), (QStringList{answered, answered}), patience);
+    QCOMPARE(m_bench->list().hint(), QString());
 }
 
 void TestMainWindowScan::survivesAPortThatCannotBeUsed_data()

@@ -6,10 +6,10 @@
 #include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>
 
-// Qt's library is not built with ThreadSanitizer, which therefore sees no order between a signal in one thread
-// and its slot in another, and calls all that they share a race. Here it is told: what comes before anything
-// that may make an event comes before all events that are taken later. Two threads that touch the same without
-// any event between them are still found.
+// Qt's library is not built with ThreadSanitizer, which therefore sees no order between a signal in one
+// thread and its slot in another, and calls all that they share a race. Here it is told: what comes before
+// anything that may make an event comes before all events that are taken later. Two threads that touch the
+// same without any event between them are still found.
 
 namespace {
 
@@ -79,8 +79,7 @@ bool QObject::event(QEvent *event)
 
 bool QThread::wait(QDeadlineTimer deadline)
 {
-    static auto *const ofQt =
-        next<bool(QThread *, QDeadlineTimer)>("_ZN7QThread4waitE14QDeadlineTimer");
+    static auto *const ofQt = next<bool(QThread *, QDeadlineTimer)>("_ZN7QThread4waitE14QDeadlineTimer");
     const bool hasEnded = ofQt(this, deadline);
     __tsan_acquire(&order);
     return hasEnded;
