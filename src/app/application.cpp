@@ -51,6 +51,7 @@ void setIdentity()
     QCoreApplication::setOrganizationDomain(QLatin1String(identity::organizationDomain));
     QCoreApplication::setApplicationName(QLatin1String(identity::applicationName));
     QGuiApplication::setApplicationDisplayName(QLatin1String(identity::applicationDisplayName));
+    QGuiApplication::setDesktopFileName(QLatin1String(identity::applicationId));
     QCoreApplication::setApplicationVersion(QLatin1String(identity::applicationVersion));
 }
 
