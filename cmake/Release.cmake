@@ -1,0 +1,12 @@
+# NEMBRA_RELEASE_DATE: the day of the release as the changelog has it. Before the release that is the day of this
+# configuration, or what SOURCE_DATE_EPOCH says; scripts/package sets it to the time of the last commit.
+
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/CHANGELOG.md")
+string(REPLACE "." "\\." nembra_version_pattern "${PROJECT_VERSION}")
+file(STRINGS "${PROJECT_SOURCE_DIR}/CHANGELOG.md" nembra_release_heading LIMIT_COUNT 1
+    REGEX "^## \\[${nembra_version_pattern}\\] - [0-9]+-[0-9]+-[0-9]+$")
+if(nembra_release_heading)
+    string(REGEX REPLACE "^.* - " "" NEMBRA_RELEASE_DATE "${nembra_release_heading}")
+else()
+    string(TIMESTAMP NEMBRA_RELEASE_DATE "%Y-%m-%d" UTC)
+endif()
