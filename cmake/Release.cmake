@@ -10,3 +10,9 @@ if(nembra_release_heading)
 else()
     string(TIMESTAMP NEMBRA_RELEASE_DATE "%Y-%m-%d" UTC)
 endif()
+
+# Who answers for the packages, and which of the packages of this version they are.
+set(NEMBRA_MAINTAINER "Nembra Hub maintainers <maintainers@nembrahub.example>")
+set(NEMBRA_DEBIAN_RELEASE 1)
+set(NEMBRA_DEBIAN_VERSION "${PROJECT_VERSION}-${NEMBRA_DEBIAN_RELEASE}")
+string(TIMESTAMP NEMBRA_DEBIAN_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
