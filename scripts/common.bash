@@ -60,7 +60,7 @@ wait_for() {
     done
 }
 
-fleet_is_ready() { grep -q '^ready:' "$run_dir/simulator.log"; }
+fleet_is_ready() { grep -qs '^ready:' "$run_dir/simulator.log"; }
 display_has_a_number() { [[ -s $run_dir/display ]]; }
 window_manager_runs() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; }
 
