@@ -3,7 +3,7 @@
 
 set(CPACK_PACKAGE_NAME nembrahub)
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
-set(CPACK_PACKAGE_VENDOR "ostrel GmbH")
+set(CPACK_PACKAGE_VENDOR "${NEMBRA_ORGANIZATION}")
 set(CPACK_PACKAGE_CONTACT "${NEMBRA_MAINTAINER}")
 set(CPACK_PACKAGE_HOMEPAGE_URL "${PROJECT_HOMEPAGE_URL}")
 # Otherwise that of the project stands above the one of each package.
