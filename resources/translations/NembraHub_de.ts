@@ -263,6 +263,14 @@
         <translation>Schrittweite</translation>
     </message>
     <message>
+        <source>Previous month</source>
+        <translation>Voriger Monat</translation>
+    </message>
+    <message>
+        <source>Next month</source>
+        <translation>Nächster Monat</translation>
+    </message>
+    <message>
         <source>Unit of the steps</source>
         <translation>Einheit der Schrittweite</translation>
     </message>

@@ -263,6 +263,14 @@
         <translation>Steps</translation>
     </message>
     <message>
+        <source>Previous month</source>
+        <translation>Previous month</translation>
+    </message>
+    <message>
+        <source>Next month</source>
+        <translation>Next month</translation>
+    </message>
+    <message>
         <source>Unit of the steps</source>
         <translation>Unit of the steps</translation>
     </message>

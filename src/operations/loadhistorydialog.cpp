@@ -92,8 +92,21 @@ void LoadHistoryDialog::setUpCalendars(const QList<Device *> &devices)
         calendar->setDateRange(std::max(calendar->minimumDate(), earliest.date()),
                                std::min(calendar->maximumDate(), latest.date()));
     }
+    nameParts(*ui->calendarWidgetStart, ui->label->text());
+    nameParts(*ui->calendarWidgetEnd, ui->label_3->text());
     ui->calendarWidgetStart->setSelectedDate(start.date());
     ui->calendarWidgetEnd->setSelectedDate(ui->calendarWidgetEnd->maximumDate());
+}
+
+/// What a screen reader says of a calendar, which the toolkit leaves without words.
+void LoadHistoryDialog::nameParts(const QCalendarWidget &calendar, const QString &label)
+{
+    const auto name = [&calendar](const char *part, const QString &text) {
+        calendar.findChild<QWidget *>(QLatin1String(part))->setAccessibleName(text);
+    };
+    name("qt_calendar_prevmonth", tr("Previous month"));
+    name("qt_calendar_nextmonth", tr("Next month"));
+    name("qt_calendar_calendarview", label);
 }
 
 void LoadHistoryDialog::restoreView()

@@ -10,6 +10,7 @@ namespace Ui {
 class LoadHistoryDialog;
 }
 class Device;
+class QCalendarWidget;
 
 /// Saves the recorded history of many devices' sensors as files, for a span of days and in steps that the
 /// user chooses, as often as the user likes.
@@ -35,6 +36,7 @@ private:
     LoadHistoryDialog(const QList<Device *> &devices, QWidget *parent);
     void addDevices(const QList<Device *> &devices);
     void setUpCalendars(const QList<Device *> &devices);
+    static void nameParts(const QCalendarWidget &calendar, const QString &label);
     void restoreView();
     void saveView();
     void setRunning(bool running);

@@ -135,6 +135,7 @@ void UpdateFirmwareDialog::addThread(int row)
 
     auto *const bar = new QProgressBar;
     bar->setTextVisible(false);
+    bar->setAccessibleName(ui->tableWidget->item(row, 0)->text());
     bar->setRange(0, progressEnd);
     ui->tableWidget->setCellWidget(row, progressColumn, bar);
     connect(thread, &UpdateThread::changeProgress, bar, &QProgressBar::setValue);

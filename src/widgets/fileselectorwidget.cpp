@@ -69,6 +69,7 @@ void FileSelectorWidget::setSelectDirectory(bool selectDirectory)
 void FileSelectorWidget::setCaption(const QString &caption)
 {
     m_caption = caption;
+    setAccessibleName(caption);
     ui->lineEdit->setAccessibleName(caption);
 }
 

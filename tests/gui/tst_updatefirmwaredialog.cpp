@@ -533,6 +533,7 @@ void TestUpdateFirmwareDialog::showsThatItUpdates()
     QCOMPARE(screen->enabledInputs(), updatingInputs);
     for (int row = 0; row < 2; ++row) {
         const QProgressBar *const bar = screen->bar(row);
+        QCOMPARE(bar->accessibleName(), screen->table().item(row, 0)->text());
         QVERIFY(bar);
         QCOMPARE(bar->minimum(), 0);
         QCOMPARE(bar->maximum(), 100);
