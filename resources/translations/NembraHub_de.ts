@@ -737,6 +737,10 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
         <translation>Kein Gerät passt zum Filter.</translation>
     </message>
     <message>
+        <source>More tools</source>
+        <translation>Weitere Werkzeuge</translation>
+    </message>
+    <message>
         <source>Active devices: %1/%2</source>
         <translation>Aktive Geräte: %1/%2</translation>
     </message>

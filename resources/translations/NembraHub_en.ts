@@ -737,6 +737,10 @@ Check that the devices are switched on and in the network of this computer, that
         <translation>No device matches the filter.</translation>
     </message>
     <message>
+        <source>More tools</source>
+        <translation>More tools</translation>
+    </message>
+    <message>
         <source>Active devices: %1/%2</source>
         <translation>Active devices: %1/%2</translation>
     </message>

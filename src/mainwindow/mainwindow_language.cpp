@@ -84,6 +84,10 @@ void MainWindow::retranslate()
     ui->retranslateUi(this);
     m_filterLabel->setText(tr("Filter"));
     m_filterEdit->setAccessibleName(tr("Filter"));
+    for (const QToolBar *const bar : {ui->mainToolBar, ui->filterToolBar}) {
+        // It comes when there is no room for all of them, and has no text.
+        bar->findChild<QWidget *>(QStringLiteral("qt_toolbar_ext_button"))->setAccessibleName(tr("More tools"));
+    }
     for (int i = 0; i < m_columnActions.size(); ++i) {
         const QString name =
             QCoreApplication::translate("Device", deviceColumns[static_cast<std::size_t>(i)].header);

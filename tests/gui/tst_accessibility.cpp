@@ -62,8 +62,7 @@ QStringList nameless(QAccessibleInterface *accessible)
     QStringList found;
     // Scroll bars and the views' own parts say what they are by their role; the field of a spin box speaks
     // for it.
-    if (!accessible || accessible->state().invisible || accessible->role() == QAccessible::ScrollBar ||
-        accessible->role() == QAccessible::Window) {
+    if (!accessible || accessible->state().invisible || accessible->role() == QAccessible::ScrollBar) {
         return found;
     }
     const QString name = accessible->text(QAccessible::Name);
