@@ -256,7 +256,7 @@
     </message>
     <message>
         <source>Save in directory</source>
-        <translation>Speichern im Verzeichnis</translation>
+        <translation>Zielverzeichnis</translation>
     </message>
     <message>
         <source>Steps</source>
@@ -296,7 +296,7 @@
     </message>
     <message>
         <source>Hostname</source>
-        <translation>Hostname</translation>
+        <translation>Systemname</translation>
     </message>
     <message>
         <source>History start</source>
@@ -308,7 +308,7 @@
     </message>
     <message>
         <source>Load</source>
-        <translation>Laden</translation>
+        <translation>Herunterladen</translation>
     </message>
     <message>
         <source>Close</source>
@@ -320,7 +320,7 @@
     </message>
     <message>
         <source>Downloading CSV</source>
-        <translation>CSV-Daten herunterladen</translation>
+        <translation>Messdaten herunterladen (CSV-Format)</translation>
     </message>
     <message>
         <source>Downloading</source>
@@ -335,7 +335,7 @@
     </message>
     <message>
         <source>Hostname</source>
-        <translation>Hostname</translation>
+        <translation>Systemname</translation>
     </message>
     <message>
         <source>TextLabel</source>
@@ -666,7 +666,7 @@
     </message>
     <message>
         <source>Download history of sensor data for the selected devices</source>
-        <translation>Die Historie der Messdaten der ausgewählten Geräte herunterladen</translation>
+        <translation>Die aufgezeichneten Messdaten der ausgewählten Geräte herunterladen</translation>
     </message>
     <message>
         <source>&amp;Reset to defaults</source>
@@ -674,7 +674,7 @@
     </message>
     <message>
         <source>Reset configuration of Nembra Hub</source>
-        <translation>Die Einstellungen von Nembra Hub zurücksetzen</translation>
+        <translation>Die Einstellungen von Nembra Hub auf die Standardwerte zurücksetzen</translation>
     </message>
     <message>
         <source>Select all</source>
@@ -786,7 +786,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Restore the default configuration of Nembra Hub?</source>
-        <translation>Die Standardeinstellungen von Nembra Hub wiederherstellen?</translation>
+        <translation>Die Einstellungen von Nembra Hub auf die Standardwerte zurücksetzen?</translation>
     </message>
     <message>
         <source>Error opening file </source>
@@ -802,11 +802,11 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Open Directory</source>
-        <translation>Verzeichnis öffnen</translation>
+        <translation>Verzeichnis auswählen</translation>
     </message>
     <message>
         <source>Really upload config to %1 devices?</source>
-        <translation>Die Konfiguration wirklich auf %1 Geräte übertragen?</translation>
+        <translation>Die Konfiguration wirklich auf %1 Geräte hochladen?</translation>
     </message>
     <message>
         <source>Devices with multiple types selected</source>
@@ -841,7 +841,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Hostname</source>
-        <translation>Hostname</translation>
+        <translation>Systemname</translation>
     </message>
     <message>
         <source>Status</source>
@@ -951,15 +951,15 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Buffer</source>
-        <translation>Speicher</translation>
+        <translation>Puffer</translation>
     </message>
     <message>
         <source>Buffer 1</source>
-        <translation>Speicher 1</translation>
+        <translation>Puffer 1</translation>
     </message>
     <message>
         <source>Buffer 2</source>
-        <translation>Speicher 2</translation>
+        <translation>Puffer 2</translation>
     </message>
     <message>
         <source>Firmware</source>
@@ -967,7 +967,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Save Config</source>
-        <translation>Konfiguration sichern</translation>
+        <translation>Konfiguration speichern</translation>
     </message>
     <message>
         <source>Devices</source>
@@ -975,7 +975,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Hostname</source>
-        <translation>Hostname</translation>
+        <translation>Systemname</translation>
     </message>
     <message>
         <source>Message</source>
@@ -1010,7 +1010,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Saving config</source>
-        <translation>Konfiguration wird gesichert</translation>
+        <translation>Konfiguration wird gespeichert</translation>
     </message>
     <message>
         <source>Error opening file </source>
@@ -1065,7 +1065,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Devices file.</source>
-        <translation>Gerätedatei.</translation>
+        <translation>Datei der Geräteliste.</translation>
     </message>
     <message>
         <source>file</source>

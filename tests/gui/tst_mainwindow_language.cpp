@@ -465,8 +465,8 @@ void TestMainWindowLanguage::tellsRowsFromNowOnInTheLanguage()
     QCOMPARE(m_bench->statusText(), QStringLiteral("Aktive Geräte: 1/1"));
     const BoxAnswerer boxes(QMessageBox::No);
     m_bench->trigger("actionReset_configuration");
-    QCOMPARE(boxes.texts(),
-             QStringList{QStringLiteral("Die Standardeinstellungen von Nembra Hub wiederherstellen?")});
+    QCOMPARE(boxes.texts(), QStringList{QStringLiteral(
+                                "Die Einstellungen von Nembra Hub auf die Standardwerte zurücksetzen?")});
 }
 
 void TestMainWindowLanguage::usesNoMnemonicTwice_data()
