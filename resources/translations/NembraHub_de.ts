@@ -41,11 +41,11 @@
     </message>
     <message>
         <source>Could not bind to syslog port %1.</source>
-        <translation>Der Syslog-Port %1 kann nicht geöffnet werden.</translation>
+        <translation>Der Syslog-Port %1 konnte nicht geöffnet werden.</translation>
     </message>
     <message>
         <source>Set syslog port (normally 514):</source>
-        <translation>Syslog-Port (normalerweise 514):</translation>
+        <translation>Syslog-Port festlegen (normalerweise 514):</translation>
     </message>
 </context>
 <context>
@@ -230,7 +230,7 @@
     </message>
     <message>
         <source>Wrong login</source>
-        <translation>Anmeldung falsch</translation>
+        <translation>Anmeldung fehlgeschlagen</translation>
     </message>
     <message>
         <source>Network Problem: </source>
@@ -506,7 +506,7 @@
     </message>
     <message>
         <source>Edit scan options</source>
-        <translation>Suchoptionen bearbeiten</translation>
+        <translation>Die Suchoptionen bearbeiten</translation>
     </message>
     <message>
         <source>F7</source>
@@ -558,7 +558,7 @@
     </message>
     <message>
         <source>Access the web interface of the selected devices</source>
-        <translation>Die Weboberfläche der ausgewählten Geräte öffnen</translation>
+        <translation>Die Weboberflächen der ausgewählten Geräte öffnen</translation>
     </message>
     <message>
         <source>Alt+W</source>
@@ -723,14 +723,14 @@
     <message>
         <source>UDP port %1 can&apos;t be opened, so no device can answer.
 Close the program that holds it, or choose another port in the scan options (%2), and refresh (%3).</source>
-        <translation>UDP-Port %1 lässt sich nicht öffnen, deshalb kann kein Gerät antworten.
-Beenden Sie das Programm, das ihn belegt, oder wählen Sie in den Suchoptionen (%2) einen anderen Port, und aktualisieren Sie (%3).</translation>
+        <translation>Der UDP-Port %1 lässt sich nicht öffnen, deshalb kann kein Gerät antworten.
+Beenden Sie das Programm, das ihn belegt, oder wählen Sie in den Suchoptionen (%2) einen anderen Port. Aktualisieren Sie dann die Liste (%3).</translation>
     </message>
     <message>
         <source>No device has answered yet.
 Check that the devices are switched on and in the network of this computer, that no firewall holds back UDP port %1, and that this is the devices&apos; port: it is in the scan options (%2). Then refresh (%3).</source>
         <translation>Noch hat kein Gerät geantwortet.
-Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob eine Firewall UDP-Port %1 sperrt und ob dies der Port der Geräte ist: Er steht in den Suchoptionen (%2). Aktualisieren Sie dann (%3).</translation>
+Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Rechners sind, ob eine Firewall den UDP-Port %1 sperrt und ob die Geräte diesen Port verwenden; er steht in den Suchoptionen (%2). Aktualisieren Sie dann die Liste (%3).</translation>
     </message>
     <message>
         <source>No device matches the filter.</source>
@@ -746,7 +746,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Device </source>
-        <translation>Gerät </translation>
+        <translation>Das Gerät </translation>
     </message>
     <message>
         <source> is not reachable</source>
@@ -754,11 +754,11 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Really open </source>
-        <translation>Wirklich </translation>
+        <translation>Die Weboberflächen von </translation>
     </message>
     <message>
         <source> devices in browser?</source>
-        <translation> Geräte im Browser öffnen?</translation>
+        <translation> Geräten wirklich im Browser öffnen?</translation>
     </message>
     <message>
         <source>Show or hide column %1</source>
@@ -770,7 +770,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>This software is licensed to you without charge. ostrel GmbH retains ownership of all copies of the software and reserves all rights not expressly granted to you.</source>
-        <translation>Diese Software wird Ihnen kostenlos lizenziert. Die ostrel GmbH bleibt Eigentümerin aller Kopien der Software und behält sich alle Rechte vor, die Ihnen nicht ausdrücklich eingeräumt werden.</translation>
+        <translation>Sie erhalten für diese Software eine kostenlose Lizenz. Die ostrel GmbH bleibt Eigentümerin aller Kopien der Software und behält sich alle Rechte vor, die Ihnen nicht ausdrücklich eingeräumt werden.</translation>
     </message>
     <message>
         <source>You may use the software without charge.</source>
@@ -818,11 +818,11 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Update device?</source>
-        <translation>Das Gerät ändern?</translation>
+        <translation>Die Netzwerkkonfiguration des Geräts ändern?</translation>
     </message>
     <message>
         <source>The device will restart.</source>
-        <translation>Das Gerät wird neu starten.</translation>
+        <translation>Das Gerät startet danach neu.</translation>
     </message>
 </context>
 <context>
@@ -865,7 +865,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Wrong HTTP Status-Code </source>
-        <translation>Falscher HTTP-Statuscode </translation>
+        <translation>Unerwarteter HTTP-Statuscode </translation>
     </message>
     <message>
         <source>Finished</source>
@@ -943,7 +943,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     <name>UpdateFirmwareDialog</name>
     <message>
         <source>The system has no room for another thread</source>
-        <translation>Das System hat keinen Platz für einen weiteren Thread</translation>
+        <translation>Das System lässt keinen weiteren Thread zu</translation>
     </message>
     <message>
         <source>Update Nembra Firmware</source>
@@ -995,7 +995,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Download the Nembra firmware here: </source>
-        <translation>Die Nembra-Firmware gibt es hier: </translation>
+        <translation>Nembra-Firmware zum Herunterladen: </translation>
     </message>
 </context>
 <context>
@@ -1034,7 +1034,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Waiting 10 seconds</source>
-        <translation>10 Sekunden warten</translation>
+        <translation>10 Sekunden Wartezeit</translation>
     </message>
     <message>
         <source>Waiting for device</source>
@@ -1046,7 +1046,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Computers sind, ob 
     </message>
     <message>
         <source>Wrong HTTP Status-Code </source>
-        <translation>Falscher HTTP-Statuscode </translation>
+        <translation>Unerwarteter HTTP-Statuscode </translation>
     </message>
     <message>
         <source>The device sent no usable configuration</source>

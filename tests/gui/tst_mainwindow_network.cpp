@@ -338,9 +338,11 @@ void TestMainWindowNetwork::asksInGerman()
         cancel(dialog);
     });
     trigger();
-    QCOMPARE(dialogs.seen(), QStringList({QStringLiteral("ConfigDialog: Netzwerkkonfiguration"),
-                                          QString::fromUtf8("box: Das Ger\xc3\xa4t \xc3\xa4ndern?")}));
-    QCOMPARE(told, QString::fromUtf8("Das Ger\xc3\xa4t wird neu starten."));
+    QCOMPARE(
+        dialogs.seen(),
+        QStringList({QStringLiteral("ConfigDialog: Netzwerkkonfiguration"),
+                     QString::fromUtf8("box: Die Netzwerkkonfiguration des Ger\xc3\xa4ts \xc3\xa4ndern?")}));
+    QCOMPARE(told, QString::fromUtf8("Das Ger\xc3\xa4t startet danach neu."));
 }
 
 void TestMainWindowNetwork::sendsWhenConfirmed_data()
