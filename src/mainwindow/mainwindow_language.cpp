@@ -86,7 +86,8 @@ void MainWindow::retranslate()
     m_filterEdit->setAccessibleName(tr("Filter"));
     for (const QToolBar *const bar : {ui->mainToolBar, ui->filterToolBar}) {
         // It comes when there is no room for all of them, and has no text.
-        bar->findChild<QWidget *>(QStringLiteral("qt_toolbar_ext_button"))->setAccessibleName(tr("More tools"));
+        bar->findChild<QWidget *>(QStringLiteral("qt_toolbar_ext_button"))
+            ->setAccessibleName(tr("More tools"));
     }
     for (int i = 0; i < m_columnActions.size(); ++i) {
         const QString name =

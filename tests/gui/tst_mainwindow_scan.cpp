@@ -439,8 +439,8 @@ void TestMainWindowScan::saysWhyNoDeviceIsThere()
     QVERIFY(other.bind(QHostAddress::AnyIPv4, 9901, QAbstractSocket::DontShareAddress));
     settings::setValue(settings::scanPort, 9901);
     begin();
-    QTRY_VERIFY_WITH_TIMEOUT(m_bench->list().hint().startsWith(QLatin1String("UDP port 9901 can't be opened")),
-                             patience);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        m_bench->list().hint().startsWith(QLatin1String("UDP port 9901 can't be opened")), patience);
     QVERIFY(m_bench->list().hint().contains(QLatin1String("scan options (F7), and refresh (F5)")));
     other.close();
     m_bench->trigger("actionDiscover_devices");
