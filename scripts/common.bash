@@ -66,6 +66,8 @@ window_manager_runs() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep 
 
 # start_fleet SCENARIO: with its requests in $run_dir/journal.jsonl.
 start_fleet() {
+    # It may have been another fleet that was ready.
+    : >"$run_dir/simulator.log"
     build/release/bin/nembra-simulator --scenario "$1" --journal "$run_dir/journal.jsonl" \
         >"$run_dir/simulator.log" 2>&1 &
     wait_for 60 "the start of the simulated fleet" fleet_is_ready
@@ -87,11 +89,14 @@ start_display() {
     wait_for 30 "the start of the window manager" window_manager_runs
 }
 
-# The window manager ends with it.
-stop_display() {
-    kill "$display_process"
-    wait "$display_process" || true
+# end_process PROCESS: one that the script started.
+end_process() {
+    kill "$1"
+    wait "$1" || true
 }
+
+# The window manager ends with it.
+stop_display() { end_process "$display_process"; }
 
 mkdir -p build
 # A place for compiled objects that survives a clean checkout, and no more of it than a few builds need.
