@@ -865,7 +865,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Rechners sind, ob e
     </message>
     <message>
         <source>Wrong HTTP Status-Code </source>
-        <translation>Unerwarteter HTTP-Statuscode </translation>
+        <translation>Unerwarteter HTTP-Status </translation>
     </message>
     <message>
         <source>Finished</source>
@@ -1046,7 +1046,7 @@ Prüfen Sie, ob die Geräte eingeschaltet und im Netz dieses Rechners sind, ob e
     </message>
     <message>
         <source>Wrong HTTP Status-Code </source>
-        <translation>Unerwarteter HTTP-Statuscode </translation>
+        <translation>Unerwarteter HTTP-Status </translation>
     </message>
     <message>
         <source>The device sent no usable configuration</source>
