@@ -172,11 +172,9 @@ void MainWindow::updateHints()
         m_discovery->isDeaf()
             ? tr("UDP port %1 can't be opened, so no device can answer.\nClose the program that holds it, or "
                  "choose another port in the scan options (%2), and refresh (%3).")
-            : tr("No device has answered yet.\nCheck that the devices are switched on and in the network of "
-                 "this "
-                 "computer, that no firewall holds back UDP port %1, and that this is the devices' port: it "
-                 "is "
-                 "in the scan options (%2). Then refresh (%3).");
+            : tr("No device has answered yet.\nCheck that the devices are switched on and in the network "
+                 "of this computer, that no firewall holds back UDP port %1, and that this is the "
+                 "devices' port: it is in the scan options (%2). Then refresh (%3).");
     ui->devList->setHints(hint.arg(QString::number(m_discovery->port()), keyOf(ui->actionProgram_options),
                                    keyOf(ui->actionDiscover_devices)),
                           tr("No device matches the filter."));
