@@ -39,7 +39,8 @@ constexpr quint32 bitOf(int column)
 /// A cell for a spreadsheet, which must not take what a device says for a formula.
 QString asTableCell(const QString &text)
 {
-    static const QString beginnings = QStringLiteral("=+-@");
+    // A quotation mark would go on to the next one, over all cells in between.
+    static const QString beginnings = QStringLiteral("=+-@\"");
     const QString line = plainLine(text, maximumCellText);
     return line.isEmpty() || !beginnings.contains(line.front()) ? line : QLatin1Char(' ') + line;
 }
@@ -149,8 +150,9 @@ void DeviceList::keyPressEvent(QKeyEvent *event)
 
 void DeviceList::mousePressEvent(QMouseEvent *event)
 {
-    // From a row that is not selected yet the mouse goes on to select.
-    setDragEnabled(selectionModel()->isSelected(indexAt(event->pos())));
+    // From a row that is not selected yet the mouse goes on to select, and with a key to choose among rows.
+    setDragEnabled(event->button() == Qt::LeftButton && event->modifiers() == Qt::NoModifier &&
+                   selectionModel()->isSelected(indexAt(event->pos())));
     QTreeWidget::mousePressEvent(event);
 }
 

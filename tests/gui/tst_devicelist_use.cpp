@@ -51,6 +51,7 @@ private slots:
     void copiesWhatIsShown();
     void leavesTheClipboardWithoutASelection();
     void dragsTheSelectedRows();
+    void selectsWithAKeyFromASelectedRow();
     void selectsWithTheMouseFromAnotherRow();
     void showsWhatIsCutOffInATip_data();
     void showsWhatIsCutOffInATip();
@@ -142,6 +143,7 @@ void TestDeviceListUse::copiesWhatIsShown_data()
     QTest::newRow("empty") << QString() << QString();
     QTest::newRow("formula") << QStringLiteral("=HYPERLINK(\"http://x\")")
                              << QStringLiteral(" =HYPERLINK(\"http://x\")");
+    QTest::newRow("quotation mark") << QStringLiteral("\"a") << QStringLiteral(" \"a");
     QTest::newRow("formula with plus") << QStringLiteral("+1+1") << QStringLiteral(" +1+1");
     QTest::newRow("formula with at") << QStringLiteral("@SUM(1)") << QStringLiteral(" @SUM(1)");
     QTest::newRow("below zero") << QStringLiteral("-5.2 \u00b0C") << QStringLiteral(" -5.2 \u00b0C");
@@ -184,6 +186,22 @@ void TestDeviceListUse::dragsTheSelectedRows()
     QVERIFY(drag);
     QCOMPARE(drag->mimeData()->text(), QStringLiteral("attic\tfirst floor\nbarn\tfirst floor\n"));
     QCOMPARE(m_list->topLevelItemCount(), 3);
+    QCOMPARE(m_list->selectedItems().size(), 2);
+}
+
+void TestDeviceListUse::selectsWithAKeyFromASelectedRow()
+{
+    addRow(QStringLiteral("attic"));
+    addRow(QStringLiteral("barn"));
+    show();
+    m_list->topLevelItem(0)->setSelected(true);
+    m_list->setCurrentItem(m_list->topLevelItem(0), 0, QItemSelectionModel::NoUpdate);
+    QTest::mousePress(m_list->viewport(), Qt::LeftButton, Qt::ShiftModifier, placeOf(0));
+    QMouseEvent move(QEvent::MouseMove, placeOf(1), Qt::LeftButton, Qt::LeftButton, Qt::ShiftModifier);
+    QApplication::sendEvent(m_list->viewport(), &move);
+    QApplication::sendEvent(m_list->viewport(), &move);
+    QTest::mouseRelease(m_list->viewport(), Qt::LeftButton, Qt::ShiftModifier, placeOf(1));
+    QVERIFY(!m_list->findChild<QDrag *>());
     QCOMPARE(m_list->selectedItems().size(), 2);
 }
 
