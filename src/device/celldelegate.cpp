@@ -3,6 +3,7 @@
 #include "common/plainline.h"
 #include "device/deviceitem.h"
 #include "device/devicelist.h"
+#include "widgets/contrast.h"
 
 #include <QHeaderView>
 #include <QHelpEvent>
@@ -122,12 +123,7 @@ void CellDelegate::paintText(QPainter *painter, const QStyleOptionViewItem &opti
     const bool right = QStyle::visualAlignment(option.direction, alignment).testFlag(Qt::AlignRight);
     const qreal left = right ? room.x() + room.width() - size.width() : room.x();
 
-    const bool selected = option.state.testFlag(QStyle::State_Selected);
-    const QColor ownColor = selected ? QColor() : row.sensorColor(column);
-    painter->setPen(ownColor.isValid()
-                        ? ownColor
-                        : option.palette.color(colorGroup(option.state),
-                                               selected ? QPalette::HighlightedText : QPalette::Text));
+    painter->setPen(textColor(option, row, column));
     painter->setFont(option.font);
     if (size.width() <= room.width() && height <= room.height()) {
         painter->drawStaticText(QPointF(left, top), laidOut);
@@ -138,6 +134,25 @@ void CellDelegate::paintText(QPainter *painter, const QStyleOptionViewItem &opti
     painter->setClipRect(option.rect, Qt::IntersectClip);
     painter->drawStaticText(QPointF(left, top), laidOut);
     painter->restore();
+}
+
+QColor CellDelegate::textColor(const QStyleOptionViewItem &option, const DeviceItem &row, int column) const
+{
+    const QPalette::ColorGroup group = colorGroup(option.state);
+    if (option.state.testFlag(QStyle::State_Selected)) {
+        // The style of Windows marks selected rows by a pale panel, on which the usual text stands.
+        const bool isPale = m_list.style()->inherits("QWindowsVistaStyle");
+        return option.palette.color(group, isPale ? QPalette::Text : QPalette::HighlightedText);
+    }
+    const QColor ownColor = row.sensorColor(column);
+    QColor color = ownColor.isValid() ? ownColor : option.palette.color(group, QPalette::Text);
+    if (group == QPalette::Disabled) {
+        return color;
+    }
+    // The colours of the ages are the same in every palette, and not every text can be read on them. Beside a
+    // warning stands a sign for it, so that its red may stay what it is where one can tell it at all.
+    return contrast::readable(color, row.ageBackground(column),
+                              row.hasAlarm(column) ? contrast::leastForSigns : contrast::leastForText);
 }
 
 const QStaticText &CellDelegate::laidOut(const QString &text, int width,

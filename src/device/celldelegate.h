@@ -36,6 +36,7 @@ private:
     void paintPanel(QPainter *painter, const QStyleOptionViewItem &option, const QColor &background) const;
     void paintText(QPainter *painter, const QStyleOptionViewItem &option, const DeviceItem &row,
                    int column) const;
+    QColor textColor(const QStyleOptionViewItem &option, const DeviceItem &row, int column) const;
     const QStaticText &laidOut(const QString &text, int width, const QStyleOptionViewItem &option) const;
 
     const DeviceList &m_list;

@@ -134,9 +134,13 @@ QColor DeviceItem::sensorColor(int column) const
     if (!isSensor(column)) {
         return {};
     }
-    return m_alarms.test(indexOf(column - Column::Sensor1))
-               ? QColor(255, 0, 0)
-               : QGuiApplication::palette().color(QPalette::Current, QPalette::Text);
+    return hasAlarm(column) ? QColor(255, 0, 0)
+                            : QGuiApplication::palette().color(QPalette::Current, QPalette::Text);
+}
+
+bool DeviceItem::hasAlarm(int column) const
+{
+    return isSensor(column) && m_alarms.test(indexOf(column - Column::Sensor1));
 }
 
 Qt::Alignment DeviceItem::alignment(int column)

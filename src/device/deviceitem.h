@@ -40,6 +40,8 @@ public:
     QColor ageBackground(int column) const;
     /// Invalid where the text has no colour of its own.
     QColor sensorColor(int column) const;
+    /// Whether the cell shows a reading that the device warns of.
+    bool hasAlarm(int column) const;
     static Qt::Alignment alignment(int column);
 
 private:

@@ -3,6 +3,7 @@
 #include "ui_fileselectorwidget.h"
 
 #include "common/settings.h"
+#include "widgets/contrast.h"
 
 #include <QEvent>
 #include <QFileDialog>
@@ -40,8 +41,20 @@ bool FileSelectorWidget::validate()
     // Setting one, even the same, has the line edit styled anew.
     if (ui->lineEdit->styleSheet() != styleSheet) {
         ui->lineEdit->setStyleSheet(styleSheet);
+        ui->lineEdit->setPalette(usable ? QPalette() : paletteOnRed());
     }
     return usable;
+}
+
+/// The light writing of dark themes can't be read on red.
+QPalette FileSelectorWidget::paletteOnRed() const
+{
+    QPalette onRed;
+    for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive}) {
+        onRed.setColor(group, QPalette::Text,
+                       contrast::readable(palette().color(group, QPalette::Text), Qt::red));
+    }
+    return onRed;
 }
 
 bool FileSelectorWidget::isUsable() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPalette>
 #include <QString>
 #include <QWidget>
 
@@ -49,6 +50,7 @@ protected:
 
 private:
     bool isUsable() const;
+    QPalette paletteOnRed() const;
     QString browse(const QString &start);
 
     std::unique_ptr<Ui::FileSelectorWidget> ui;

@@ -4,6 +4,7 @@
 #include "device/devicelist.h"
 #include "device/timespan.h"
 #include "testenvironment.h"
+#include "widgets/contrast.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -40,6 +41,18 @@ public:
     QString displayText(const QVariant &value, const QLocale &locale) const override
     {
         return plainLine(QStyledItemDelegate::displayText(value, locale), 256);
+    }
+
+protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        // Whether the text can be read on the colour of an age is asked elsewhere.
+        for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive}) {
+            option->palette.setColor(group, QPalette::Text,
+                                     contrast::readable(option->palette.color(group, QPalette::Text),
+                                                        option->backgroundBrush.color()));
+        }
     }
 };
 
