@@ -54,6 +54,7 @@ DeviceList::DeviceList(QWidget *parent)
     setItemDelegate(m_delegate);
     header()->setSectionsClickable(true);
     header()->setSortIndicatorShown(true);
+    header()->setTextElideMode(Qt::ElideRight);
     connect(header(), &QHeaderView::sortIndicatorChanged, this, &DeviceList::sortRows);
     m_changes.setSingleShot(true);
     connect(&m_changes, &QTimer::timeout, this, &DeviceList::takeUpChanges);

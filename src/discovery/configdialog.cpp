@@ -6,7 +6,11 @@
 #include "discovery/discoverydevice.h"
 
 #include <QEvent>
+#include <QGuiApplication>
 #include <QHostAddress>
+#include <QStyle>
+
+#include <algorithm>
 
 namespace {
 
@@ -35,11 +39,25 @@ CConfigDialog::CConfigDialog(QWidget *parent)
     }
     connect(ui->okButton, &QPushButton::clicked, this, &QDialog::accept);
     connect(ui->cancelButton, &QPushButton::clicked, this, &QDialog::reject);
+    makeRoomForTitle();
     restoreGeometry(settings::bytes(settings::configGeometry));
     ui->macEdit->installEventFilter(this);
 }
 
 CConfigDialog::~CConfigDialog() = default;
+
+/// The title is longer than all that the dialog holds. The system sets it in a font of its own, which is
+/// often bold, adds the name of the program to it, and has an icon and some buttons beside it.
+void CConfigDialog::makeRoomForTitle()
+{
+    constexpr int partsBeside = 5;
+    QFont bold = font();
+    bold.setBold(true);
+    const int height = std::max(style()->pixelMetric(QStyle::PM_TitleBarHeight), fontMetrics().height());
+    const QString title =
+        windowTitle() + QStringLiteral(" \u2014 ") + QGuiApplication::applicationDisplayName();
+    setMinimumWidth(QFontMetrics(bold).horizontalAdvance(title) + partsBeside * height);
+}
 
 void CConfigDialog::saveGeometrySettings() const
 {

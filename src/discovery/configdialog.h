@@ -29,6 +29,7 @@ public:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    void makeRoomForTitle();
     void unlockMac();
     [[nodiscard]] bool applyAddressesTo(DiscoveryDevice &record) const;
 

@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QDebug>
 #include <QDir>
+#include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
@@ -86,8 +87,9 @@ void MainWindow::retranslate()
     m_filterEdit->setAccessibleName(tr("Filter"));
     for (const QToolBar *const bar : {ui->mainToolBar, ui->filterToolBar}) {
         // It comes when there is no room for all of them, and has no text.
-        bar->findChild<QWidget *>(QStringLiteral("qt_toolbar_ext_button"))
-            ->setAccessibleName(tr("More tools"));
+        if (auto *const more = bar->findChild<QWidget *>(QStringLiteral("qt_toolbar_ext_button"))) {
+            more->setAccessibleName(tr("More tools"));
+        }
     }
     for (int i = 0; i < m_columnActions.size(); ++i) {
         const QString name =
@@ -119,6 +121,11 @@ void MainWindow::on_actionAbout_NembraHub_triggered()
     box.setTextFormat(Qt::RichText);
     box.setTextInteractionFlags(Qt::TextBrowserInteraction);
     box.setIconPixmap(QIcon(QStringLiteral(":/Icons/Resources/logobig.png")).pixmap(128));
+    // The toolkit makes boxes so many pixels wide, which in big writing is a column higher than the screen.
+    constexpr int characters = 80;
+    auto *const layout = qobject_cast<QGridLayout *>(box.layout());
+    layout->addItem(new QSpacerItem(characters * box.fontMetrics().averageCharWidth(), 0), layout->rowCount(),
+                    0, 1, layout->columnCount());
     box.exec();
 }
 

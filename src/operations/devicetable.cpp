@@ -2,6 +2,8 @@
 
 #include "common/plainline.h"
 
+#include <QHeaderView>
+#include <QScrollBar>
 #include <QStyledItemDelegate>
 #include <QTableWidget>
 
@@ -16,6 +18,12 @@ void setColor(QTableWidgetItem *item, Qt::GlobalColor color)
 {
     item->setBackground(color);
     item->setForeground(Qt::black);
+}
+
+/// As wide as so many usual characters, but not less than so many pixels.
+int widthFor(int characters, int pixels, const QTableWidget *table)
+{
+    return std::max(pixels, characters * table->fontMetrics().averageCharWidth());
 }
 
 class LineDelegate final : public QStyledItemDelegate
@@ -35,6 +43,16 @@ public:
 void showAsLines(QTableWidget *table)
 {
     table->setItemDelegate(new LineDelegate(table));
+    const int rowHeight = table->fontMetrics().height() * 3 / 2;
+    table->verticalHeader()->setMinimumSectionSize(rowHeight);
+    table->verticalHeader()->setDefaultSectionSize(rowHeight);
+    table->setMinimumHeight(table->horizontalHeader()->sizeHint().height() + rowHeight +
+                            table->horizontalScrollBar()->sizeHint().height() + 2 * table->frameWidth());
+}
+
+int statusWidth(const QTableWidget *table)
+{
+    return widthFor(20, 200, table);
 }
 
 void fillRow(QTableWidget *table, int row, const QStringList &texts)
@@ -48,9 +66,8 @@ void fillRow(QTableWidget *table, int row, const QStringList &texts)
 
 void fitHostnames(QTableWidget *table)
 {
-    constexpr int widest = 250; // pixels
     table->resizeColumnToContents(0);
-    table->setColumnWidth(0, std::min(table->columnWidth(0), widest));
+    table->setColumnWidth(0, std::min(table->columnWidth(0), widthFor(25, 250, table)));
 }
 
 void showStatus(QTableWidgetItem *item, const QString &text, Transfer::Mark mark)

@@ -9,11 +9,11 @@ class QTableWidgetItem;
 /// which are the devices', are shown as they are.
 namespace devicetable {
 
-/// Of the column of the status, in pixels.
-inline constexpr int statusWidth = 200;
-
-/// Each text stands in one line, whatever line breaks are in it.
+/// Each text stands in one line, whatever line breaks are in it, and the lines are as high as the writing
+/// needs. One of them is always in view.
 void showAsLines(QTableWidget *table);
+/// Of a column for texts that come and go, in pixels.
+[[nodiscard]] int statusWidth(const QTableWidget *table);
 /// Fills a row with these texts, and with an empty one for each further column.
 void fillRow(QTableWidget *table, int row, const QStringList &texts);
 /// Makes the column of the host names as wide as they are, but leaves room for the others.

@@ -6,12 +6,15 @@
 #include "device/device.h"
 #include "operations/devicetable.h"
 #include "web/deviceprotocol.h"
+#include "widgets/contrast.h"
 #include "widgets/savedstate.h"
 
 #include <QCalendarWidget>
 #include <QDateTime>
+#include <QEvent>
 #include <QHeaderView>
 #include <QStandardPaths>
+#include <QTextCharFormat>
 
 #include <algorithm>
 #include <array>
@@ -92,17 +95,43 @@ void LoadHistoryDialog::setUpCalendars(const QList<Device *> &devices)
         calendar->setDateRange(std::max(calendar->minimumDate(), earliest.date()),
                                std::min(calendar->maximumDate(), latest.date()));
     }
+    colorWeekends();
     nameParts(*ui->calendarWidgetStart, ui->label->text());
     nameParts(*ui->calendarWidgetEnd, ui->label_3->text());
     ui->calendarWidgetStart->setSelectedDate(start.date());
     ui->calendarWidgetEnd->setSelectedDate(ui->calendarWidgetEnd->maximumDate());
 }
 
+/// The toolkit's own red can't be read on dark ground.
+void LoadHistoryDialog::colorWeekends()
+{
+    for (QCalendarWidget *const calendar : {ui->calendarWidgetStart, ui->calendarWidgetEnd}) {
+        for (const Qt::DayOfWeek day : {Qt::Saturday, Qt::Sunday}) {
+            QTextCharFormat format = calendar->weekdayTextFormat(day);
+            // Days stand on the one, their names on the other.
+            const QColor onDays = contrast::readable(Qt::red, calendar->palette().color(QPalette::Base));
+            format.setForeground(
+                contrast::readable(onDays, calendar->palette().color(QPalette::AlternateBase)));
+            calendar->setWeekdayTextFormat(day, format);
+        }
+    }
+}
+
+void LoadHistoryDialog::changeEvent(QEvent *event)
+{
+    QDialog::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        colorWeekends();
+    }
+}
+
 /// What a screen reader says of a calendar, which the toolkit leaves without words.
 void LoadHistoryDialog::nameParts(const QCalendarWidget &calendar, const QString &label)
 {
     const auto name = [&calendar](const char *part, const QString &text) {
-        calendar.findChild<QWidget *>(QLatin1String(part))->setAccessibleName(text);
+        if (auto *const widget = calendar.findChild<QWidget *>(QLatin1String(part))) {
+            widget->setAccessibleName(text);
+        }
     };
     name("qt_calendar_prevmonth", tr("Previous month"));
     name("qt_calendar_nextmonth", tr("Next month"));
@@ -111,7 +140,7 @@ void LoadHistoryDialog::nameParts(const QCalendarWidget &calendar, const QString
 
 void LoadHistoryDialog::restoreView()
 {
-    ui->tableWidget->setColumnWidth(historyStatusColumn, devicetable::statusWidth);
+    ui->tableWidget->setColumnWidth(historyStatusColumn, devicetable::statusWidth(ui->tableWidget));
     restoreGeometry(settings::bytes(settings::historyGeometry));
     savedstate::restoreHeader(ui->tableWidget->horizontalHeader(), settings::bytes(settings::historyHeader),
                               settings::bytes(settings::historyHeaderState));

@@ -27,6 +27,9 @@ public:
     /// Ends what is running and remembers how the dialog looks, however it is closed.
     void done(int result) override;
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private slots:
     void on_pushButtonClose_clicked();
     void on_pushButtonCancel_clicked();
@@ -36,6 +39,7 @@ private:
     LoadHistoryDialog(const QList<Device *> &devices, QWidget *parent);
     void addDevices(const QList<Device *> &devices);
     void setUpCalendars(const QList<Device *> &devices);
+    void colorWeekends();
     static void nameParts(const QCalendarWidget &calendar, const QString &label);
     void restoreView();
     void saveView();

@@ -20,7 +20,7 @@ NetworkOperationsDialog::NetworkOperationsDialog(const QList<Device *> &devices,
 {
     ui->setupUi(this);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    ui->tableWidget->setColumnWidth(statusColumn, devicetable::statusWidth);
+    ui->tableWidget->setColumnWidth(statusColumn, devicetable::statusWidth(ui->tableWidget));
     devicetable::showAsLines(ui->tableWidget);
     ui->tableWidget->setRowCount(devices.size());
     for (const Device *const device : devices) {

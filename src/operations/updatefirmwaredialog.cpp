@@ -24,7 +24,7 @@ namespace {
 
 constexpr int messageColumn = 1;
 constexpr int progressColumn = 2;
-constexpr int usualWidth = 200; // pixels
+constexpr int progressWidth = 200; // pixels
 constexpr int progressEnd = 100;
 constexpr std::chrono::milliseconds refreshInterval = 1s;
 
@@ -75,10 +75,13 @@ UpdateFirmwareDialog::~UpdateFirmwareDialog()
 
 void UpdateFirmwareDialog::restoreView()
 {
-    ui->tableWidget->setColumnWidth(messageColumn, usualWidth);
-    ui->tableWidget->setColumnWidth(progressColumn, usualWidth);
+    ui->tableWidget->setColumnWidth(messageColumn, devicetable::statusWidth(ui->tableWidget));
+    ui->tableWidget->setColumnWidth(progressColumn, progressWidth);
     devicetable::fitHostnames(ui->tableWidget);
     restoreGeometry(settings::bytes(settings::firmwareGeometry));
+    // The toolkit leaves the lines of a broken text out of the smallest size of a window.
+    const int wide = std::max(width(), minimumSizeHint().width());
+    resize(wide, std::max(height(), ui->verticalLayout->minimumHeightForWidth(wide)));
     savedstate::restoreHeader(ui->tableWidget->horizontalHeader(), settings::bytes(settings::firmwareHeader),
                               settings::bytes(settings::firmwareHeaderState));
 }
