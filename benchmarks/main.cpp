@@ -1,12 +1,11 @@
 #include "app/application.h"
 #include "app/messagelog.h"
-#include "app/timezone.h"
 #include "cases.h"
-#include "common/descriptorlimit.h"
 #include "common/settings.h"
 #include "common/tlsdefaults.h"
 #include "common/translations.h"
 #include "device/timespan.h"
+#include "platform/process.h"
 #include "report.h"
 
 #include <QApplication>

@@ -63,7 +63,7 @@ function(nembra_add_test name)
     if(ARGN MATCHES "nembrahub_gui|nembrahub_app|nembra_test_support|nembra_test_transfers|nembra_test_torture")
         target_precompile_headers(${name} REUSE_FROM nembra_test_support)
     elseif(ARGN MATCHES "nembrahub_core")
-        target_precompile_headers(${name} REUSE_FROM nembra_test_peers)
+        target_precompile_headers(${name} REUSE_FROM nembra_test_directory)
     endif()
     # One call of moc instead of a search in all of the test's sources, and a second source that holds nothing.
     set(moc "${CMAKE_CURRENT_BINARY_DIR}/${name}.moc")

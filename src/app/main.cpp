@@ -1,12 +1,11 @@
 #include "app/application.h"
 #include "app/messagelog.h"
 #include "app/singleapplication.h"
-#include "app/timezone.h"
-#include "common/descriptorlimit.h"
 #include "common/settings.h"
 #include "common/tlsdefaults.h"
 #include "common/translations.h"
 #include "device/timespan.h"
+#include "platform/process.h"
 
 int main(int argc, char *argv[])
 {

@@ -1,5 +1,7 @@
 #include "common/settings.h"
 
+#include "platform/files.h"
+
 #include <QDebug>
 #include <QEvent>
 #include <QFile>
@@ -13,11 +15,6 @@
 namespace settings {
 
 namespace {
-
-std::filesystem::path pathOf(const QString &file)
-{
-    return QFile::encodeName(file).toStdString();
-}
 
 /// The toolkit writes the file whenever something has changed. It doesn't notice where a full disk takes only
 /// a part, or nothing, and puts that in the place of the old file. So the old one stays until the new one was
@@ -35,15 +32,15 @@ protected:
             return QSettings::event(event);
         }
         // A name that no user gives to a copy of his own.
-        const std::filesystem::path old = pathOf(file + QLatin1String(".nembra-old"));
+        const std::filesystem::path old = nativePath(file + QLatin1String(".nembra-old"));
         std::error_code error;
         std::filesystem::remove(old, error);
         // A second name for it takes no room. A disk that knows none has to do without.
-        std::filesystem::create_hard_link(pathOf(file), old, error);
+        std::filesystem::create_hard_link(nativePath(file), old, error);
         const bool isTaken = QSettings::event(event);
         if (!error && !isWhole(file)) {
             qDebug() << "Can't write" << file;
-            std::filesystem::rename(old, pathOf(file), error);
+            std::filesystem::rename(old, nativePath(file), error);
         } else {
             std::filesystem::remove(old, error);
         }
@@ -63,8 +60,9 @@ private:
         const int keys = allKeys().size();
         setFallbacksEnabled(true);
         const QList<QByteArray> lines = file.readAll().split('\n');
+        // On Windows lines end with a carriage return.
         const auto entries = std::count_if(lines.begin(), lines.end(), [](const QByteArray &line) {
-            return !line.isEmpty() && !line.startsWith('[');
+            return !line.trimmed().isEmpty() && !line.startsWith('[');
         });
         return lines.last().isEmpty() && entries >= keys;
     }

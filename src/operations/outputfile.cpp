@@ -1,5 +1,8 @@
 #include "operations/outputfile.h"
 
+#include "platform/files.h"
+#include "platform/process.h"
+
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDebug>
@@ -7,64 +10,7 @@
 #include <QSysInfo>
 #include <QUuid>
 
-#include <cstdio>
-#ifdef Q_OS_UNIX
-#include <cerrno>
-#include <csignal>
-#include <fcntl.h>
-#include <unistd.h>
-#endif
-
 namespace {
-
-#ifdef Q_OS_UNIX
-
-bool syncFile(const QFile &file)
-{
-    return fsync(file.handle()) == 0;
-}
-
-bool isRunning(qint64 process)
-{
-    return kill(static_cast<pid_t>(process), 0) == 0 || errno != ESRCH;
-}
-
-/// So that the names in it outlast a loss of power, too. Some file systems know nothing of the kind.
-void syncDirectory(const QString &path)
-{
-    const int directory = open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory < 0 || fsync(directory) != 0) {
-        qDebug() << "Can't sync" << path;
-    }
-    if (directory >= 0) {
-        close(directory);
-    }
-}
-
-#else
-
-// Other systems write to the disk in their own time.
-
-bool syncFile(const QFile &file)
-{
-    Q_UNUSED(file)
-    return true;
-}
-
-void syncDirectory(const QString &path)
-{
-    Q_UNUSED(path)
-}
-
-// And they don't tell whose process ran once, so nothing is taken for a leftover.
-
-bool isRunning(qint64 process)
-{
-    Q_UNUSED(process)
-    return true;
-}
-
-#endif
 
 const QLatin1String partSuffix(".part");
 
@@ -90,8 +36,7 @@ QString OutputName::at(const QDateTime &time) const
 
 bool OutputName::isOfAFile() const
 {
-    return !hostname.contains(QLatin1Char('/')) && !hostname.contains(QDir::separator()) &&
-           !hostname.contains(QChar::Null);
+    return isFileName(at(QDateTime()));
 }
 
 OutputFile::OutputFile(const QString &directory, const OutputName &name)
@@ -176,15 +121,12 @@ bool OutputFile::commit(const QDateTime &time)
     if (!flush()) {
         return false;
     }
-    // Unlike QFile::rename() this replaces an old file without a moment in between in which there is none.
-    const QByteArray from = QFile::encodeName(m_file.fileName());
-    const QByteArray to = QFile::encodeName(m_directory + QLatin1Char('/') + m_name.at(time));
-    m_good = std::rename(from.constData(), to.constData()) == 0;
-    if (m_good) {
-        m_file.close();
-        if (m_outlastsPowerLoss) {
-            syncDirectory(m_directory);
-        }
+    m_file.close();
+    m_good = replaceFile(m_file.fileName(), m_directory + QLatin1Char('/') + m_name.at(time));
+    if (!m_good) {
+        QFile::remove(m_file.fileName());
+    } else if (m_outlastsPowerLoss) {
+        syncDirectory(m_directory);
     }
     return m_good;
 }

@@ -17,7 +17,7 @@ struct OutputName
 
     /// "lab-sensor-0E5A11A1B2C3-20210303-090507.qini". `time`: UTC.
     [[nodiscard]] QString at(const QDateTime &time) const;
-    /// Whether that stays in its directory.
+    /// Whether the system takes that for the name of a file, so that it stays in its directory.
     [[nodiscard]] bool isOfAFile() const;
 };
 

@@ -2,12 +2,12 @@
 
 #include "ui_updatefirmwaredialog.h"
 
-#include "common/descriptorlimit.h"
 #include "common/plainline.h"
 #include "common/settings.h"
 #include "device/device.h"
 #include "discovery/discovery.h"
 #include "operations/devicetable.h"
+#include "platform/process.h"
 #include "widgets/savedstate.h"
 
 #include <QDebug>

@@ -1,6 +1,6 @@
 #include "web/webengine.h"
 
-#include "common/descriptorlimit.h"
+#include "platform/process.h"
 #include "web/weblimits.h"
 #include "web/webtransfer.h"
 

@@ -1,10 +1,11 @@
 #include "web/weberror.h"
 
+#include "platform/sockets.h"
+
 #include <QCoreApplication>
 #include <QHash>
 #include <QUrl>
 
-#include <cerrno>
 #include <curl/curl.h>
 
 namespace {
@@ -19,25 +20,23 @@ WebError unknown(const QByteArray &detail)
     return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Network error", detail};
 }
 
-/// Windows has other numbers for them, and other names; there it is told as an unknown error with libcurl's
-/// words.
 WebError ofConnect(long systemError, const QByteArray &detail)
 {
-    switch (systemError) {
-    case ECONNREFUSED:
+    switch (socketError(systemError)) {
+    case std::errc::connection_refused:
         return {QNetworkReply::ConnectionRefusedError, "QHttp", "Connection refused"};
-    case ENETUNREACH:
+    case std::errc::network_unreachable:
         return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Network unreachable"};
-    case EHOSTUNREACH:
+    case std::errc::host_unreachable:
         return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Host unreachable"};
-    case EACCES:
-    case EPERM:
+    case std::errc::permission_denied:
+    case std::errc::operation_not_permitted:
         return {QNetworkReply::UnknownNetworkError, "QNativeSocketEngine", "Permission denied"};
-    case ETIMEDOUT:
+    case std::errc::timed_out:
         return timedOut();
     // Accepted and reset before we looked.
-    case ECONNRESET:
-    case EPIPE:
+    case std::errc::connection_reset:
+    case std::errc::broken_pipe:
         return WebError::connectionClosed();
     default:
         return unknown(detail);

@@ -28,7 +28,8 @@ struct WebError
     /// What the peer sends is no HTTP, or more of it than is reasonable.
     static WebError badAnswer();
     static WebError connectionClosed();
-    /// `result`: a CURLcode. `systemError`: an errno, 0 if there is none. `detail`: libcurl's words.
+    /// `result`: a CURLcode. `systemError`: the system's number, 0 if there is none. `detail`: libcurl's
+    /// words.
     static WebError ofTransfer(int result, long systemError, const QByteArray &detail);
     /// What a status says of the request; none below 400.
     static QNetworkReply::NetworkError codeOfStatus(int status);

@@ -1,4 +1,4 @@
-#include "common/descriptorlimit.h"
+#include "platform/process.h"
 
 #include <QtTest>
 

@@ -4,6 +4,10 @@
 #include <QRegularExpression>
 #include <QtTest>
 
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
 // The folders of the program stand on each other, and none looks up: what a folder may include is written
 // here, and every source file is held to it.
 
@@ -13,6 +17,7 @@ namespace {
 const QMap<QString, QStringList> &foldersBelow()
 {
     static const QMap<QString, QStringList> below = [] {
+        const QString platform = QStringLiteral("platform");
         const QString common = QStringLiteral("common");
         const QString web = QStringLiteral("web");
         const QString discovery = QStringLiteral("discovery");
@@ -22,16 +27,17 @@ const QMap<QString, QStringList> &foldersBelow()
         const QString widgets = QStringLiteral("widgets");
         const QString syslog = QStringLiteral("syslog");
         return QMap<QString, QStringList>{
-            {common, {}},
-            {web, {common}},
+            {platform, {}},
+            {common, {platform}},
+            {web, {common, platform}},
             {discovery, {common}},
             {widgets, {common}},
             {syslog, {common}},
             {device, {discovery, web, common, widgets, syslog}},
-            {operations, {device, discovery, web, common, widgets, syslog}},
+            {operations, {device, platform, discovery, web, common, widgets, syslog}},
             {mainwindow, {operations, device, discovery, web, common, widgets, syslog}},
             {QStringLiteral("app"),
-             {mainwindow, operations, device, discovery, web, common, widgets, syslog}},
+             {mainwindow, operations, device, discovery, web, common, platform, widgets, syslog}},
         };
     }();
     return below;
@@ -54,15 +60,58 @@ QString objection(const QString &folder, const QString &path)
     return QStringLiteral("%1 is not below %2").arg(wanted, folder);
 }
 
-QStringList projectIncludes(const QString &source)
+/// Whether a header comes with the toolkit, the language or a library that every system has.
+bool isOnEverySystem(const QString &header)
 {
-    static const QRegularExpression include(QStringLiteral("^\\s*#\\s*include\\s*\"([^\"]*)\""),
-                                            QRegularExpression::MultilineOption);
+    // The first ones have no suffix either, and what they declare differs from system to system.
+    static const QRegularExpression known(QStringLiteral(
+        "^(?!cerrno|csignal)(Q[A-Za-z0-9]+|[a-z_]+|curl/curl\\.h|nlohmann/json(_fwd)?\\.hpp)$"));
+    return known.match(header).hasMatch();
+}
+
+/// What is included between `open` and `close`.
+QStringList includes(const QString &source, QChar open, QChar close)
+{
+    const QRegularExpression include(QStringLiteral("^\\s*#\\s*include\\s*%1([^%2]*)%2").arg(open).arg(close),
+                                     QRegularExpression::MultilineOption);
     QStringList paths;
     for (auto matches = include.globalMatch(source); matches.hasNext();) {
         paths << matches.next().captured(1);
     }
     return paths;
+}
+
+QStringList projectIncludes(const QString &source)
+{
+    return includes(source, QLatin1Char('"'), QLatin1Char('"'));
+}
+
+/// Lines that differ from system to system: what is included, and what is asked of the preprocessor.
+QStringList systemLines(const QString &source)
+{
+    static const QRegularExpression condition(
+        QStringLiteral("\\b(Q_OS_\\w+|_WIN32|__linux__|__unix__|__APPLE__)\\b"));
+    QStringList lines;
+    const QStringList headers = includes(source, QLatin1Char('<'), QLatin1Char('>'));
+    std::remove_copy_if(headers.begin(), headers.end(), std::back_inserter(lines), isOnEverySystem);
+    for (auto matches = condition.globalMatch(source); matches.hasNext();) {
+        lines << matches.next().captured();
+    }
+    return lines;
+}
+
+/// Calls `look` with the folder, the name and the content of each source of the program.
+void forEachSource(const std::function<void(const QString &, const QString &, const QString &)> &look)
+{
+    const QDir sources(QStringLiteral(NEMBRA_SOURCE_DIRECTORY));
+    QDirIterator files(sources.path(), {QStringLiteral("*.h"), QStringLiteral("*.cpp")}, QDir::Files,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
+        const QString name = sources.relativeFilePath(file.fileName());
+        look(name.section(QLatin1Char('/'), 0, -2), name, QString::fromUtf8(file.readAll()));
+    }
 }
 
 } // namespace
@@ -76,6 +125,9 @@ private slots:
     void judgesIncludes();
     void findsIncludes();
     void includesOnlyWhatIsBelow();
+    void knowsSystemLines_data();
+    void knowsSystemLines();
+    void keepsSystemsInOneFolder();
 };
 
 void TestIncludeOrder::judgesIncludes_data()
@@ -136,17 +188,10 @@ void TestIncludeOrder::findsIncludes()
 
 void TestIncludeOrder::includesOnlyWhatIsBelow()
 {
-    const QDir sources(QStringLiteral(NEMBRA_SOURCE_DIRECTORY));
     QStringList objections;
     int includes = 0;
-    QDirIterator files(sources.path(), {QStringLiteral("*.h"), QStringLiteral("*.cpp")}, QDir::Files,
-                       QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        QFile file(files.next());
-        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
-        const QString name = sources.relativeFilePath(file.fileName());
-        const QString folder = name.section(QLatin1Char('/'), 0, -2);
-        const QStringList paths = projectIncludes(QString::fromUtf8(file.readAll()));
+    forEachSource([&](const QString &folder, const QString &name, const QString &source) {
+        const QStringList paths = projectIncludes(source);
         for (const QString &path : paths) {
             ++includes;
             const QString reason = objection(folder, path);
@@ -154,11 +199,47 @@ void TestIncludeOrder::includesOnlyWhatIsBelow()
                 objections << QStringLiteral("%1 includes %2: %3").arg(name, path, reason);
             }
         }
-    }
+    });
     // A test that looks into the wrong folder finds nothing to object to.
-    QVERIFY2(includes > 50,
-             qPrintable(QStringLiteral("%1 includes in %2").arg(includes).arg(sources.path())));
+    QVERIFY2(includes > 50, qPrintable(QString::number(includes)));
     QVERIFY2(objections.isEmpty(), qPrintable(objections.join(QLatin1Char('\n'))));
+}
+
+void TestIncludeOrder::knowsSystemLines_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<int>("count");
+    QTest::newRow("the language") << "#include <algorithm>\n#include <system_error>" << 0;
+    QTest::newRow("the toolkit") << "#include <QString>" << 0;
+    QTest::newRow("libraries") << "#include <curl/curl.h>\n#include <nlohmann/json.hpp>" << 0;
+    QTest::newRow("in a text") << "see Q_OS and windows.h" << 0;
+    QTest::newRow("a header of Unix") << "#include <unistd.h>" << 1;
+    QTest::newRow("in a folder of the system") << "#include <sys/socket.h>" << 1;
+    QTest::newRow("a header of Windows") << "#include <windows.h>" << 1;
+    QTest::newRow("signals and error numbers") << "#include <csignal>\n#include <cerrno>" << 2;
+    QTest::newRow("conditions") << "#ifdef Q_OS_UNIX\n#elif defined(_WIN32)" << 2;
+}
+
+void TestIncludeOrder::knowsSystemLines()
+{
+    QFETCH(QString, source);
+    QTEST(systemLines(source).size(), "count");
+}
+
+void TestIncludeOrder::keepsSystemsInOneFolder()
+{
+    QStringList elsewhere;
+    int there = 0;
+    forEachSource([&](const QString &folder, const QString &name, const QString &source) {
+        const QStringList lines = systemLines(source);
+        if (folder == QLatin1String("platform")) {
+            there += lines.size();
+        } else if (!lines.isEmpty()) {
+            elsewhere << name + QLatin1String(": ") + lines.join(QLatin1String(", "));
+        }
+    });
+    QVERIFY(there > 0);
+    QVERIFY2(elsewhere.isEmpty(), qPrintable(elsewhere.join(QLatin1Char('\n'))));
 }
 
 QTEST_APPLESS_MAIN(TestIncludeOrder)

@@ -1,11 +1,12 @@
-#include "common/descriptorlimit.h"
+#include "platform/process.h"
 
+#include <QByteArray>
 #include <QDebug>
 
 #include <algorithm>
-#ifdef Q_OS_UNIX
+#include <cerrno>
+#include <csignal>
 #include <sys/resource.h>
-#endif
 
 namespace {
 
@@ -14,8 +15,6 @@ namespace {
 constexpr int enoughDescriptors = 65536;
 
 } // namespace
-
-#ifdef Q_OS_UNIX
 
 void raiseDescriptorLimit()
 {
@@ -38,13 +37,14 @@ int descriptorLimit()
     return static_cast<int>(std::min(limit.rlim_cur, rlim_t(enoughDescriptors)));
 }
 
-#else
-
-void raiseDescriptorLimit() {}
-
-int descriptorLimit()
+void pinTimeZone()
 {
-    return enoughDescriptors;
+    if (!qEnvironmentVariableIsSet("TZ")) {
+        qputenv("TZ", QByteArrayLiteral(":/etc/localtime"));
+    }
 }
 
-#endif
+bool isRunning(qint64 process)
+{
+    return kill(static_cast<pid_t>(process), 0) == 0 || errno != ESRCH;
+}

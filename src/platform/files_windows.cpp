@@ -1,0 +1,63 @@
+#include "platform/files.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+#include <windows.h>
+
+namespace {
+
+/// Absolute and without the limit of 260 characters.
+std::wstring longPath(const QString &path)
+{
+    const QString absolute = QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
+    const bool isOnAServer = absolute.startsWith(QLatin1String("\\\\"));
+    return ((isOnAServer ? QLatin1String("\\\\?\\UNC") : QLatin1String("\\\\?\\")) +
+            absolute.mid(isOnAServer ? 1 : 0))
+        .toStdWString();
+}
+
+} // namespace
+
+std::filesystem::path nativePath(const QString &path)
+{
+    return longPath(path);
+}
+
+bool isFileName(const QString &name)
+{
+    // A colon would name a stream of another file, and the names of devices mean these in every directory and
+    // with every suffix. Blanks and dots at the end are dropped, so that the file has another name.
+    static const QRegularExpression impossible(
+        QStringLiteral("[\\x{0}-\\x{1F}<>:\"/\\\\|?*]|[ .]$|^(con|prn|aux|nul|conin\\$|conout\\$"
+                       "|(com|lpt)[0-9\\x{B9}\\x{B2}\\x{B3}]) *(\\.|$)"),
+        QRegularExpression::CaseInsensitiveOption);
+    return !name.isEmpty() && !name.contains(impossible);
+}
+
+bool syncFile(const QFile &file)
+{
+    // QFile::handle() would take one of the few numbers of the C library each time, and never give it back.
+    // Which handle of the file is asked makes no difference.
+    const HANDLE handle = CreateFileW(longPath(file.fileName()).c_str(), GENERIC_WRITE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, 0, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    const bool isSynced = FlushFileBuffers(handle) != 0;
+    CloseHandle(handle);
+    return isSynced;
+}
+
+bool replaceFile(const QString &from, const QString &to)
+{
+    return MoveFileExW(longPath(from).c_str(), longPath(to).c_str(),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+}
+
+void syncDirectory(const QString & /*path*/)
+{
+    // The name is on the disk when replaceFile() returns.
+}

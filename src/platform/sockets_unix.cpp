@@ -1,0 +1,6 @@
+#include "platform/sockets.h"
+
+std::errc socketError(long systemError)
+{
+    return static_cast<std::errc>(systemError);
+}
