@@ -42,6 +42,12 @@ UpdateThread::UpdateThread(const Device &device, int row, const Job &job, QObjec
     , m_useHttps(m_device.useHttps)
 {
     connect(&device, &Device::newDiscovery, this, &UpdateThread::newDiscovery);
+    m_inThread.moveToThread(this);
+    connect(this, &UpdateThread::deviceFound, &m_inThread, [this] {
+        if (QEventLoop *const loop = m_waitingForDevice) {
+            loop->quit();
+        }
+    });
 }
 
 void UpdateThread::stop()
@@ -185,10 +191,9 @@ bool UpdateThread::waitForDevice()
     }
     emit message(tr("Waiting for device"));
     QEventLoop loop;
-    connect(this, &UpdateThread::deviceFound, &loop, &QEventLoop::quit, Qt::QueuedConnection);
-    m_waitingForDevice = true;
+    m_waitingForDevice = &loop;
     const bool found = pause(loop);
-    m_waitingForDevice = false;
+    m_waitingForDevice = nullptr;
     return found;
 }
 

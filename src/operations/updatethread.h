@@ -3,6 +3,7 @@
 #include "operations/deviceaccess.h"
 
 #include <QByteArray>
+#include <QObject>
 #include <QString>
 #include <QThread>
 
@@ -91,7 +92,11 @@ private:
     const QString m_user;
     const QString m_password;
     std::atomic_bool m_stopped{false};
-    std::atomic_bool m_waitingForDevice{false};
+    /// Of waitForDevice() while it waits for an answer. Only the thread of run() looks into it.
+    std::atomic<QEventLoop *> m_waitingForDevice{nullptr};
+    /// Takes answers to discovery over to the thread of run(). It outlives that thread: what waits there
+    /// comes and goes while answers are on their way to it.
+    QObject m_inThread;
 
     // Of run() alone.
     WebManager *m_manager = nullptr;
