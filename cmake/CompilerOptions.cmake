@@ -33,7 +33,7 @@ endif()
 
 # Of tests: they are built far more often than they run, and the optimizer takes half of that time.
 add_library(nembra_test_options INTERFACE)
-target_compile_options(nembra_test_options INTERFACE -O0 -g1)
+target_compile_options(nembra_test_options INTERFACE -O0)
 # mold links them in a quarter of the time.
 include(CheckLinkerFlag)
 check_linker_flag(CXX -fuse-ld=mold NEMBRA_HAS_MOLD)
