@@ -51,7 +51,7 @@ function(nembra_set_test_environment name)
         "TSAN_OPTIONS=ignore_noninstrumented_modules=1:suppressions=${CMAKE_SOURCE_DIR}/tests/support/races.supp"
         "GCOV_PREFIX=${home}/counts")
     if(NOT WIN32)
-        # There the C library would take the name of a zone for that of its own, and Qt has no such platform.
+        # Windows reads another form of TZ, and its Qt has no platform without a screen.
         list(APPEND environment "TZ=Europe/Berlin" "QT_QPA_PLATFORM=offscreen")
     endif()
     set_tests_properties(${name} PROPERTIES

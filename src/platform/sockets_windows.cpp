@@ -16,6 +16,8 @@ std::errc socketError(long systemError)
         return std::errc::host_unreachable;
     case WSAENETUNREACH:
         return std::errc::network_unreachable;
+    case WSAESHUTDOWN:
+        return std::errc::broken_pipe;
     case WSAETIMEDOUT:
         return std::errc::timed_out;
     default:

@@ -26,11 +26,12 @@ struct SocketFailure
 };
 
 #ifdef Q_OS_WIN
-const std::array<SocketFailure, 9> socketFailures{{
+const std::array<SocketFailure, 10> socketFailures{{
     {"access denied", 10013, std::errc::permission_denied},
     {"network unreachable", 10051, std::errc::network_unreachable},
     {"given up by this side", 10053, std::errc::connection_reset},
     {"given up by the other side", 10054, std::errc::connection_reset},
+    {"closed by this side", 10058, std::errc::broken_pipe},
     {"timeout", 10060, std::errc::timed_out},
     {"refused", 10061, std::errc::connection_refused},
     {"host unreachable", 10065, std::errc::host_unreachable},
