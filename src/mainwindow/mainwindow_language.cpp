@@ -123,9 +123,10 @@ void MainWindow::on_actionAbout_NembraHub_triggered()
     box.setIconPixmap(QIcon(QStringLiteral(":/Icons/Resources/logobig.png")).pixmap(128));
     // The toolkit makes boxes so many pixels wide, which in big writing is a column higher than the screen.
     constexpr int characters = 80;
-    auto *const layout = qobject_cast<QGridLayout *>(box.layout());
-    layout->addItem(new QSpacerItem(characters * box.fontMetrics().averageCharWidth(), 0), layout->rowCount(),
-                    0, 1, layout->columnCount());
+    if (auto *const layout = qobject_cast<QGridLayout *>(box.layout())) {
+        layout->addItem(new QSpacerItem(characters * box.fontMetrics().averageCharWidth(), 0),
+                        layout->rowCount(), 0, 1, layout->columnCount());
+    }
     box.exec();
 }
 
