@@ -1,5 +1,7 @@
 #include "app/singleapplication.h"
 
+#include "platform/process.h"
+
 #include <QLocalSocket>
 #include <QRegularExpression>
 
@@ -52,6 +54,7 @@ QString SingleApplication::instanceKey(const QString &applicationName, const QSt
 
 void SingleApplication::wakeFirstInstance(const QString &key)
 {
+    letOthersComeToTheFront();
     QLocalSocket socket;
     socket.connectToServer(key, QIODevice::ReadWrite);
     // Nothing is sent: the connection is the message.

@@ -8,9 +8,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
-#include <system_error>
 
 namespace settings {
 
@@ -32,17 +30,15 @@ protected:
             return QSettings::event(event);
         }
         // A name that no user gives to a copy of his own.
-        const std::filesystem::path old = nativePath(file + QLatin1String(".nembra-old"));
-        std::error_code error;
-        std::filesystem::remove(old, error);
-        // A second name for it takes no room. A disk that knows none has to do without.
-        std::filesystem::create_hard_link(nativePath(file), old, error);
+        const QString old = file + QLatin1String(".nembra-old");
+        QFile::remove(old);
+        // A disk that knows no second names has to do without.
+        const bool isKept = linkFile(file, old);
         const bool isTaken = QSettings::event(event);
-        if (!error && !isWhole(file)) {
-            qDebug() << "Can't write" << file;
-            std::filesystem::rename(old, nativePath(file), error);
+        if (isKept && !isWhole(file)) {
+            qDebug() << "Can't write" << file << replaceFile(old, file);
         } else {
-            std::filesystem::remove(old, error);
+            QFile::remove(old);
         }
         return isTaken;
     }

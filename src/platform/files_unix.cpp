@@ -7,11 +7,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-std::filesystem::path nativePath(const QString &path)
-{
-    return QFile::encodeName(path).toStdString();
-}
-
 bool isFileName(const QString &name)
 {
     return !name.contains(QLatin1Char('/')) && !name.contains(QChar::Null);
@@ -20,6 +15,11 @@ bool isFileName(const QString &name)
 bool syncFile(const QFile &file)
 {
     return fsync(file.handle()) == 0;
+}
+
+bool linkFile(const QString &file, const QString &secondName)
+{
+    return link(QFile::encodeName(file).constData(), QFile::encodeName(secondName).constData()) == 0;
 }
 
 bool replaceFile(const QString &from, const QString &to)

@@ -20,11 +20,6 @@ std::wstring longPath(const QString &path)
 
 } // namespace
 
-std::filesystem::path nativePath(const QString &path)
-{
-    return longPath(path);
-}
-
 bool isFileName(const QString &name)
 {
     // A colon would name a stream of another file, and the names of devices mean these in every directory and
@@ -49,6 +44,11 @@ bool syncFile(const QFile &file)
     const bool isSynced = FlushFileBuffers(handle) != 0;
     CloseHandle(handle);
     return isSynced;
+}
+
+bool linkFile(const QString &file, const QString &secondName)
+{
+    return CreateHardLinkW(longPath(secondName).c_str(), longPath(file).c_str(), nullptr) != 0;
 }
 
 bool replaceFile(const QString &from, const QString &to)

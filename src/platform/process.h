@@ -16,5 +16,9 @@ void raiseDescriptorLimit();
 /// Windows keeps the zone in memory, and nothing is to be done.
 void pinTimeZone();
 
+/// Lets other processes bring their windows to the front, which Windows grants only to the one that its user
+/// has just started, and to whom that one allows it. Elsewhere nothing is to be done.
+void letOthersComeToTheFront();
+
 /// Whether a process of this number runs; true also when the system doesn't tell.
 [[nodiscard]] bool isRunning(qint64 process);

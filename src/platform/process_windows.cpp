@@ -12,6 +12,11 @@ int descriptorLimit()
 
 void pinTimeZone() {}
 
+void letOthersComeToTheFront()
+{
+    AllowSetForegroundWindow(ASFW_ANY);
+}
+
 bool isRunning(qint64 process)
 {
     const HANDLE handle = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(process));

@@ -69,6 +69,8 @@ private slots:
     void givesAFileAnotherName();
     void replacesAFileAtALongPath();
     void leavesTheTargetWithoutASource();
+    void givesAFileASecondName();
+    void givesNoSecondName();
     void sparesADirectory_data();
     void sparesADirectory();
     void putsAFileOnTheDisk();
@@ -199,6 +201,31 @@ void TestPlatform::leavesTheTargetWithoutASource()
     QVERIFY(!replaceFile(path(QStringLiteral("missing")), path(QStringLiteral("target"))));
     QCOMPARE(everything(), QStringList{QStringLiteral("target")});
     QCOMPARE(content(QStringLiteral("target")), QByteArray("old"));
+}
+
+void TestPlatform::givesAFileASecondName()
+{
+    const QString first = QStringLiteral("Prüfstand");
+    const QString second = QStringLiteral("Prüfstand.old");
+    put(first, "content");
+    QVERIFY(linkFile(path(first), path(second)));
+    QCOMPARE(content(second), QByteArray("content"));
+    // The content stays as long as one of its names does.
+    QVERIFY(QFile::remove(path(first)));
+    QCOMPARE(content(second), QByteArray("content"));
+    QCOMPARE(everything(), QStringList{second});
+}
+
+void TestPlatform::givesNoSecondName()
+{
+    const QString taken = QStringLiteral("taken");
+    const QString missing = QStringLiteral("missing");
+    put(taken, "taken");
+    put(QStringLiteral("file"), "file");
+    QVERIFY(!linkFile(path(QStringLiteral("file")), path(taken)));
+    QCOMPARE(content(taken), QByteArray("taken"));
+    QVERIFY(!linkFile(path(missing), path(QStringLiteral("second"))));
+    QCOMPARE(everything().size(), 2);
 }
 
 void TestPlatform::sparesADirectory_data()

@@ -40,6 +40,7 @@ private slots:
     void readsTheStoreAnewEachTime();
     void opensTheUsersOwnFile();
     void survivesAFileThatIsNone();
+    void leavesNothingBesideItsFile();
     void forgetsEverythingWhenCleared();
 
 private:
@@ -301,6 +302,19 @@ void TestSettings::survivesAFileThatIsNone()
 
     write(QByteArray("\0\xff[Scan\nPort=1\n]]]==\n", 20));
     QCOMPARE(settings::value(settings::scanPort), 9806);
+}
+
+void TestSettings::leavesNothingBesideItsFile()
+{
+    // What a program that was killed has left.
+    put(QStringLiteral("settings.ini.nembra-old"), "[General]\nLanguage=de\n");
+    for (int port = 1; port <= 3; ++port) {
+        settings::setValue(settings::scanPort, port);
+        // The toolkit writes as soon as the event loop turns.
+        QCoreApplication::sendPostedEvents(&settings::store(), QEvent::UpdateRequest);
+        QVERIFY(content(QStringLiteral("settings.ini")).contains("Port=" + QByteArray::number(port)));
+    }
+    QCOMPARE(everything(), QStringList{QStringLiteral("settings.ini")});
 }
 
 void TestSettings::forgetsEverythingWhenCleared()
