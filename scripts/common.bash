@@ -60,6 +60,13 @@ wait_for() {
     done
 }
 
+# What follows sends broadcasts.
+require_private_network() {
+    if [[ ${NEMBRA_PRIVATE_NETWORK-} != 1 ]] || ! ip link show nembra0 >/dev/null 2>&1; then
+        fail "this part runs in a private network only; call the script without --in-private-network."
+    fi
+}
+
 fleet_is_ready() { grep -qs '^ready:' "$run_dir/simulator.log"; }
 display_has_a_number() { [[ -s $run_dir/display ]]; }
 window_manager_runs() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; }
