@@ -60,6 +60,7 @@ private slots:
     void resetBringsAFreshWindowInTheSameProcess();
     void refusesUnknownOptions_data();
     void refusesUnknownOptions();
+    void runsWhereverItIsInstalled();
     void choosesTheLanguage_data();
     void choosesTheLanguage();
     void runsUntranslatedInALanguageItHasNot();
@@ -115,6 +116,7 @@ private:
     void uploadAConfiguration(User &user);
     void verifyNoFileHolds(const QList<QByteArray> &traces, const QByteArray &told);
 
+    QString m_program;
     QProcess m_display;
     QProcess m_windowManager;
     FleetProcess m_fleet;
@@ -156,6 +158,7 @@ void TestProgram::cleanupTestCase()
 
 void TestProgram::init()
 {
+    m_program = QStringLiteral(NEMBRA_PROGRAM);
     m_directory = std::make_unique<QTemporaryDir>();
     QVERIFY(m_directory->isValid());
     m_environment = QProcessEnvironment::systemEnvironment();
@@ -181,7 +184,7 @@ void TestProgram::start(QProcess &process, const QStringList &more)
 {
     process.setProcessEnvironment(m_environment);
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral(NEMBRA_PROGRAM),
+    process.start(m_program,
                   QStringList{QStringLiteral("--config"), file(QStringLiteral("settings.ini"))} + more);
     QVERIFY(process.waitForStarted());
 }
@@ -474,6 +477,28 @@ void TestProgram::refusesUnknownOptions()
     QProcess next;
     START_AND_FIND(next, window);
     QUIT(next, window);
+}
+
+void TestProgram::runsWhereverItIsInstalled()
+{
+    const QString place = file(QStringLiteral("any place"));
+    QProcess installing;
+    installing.start(QStringLiteral(NEMBRA_CMAKE),
+                     {QStringLiteral("--install"), QStringLiteral(NEMBRA_BUILD_DIRECTORY),
+                      QStringLiteral("--prefix"), place, QStringLiteral("--component"),
+                      QStringLiteral("program")});
+    QVERIFY(installing.waitForFinished(startTimeout));
+    QVERIFY2(installing.exitCode() == 0, installing.readAllStandardError().constData());
+    m_program = place + QLatin1String("/" NEMBRA_INSTALLED_PROGRAM);
+    writeSettings("[General]\nLanguage=de\n[Scan]\nAutoUpdate=true\nAutoUpdateInterval=1\n");
+
+    QProcess program;
+    START_AND_FIND(program, window);
+    // It has found its translations.
+    QByteArray log;
+    QTRY_VERIFY2_WITH_TIMEOUT((log += program.readAll()).contains("Aktive Ger\u00e4te: 3/3"), log.constData(),
+                              startTimeout);
+    QUIT(program, window);
 }
 
 void TestProgram::choosesTheLanguage_data()
