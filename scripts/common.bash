@@ -80,10 +80,11 @@ start_fleet() {
     wait_for 60 "the start of the simulated fleet" fleet_is_ready
 }
 
-# start_display SIZE DPI: a virtual one with a window manager.
+# start_display SIZE DPI: a virtual one with a window manager. Its number is that of the script: displays in other private
+# networks don't see which numbers are taken, but their sockets lie in the same directory.
 start_display() {
     rm -f "$run_dir/display"
-    Xvfb -displayfd 3 -screen 0 "$1x24" -noreset -nolisten tcp 3>"$run_dir/display" \
+    Xvfb ":$$" -displayfd 3 -screen 0 "$1x24" -noreset -nolisten tcp 3>"$run_dir/display" \
         >"$run_dir/display.log" 2>&1 &
     display_process=$!
     wait_for 30 "the start of the virtual display" display_has_a_number
