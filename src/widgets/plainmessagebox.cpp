@@ -1,5 +1,6 @@
 #include "widgets/plainmessagebox.h"
 
+#include <QGuiApplication>
 #include <QMessageBox>
 
 namespace PlainMessageBox {
@@ -10,6 +11,8 @@ int ask(QMessageBox::Icon icon, QWidget *parent, const QString &text, QMessageBo
 {
     QMessageBox box(icon, QString(), text, buttons, parent);
     box.setTextFormat(Qt::PlainText);
+    // On the screen that is the title of a box without one.
+    box.setAccessibleName(QGuiApplication::applicationDisplayName());
     return box.exec();
 }
 
