@@ -51,8 +51,8 @@ void setIdentity()
     QCoreApplication::setOrganizationDomain(QLatin1String(identity::organizationDomain));
     QCoreApplication::setApplicationName(QLatin1String(identity::applicationName));
     QGuiApplication::setApplicationDisplayName(QLatin1String(identity::applicationDisplayName));
-    QCoreApplication::setApplicationVersion(QLatin1String(identity::applicationVersion));
     QGuiApplication::setDesktopFileName(QLatin1String(identity::applicationId));
+    QCoreApplication::setApplicationVersion(QLatin1String(identity::applicationVersion));
 }
 
 Arguments parseArguments(const QCoreApplication &application)

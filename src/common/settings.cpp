@@ -36,7 +36,8 @@ protected:
         const bool isKept = linkFile(file, old);
         const bool isTaken = QSettings::event(event);
         if (isKept && !isWhole(file)) {
-            qDebug() << "Can't write" << file << replaceFile(old, file);
+            const bool isBack = replaceFile(old, file);
+            qDebug() << "Can't write" << file << "old one is back" << isBack;
         } else {
             QFile::remove(old);
         }
