@@ -25,16 +25,22 @@ macro(nembra_require_json)
     endif()
 endmacro()
 
-macro(nembra_require_curl)
-    if(WIN32)
-        # There it is linked in, with what it rests on.
-        find_package(OpenSSL REQUIRED QUIET)
+macro(nembra_require_openssl)
+    find_package(OpenSSL 3.0 QUIET)
+    if(NOT OpenSSL_FOUND)
+        nembra_missing("OpenSSL 3" libssl-dev)
     endif()
+endmacro()
+
+# With the library that it does TLS with.
+macro(nembra_require_curl)
+    nembra_require_openssl()
     find_package(CURL 7.88 QUIET)
     if(NOT CURL_FOUND)
         nembra_missing("libcurl 7.88" libcurl4-openssl-dev)
     endif()
     if(WIN32)
+        # There it is linked in, with what it rests on.
         target_compile_definitions(CURL::libcurl INTERFACE CURL_STATICLIB)
         target_link_libraries(CURL::libcurl INTERFACE OpenSSL::SSL OpenSSL::Crypto ws2_32 gdi32 crypt32 bcrypt)
     endif()

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <openssl/crypto.h>
 #include <utility>
 
 namespace {
@@ -158,6 +159,9 @@ void WebEngine::close()
     }
     m_notifiers.clear();
     m_timer.reset();
+    // OpenSSL keeps random generators for each thread. By itself it gives them back when the system ends the
+    // thread, which may be after wait() has returned, when the program already cleans OpenSSL up.
+    OPENSSL_thread_stop();
     m_thread.quit();
 }
 

@@ -1,3 +1,4 @@
+#include "fleet.h"
 #include "rawpeer.h"
 #include "signallog.h"
 #include "web/webmanager.h"
@@ -11,9 +12,16 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <curl/curl.h>
+#include <dlfcn.h>
 #include <memory>
+#include <openssl/crypto.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -54,6 +62,68 @@ int leaveWithRequests(int argc, char **argv)
     return 0;
 }
 
+/// The argument with which this program asks a device over TLS and cleans up.
+constexpr const char *cleanUp = "--clean-up";
+
+/// Whether a thread that has done its work is held before its end.
+std::atomic_bool isHeld{false};
+
+/// Ends as late as the system may end a thread: after the whole program.
+struct LateEnd
+{
+    ~LateEnd()
+    {
+        while (isHeld) {
+            pause();
+        }
+    }
+};
+
+/// Blocks of memory that OpenSSL holds.
+std::atomic_int heldBlocks{0};
+
+void *takeBlock(size_t size, const char *, int)
+{
+    void *const block = std::malloc(size);
+    heldBlocks += block ? 1 : 0;
+    return block;
+}
+
+void *resizeBlock(void *block, size_t size, const char *, int)
+{
+    void *const resized = std::realloc(block, size);
+    heldBlocks += !block && resized ? 1 : 0;
+    return resized;
+}
+
+void releaseBlock(void *block, const char *, int)
+{
+    heldBlocks -= block ? 1 : 0;
+    std::free(block);
+}
+
+/// Argument: an address. The exit code is the number of blocks that OpenSSL still holds at the end, at
+/// most 99.
+int cleanUpAfterTls(int argc, char **argv)
+{
+    if (CRYPTO_set_mem_functions(takeBlock, resizeBlock, releaseBlock) != 1) {
+        return -1;
+    }
+    isHeld = true;
+    {
+        QCoreApplication application(argc, argv);
+        WebManager manager;
+        QNetworkReply *const reply = manager.get(QNetworkRequest(QUrl(QString::fromLocal8Bit(argv[2]))));
+        QObject::connect(reply, &QNetworkReply::finished, &application, &QCoreApplication::quit);
+        QCoreApplication::exec();
+        if (reply->error() != QNetworkReply::NoError || heldBlocks == 0) {
+            return -2;
+        }
+    }
+    OPENSSL_cleanup();
+    return std::min(heldBlocks.load(), 99);
+}
+
 /// Runs the other program. Milliseconds from its last word to its end; negative if it failed.
 qint64 timeToLeave(const QStringList &arguments)
 {
@@ -77,6 +147,15 @@ qint64 timeToLeave(const QStringList &arguments)
 
 } // namespace
 
+/// Stands before libcurl's own, which the engine calls in the network thread shortly before the thread ends.
+CURLMcode curl_multi_cleanup(CURLM *multi)
+{
+    [[maybe_unused]] thread_local const LateEnd lateEnd;
+    const auto original =
+        reinterpret_cast<decltype(&curl_multi_cleanup)>(dlsym(RTLD_NEXT, "curl_multi_cleanup"));
+    return original(multi);
+}
+
 /// Managers, threads and programs that end while requests are out.
 class TestWebEnding : public QObject
 {
@@ -90,6 +169,7 @@ private slots:
     void threadEndsWithRequestsOut();
     void programEndsWithRequestsOut_data();
     void programEndsWithRequestsOut();
+    void leavesNothingOfTlsBehind();
     void looksNoNameUp_data();
     void looksNoNameUp();
 };
@@ -229,6 +309,15 @@ void TestWebEnding::programEndsWithRequestsOut()
     QVERIFY(when != QLatin1String("later") || flood.connectionCount() == 100);
 }
 
+void TestWebEnding::leavesNothingOfTlsBehind()
+{
+    simulator::Fleet fleet;
+    fleet.addDevice({});
+    fleet.start();
+    const QStringList arguments{QLatin1String(cleanUp), QStringLiteral("https://10.77.128.1/")};
+    QCOMPARE(QProcess::execute(QCoreApplication::applicationFilePath(), arguments), 0);
+}
+
 void TestWebEnding::looksNoNameUp_data()
 {
     QTest::addColumn<QString>("host");
@@ -266,6 +355,9 @@ int main(int argc, char **argv)
 {
     if (argc > 2 && std::strcmp(argv[1], leave) == 0) {
         return leaveWithRequests(argc, argv);
+    }
+    if (argc > 2 && std::strcmp(argv[1], cleanUp) == 0) {
+        return cleanUpAfterTls(argc, argv);
     }
     QCoreApplication application(argc, argv);
     TestWebEnding test;
