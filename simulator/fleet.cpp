@@ -246,6 +246,11 @@ DeviceInfo Fleet::device(int index) const
     return d->run([this, index] { return d->device(index).info(); });
 }
 
+bool Fleet::isRestarting(int index) const
+{
+    return d->run([this, index] { return d->device(index).isRestarting(); });
+}
+
 int Fleet::indexOf(const MacAddress &mac) const
 {
     return d->run([this, mac] {

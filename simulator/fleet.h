@@ -108,6 +108,8 @@ public:
     [[nodiscard]] std::uint16_t discoveryPort() const;
     [[nodiscard]] int deviceCount() const;
     [[nodiscard]] DeviceInfo device(int index) const;
+    /// The same as in its information, without a copy of all the rest.
+    [[nodiscard]] bool isRestarting(int index) const;
     /// Index of the device that now has the MAC, or -1.
     [[nodiscard]] int indexOf(const MacAddress &mac) const;
 

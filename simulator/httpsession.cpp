@@ -253,11 +253,17 @@ private:
         if (!m_fault || !replacesAnswer(*m_fault)) {
             response = answerTo(m_request, m_setup.device, m_setup.core.httpsPort);
         }
-        m_restarts = response && response->restarts;
-        const OutgoingOptions options{m_keepsAlive && !m_restarts, m_isHttp11};
+        const bool restarts = response && response->restarts;
+        const OutgoingOptions options{m_keepsAlive && !restarts, m_isHttp11};
         m_outgoing = m_fault ? Outgoing::faulty(*m_fault, std::move(response), options)
                              : Outgoing::proper(*std::move(response), options);
         m_request = {};
+        if (restarts) {
+            // Before the answer is out: who has it must not find the device as it was. Only the answer is
+            // left.
+            m_setup.connections.release(this);
+            m_setup.core.restart(m_setup.device);
+        }
         write();
     }
 
@@ -281,14 +287,6 @@ private:
         m_hasAnswered = true;
         if (m_outgoing.end() == Outgoing::End::Reset) {
             resetConnection(socket());
-            if (m_restarts) {
-                m_setup.core.restart(m_setup.device);
-            }
-        } else if (m_restarts) {
-            // The answer is out; what is left of the connection goes with the restart.
-            DeviceState &device = m_setup.device;
-            sayGoodbye();
-            m_setup.core.restart(device);
         } else if (m_outgoing.end() == Outgoing::End::HangUp) {
             hangUp();
         } else if (m_outgoing.end() == Outgoing::End::Goodbye) {
@@ -345,7 +343,6 @@ private:
     std::array<char, 4096> m_dropped{};
     bool m_keepsAlive = false;
     bool m_isHttp11 = true;
-    bool m_restarts = false;
     bool m_isAborted = false;
 };
 

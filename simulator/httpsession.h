@@ -31,6 +31,8 @@ public:
         m_connections[connection.get()] = {connection, &device};
     }
     void remove(const Connection *connection) { m_connections.erase(connection); }
+    /// It stays open when the device's connections are closed.
+    void release(const Connection *connection) { m_connections.at(connection).device = nullptr; }
     /// Of one device, or with null of all.
     void closeAll(const DeviceState *device);
 

@@ -517,8 +517,7 @@ void TestUpdateThreadWaits::endsWheneverItIsStopped()
     begin();
     answerDiscovery(2ms);
     const int threads = threadCount();
-    UpdateThread::Job todo = job();
-    todo.restartTime = 2ms;
+    const UpdateThread::Job todo = job();
     QElapsedTimer timer;
     timer.start();
     const std::vector<std::unique_ptr<Run>> undisturbed = startAll(todo);

@@ -136,7 +136,11 @@ void UpdateBench::answerDiscovery(std::chrono::milliseconds interval)
     QObject::connect(m_discovery.get(), &QTimer::timeout, m_discovery.get(), [this] {
         for (int i = 0; i < m_bench->fleet().deviceCount(); ++i) {
             const simulator::DeviceInfo info = m_bench->fleet().device(i);
-            if (!info.restarting) {
+            const auto asked = std::chrono::steady_clock::now();
+            const bool isThere = !m_bench->fleet().isRestarting(i);
+            // What took longer may tell of the time before a restart for which somebody waits by now.
+            const bool isFresh = std::chrono::steady_clock::now() - asked < shortRestart / 2;
+            if (isFresh && isThere) {
                 m_bench->device(i).updateFromDiscovery(recordOf(info));
             }
         }

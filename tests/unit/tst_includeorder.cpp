@@ -64,8 +64,9 @@ QString objection(const QString &folder, const QString &path)
 bool isOnEverySystem(const QString &header)
 {
     // The first ones have no suffix either, and what they declare differs from system to system.
-    static const QRegularExpression known(QStringLiteral(
-        "^(?!cerrno|csignal)(Q[A-Za-z0-9]+|[a-z_]+|(curl/curl|openssl/crypto)\\.h|nlohmann/json(_fwd)?\\.hpp)$"));
+    static const QRegularExpression known(
+        QStringLiteral("^(?!cerrno|csignal)(Q[A-Za-z0-9]+|[a-z_]+|(curl/curl|openssl/crypto)\\.h|nlohmann/"
+                       "json(_fwd)?\\.hpp)$"));
     return known.match(header).hasMatch();
 }
 
@@ -211,7 +212,8 @@ void TestIncludeOrder::knowsSystemLines_data()
     QTest::addColumn<int>("count");
     QTest::newRow("the language") << "#include <algorithm>\n#include <system_error>" << 0;
     QTest::newRow("the toolkit") << "#include <QString>" << 0;
-    QTest::newRow("libraries") << "#include <curl/curl.h>\n#include <openssl/crypto.h>\n#include <nlohmann/json.hpp>" << 0;
+    QTest::newRow("libraries")
+        << "#include <curl/curl.h>\n#include <openssl/crypto.h>\n#include <nlohmann/json.hpp>" << 0;
     QTest::newRow("in a text") << "see Q_OS and windows.h" << 0;
     QTest::newRow("a header of Unix") << "#include <unistd.h>" << 1;
     QTest::newRow("in a folder of the system") << "#include <sys/socket.h>" << 1;
