@@ -4,6 +4,7 @@
 # Keeps the base system and the packages that apt fetches.
 readonly debian_dir=$PWD/build/debian
 readonly root=$debian_dir/root
+readonly checkout=$root/nembrahub
 readonly suite=bookworm
 
 # in_root COMMAND...: in the new system, with the processes and the fetched packages that belong to it.
@@ -14,6 +15,12 @@ in_root() {
         shift
         exec chroot "$@"' sh "$debian_dir/archives" "$root" \
         env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"
+}
+
+# in_checkout COMMAND...: in the new system, where make_checkout has put what is committed here.
+in_checkout() {
+    # shellcheck disable=SC2016  # the inner shell expands it
+    in_root sh -c 'cd /nembrahub && exec "$@"' sh "$@"
 }
 
 # Of all that this computer gets from Debian for the suite: "URI CODENAME COMPONENT" a line.
@@ -50,4 +57,9 @@ make_root() {
     apt-config dump | grep -E '^Acquire::(https?::Proxy|Check-Valid-Until|Check-Date) ' \
         >"$root/etc/apt/apt.conf.d/90host" || true
     cp /etc/resolv.conf "$root/etc/resolv.conf"
+}
+
+make_checkout() {
+    make_root
+    git clone -q . "$checkout"
 }
