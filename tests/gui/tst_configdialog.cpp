@@ -18,7 +18,7 @@
 namespace {
 
 /// Milliseconds.
-constexpr int patience = 5000;
+constexpr int patience = 20000;
 
 const QString realMac = QStringLiteral("0E:5A:11:00:1F:A2");
 const QString unassignedMac = QStringLiteral("02:00:00:00:00:00");

@@ -25,7 +25,7 @@ Q_DECLARE_METATYPE(simulator::TlsMode)
 namespace {
 
 /// Milliseconds that a device of the fleet has to answer.
-constexpr int patience = 5000;
+constexpr int patience = 20000;
 /// Milliseconds for what needs a few attempts or a lot of bytes.
 constexpr int longPatience = 30000;
 

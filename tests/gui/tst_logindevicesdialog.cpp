@@ -23,7 +23,7 @@ using simulator::Fleet;
 namespace {
 
 /// Milliseconds that a device of the fleet has to answer.
-constexpr int patience = 5000;
+constexpr int patience = 20000;
 /// Milliseconds that a whole list of devices has.
 constexpr int longPatience = 30000;
 

@@ -26,7 +26,7 @@
 namespace {
 
 /// Milliseconds for what the window does by itself.
-constexpr int patience = 5000;
+constexpr int patience = 20000;
 /// Of a widget that may be as high as it likes.
 constexpr int anyHeight = 16777215;
 

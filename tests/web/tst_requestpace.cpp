@@ -8,7 +8,7 @@
 namespace {
 
 /// Milliseconds until requests that are out must have stopped counting as prompt.
-constexpr int patience = 5000;
+constexpr int patience = 20000;
 
 std::array<char, 5000> keyStore;
 
