@@ -10,9 +10,12 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <future>
+#include <optional>
 #include <stdexcept>
 #include <thread>
+#include <type_traits>
 
 namespace simulator {
 
@@ -34,13 +37,13 @@ public:
     template <typename Function>
     auto run(Function function) -> decltype(function())
     {
-        if (!thread.joinable() || std::this_thread::get_id() == thread.get_id()) {
-            return function();
+        if constexpr (std::is_void_v<decltype(function())>) {
+            execute(function);
+        } else {
+            std::optional<decltype(function())> result;
+            execute([&] { result.emplace(function()); });
+            return *std::move(result);
         }
-        std::packaged_task<decltype(function())()> task(std::move(function));
-        auto result = task.get_future();
-        asio::post(context, [&task] { task(); });
-        return result.get();
     }
 
     [[nodiscard]] DeviceState &device(int index) const
@@ -51,6 +54,7 @@ public:
         return *core.devices[static_cast<std::size_t>(index)];
     }
 
+    void execute(const std::function<void()> &function);
     void restart(DeviceState &device);
     /// Runs `change`, which may move the device, switch it or change its faults, and makes the network
     /// follow.
@@ -67,6 +71,18 @@ public:
     std::thread thread;
     bool isOpen = false;
 };
+
+void Fleet::Private::execute(const std::function<void()> &function)
+{
+    if (!thread.joinable() || std::this_thread::get_id() == thread.get_id()) {
+        function();
+        return;
+    }
+    std::packaged_task<void()> task(function);
+    std::future<void> done = task.get_future();
+    asio::post(context, [&task] { task(); });
+    done.get();
+}
 
 template <typename Change>
 void Fleet::Private::update(DeviceState &device, Change change)
