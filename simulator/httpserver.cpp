@@ -1,10 +1,10 @@
 #include "httpserver.h"
 
 #include "httpsession.h"
+#include "listener.h"
 #include "tlscontexts.h"
 
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <netinet/in.h>
 #include <stdexcept>
 #include <unordered_map>
@@ -13,83 +13,6 @@ namespace simulator {
 
 namespace asio = boost::asio;
 using tcp = asio::ip::tcp;
-
-namespace {
-
-constexpr int backlog = 4096;
-constexpr std::chrono::milliseconds pauseWithoutDescriptors{20};
-
-/// Accepts for one device, or for all of them on the wildcard address.
-class Listener final : public std::enable_shared_from_this<Listener>
-{
-public:
-    using Handler = std::function<void(tcp::socket)>;
-
-    Listener(asio::io_context &context, Handler handler)
-        : m_acceptor(context)
-        , m_pause(context)
-        , m_handler(std::move(handler))
-    {
-    }
-
-    void open(Address address, std::uint16_t port)
-    {
-        const tcp::endpoint endpoint(asio::ip::address_v4(address), port);
-        m_acceptor.open(tcp::v4());
-        m_acceptor.set_option(tcp::acceptor::reuse_address(true));
-        // A device may be told to move to an address that this computer doesn't have.
-        const int on = 1;
-        static_cast<void>(::setsockopt(m_acceptor.native_handle(), IPPROTO_IP, IP_FREEBIND, &on, sizeof on));
-        m_acceptor.bind(endpoint);
-        m_acceptor.listen(backlog);
-        accept();
-    }
-
-    [[nodiscard]] std::uint16_t port() const { return m_acceptor.local_endpoint().port(); }
-
-    void close()
-    {
-        boost::system::error_code ignored;
-        m_acceptor.close(ignored);
-        m_pause.cancel();
-    }
-
-private:
-    void accept()
-    {
-        m_acceptor.async_accept(
-            [self = shared_from_this()](boost::system::error_code error, tcp::socket socket) {
-                self->accepted(error, std::move(socket));
-            });
-    }
-
-    void accepted(boost::system::error_code error, tcp::socket socket)
-    {
-        if (!m_acceptor.is_open()) {
-            return;
-        }
-        if (!error) {
-            m_handler(std::move(socket));
-            if (m_acceptor.is_open()) {
-                accept();
-            }
-            return;
-        }
-        // Out of descriptors, most likely: go on when some connections have ended.
-        m_pause.expires_after(pauseWithoutDescriptors);
-        m_pause.async_wait([self = shared_from_this()](boost::system::error_code waitError) {
-            if (!waitError && self->m_acceptor.is_open()) {
-                self->accept();
-            }
-        });
-    }
-
-    tcp::acceptor m_acceptor;
-    asio::steady_timer m_pause;
-    Handler m_handler;
-};
-
-} // namespace
 
 class HttpServer::Private
 {
