@@ -40,9 +40,10 @@ macro(nembra_require_curl)
         nembra_missing("libcurl 7.88" libcurl4-openssl-dev)
     endif()
     if(WIN32)
-        # There it is linked in, with what it rests on.
+        # There both are linked in, and each comes before what it rests on.
         target_compile_definitions(CURL::libcurl INTERFACE CURL_STATICLIB)
-        target_link_libraries(CURL::libcurl INTERFACE OpenSSL::SSL OpenSSL::Crypto ws2_32 gdi32 crypt32 bcrypt)
+        target_link_libraries(CURL::libcurl INTERFACE OpenSSL::SSL bcrypt)
+        target_link_libraries(OpenSSL::Crypto INTERFACE ws2_32 gdi32 crypt32)
     endif()
 endmacro()
 
