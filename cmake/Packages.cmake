@@ -25,16 +25,12 @@ macro(nembra_require_json)
     endif()
 endmacro()
 
-macro(nembra_require_openssl)
+# With the library that it does TLS with.
+macro(nembra_require_curl)
     find_package(OpenSSL 3.0 QUIET)
     if(NOT OpenSSL_FOUND)
         nembra_missing("OpenSSL 3" libssl-dev)
     endif()
-endmacro()
-
-# With the library that it does TLS with.
-macro(nembra_require_curl)
-    nembra_require_openssl()
     find_package(CURL 7.88 QUIET)
     if(NOT CURL_FOUND)
         nembra_missing("libcurl 7.88" libcurl4-openssl-dev)
