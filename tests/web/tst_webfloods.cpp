@@ -20,18 +20,26 @@ constexpr qint64 mostMemory = 2 * megabyte;
 constexpr qint64 mostUnderWay = 20 * megabyte;
 /// Milliseconds.
 constexpr qint64 mostWork = 20;
+/// What a cookie costs in a build with sanitizers, and not the square of that.
+constexpr qint64 mostWorkForHeaders = 150;
 constexpr qint64 longestTurn = 1000;
 
 const QByteArray ok = "HTTP/1.1 200 OK\r\n";
 const QByteArray chunked = "Transfer-Encoding: chunked\r\n\r\n";
 const QByteArray letters(16384, 'a');
 
+/// How often a cost is measured that is too high: a virtual machine's clocks also count what its host took
+/// away, and now and then that is a tenth of a second. What our own code does comes each time.
+constexpr int attempts = 3;
+
 /// The memory and the event loop of the process from here on.
 class Cost final
 {
 public:
-    Cost()
-        : m_isMeasured(thisprocess::restartPeakMemory())
+    /// `longestWork`: milliseconds between two turns of the event loop.
+    explicit Cost(qint64 longestWork = mostWork)
+        : m_longestWork(longestWork)
+        , m_isMeasured(thisprocess::restartPeakMemory())
         , m_before(thisprocess::residentMemory())
     {
     }
@@ -40,7 +48,7 @@ public:
     QString complaint() const
     {
         const qint64 growth = thisprocess::peakMemory() - m_before;
-        const bool wasHeld = m_loop.longestWork() > mostWork || m_loop.longestTurn() > longestTurn;
+        const bool wasHeld = m_loop.longestWork() > m_longestWork || m_loop.longestTurn() > longestTurn;
         if (wasHeld) {
             return QStringLiteral("The event loop was held for %1 ms, in work for %2 ms.")
                 .arg(m_loop.longestTurn())
@@ -56,6 +64,7 @@ public:
     }
 
 private:
+    const qint64 m_longestWork;
     const bool m_isMeasured;
     const qint64 m_before;
     const EventLoopWatch m_loop;
@@ -79,6 +88,15 @@ private slots:
     void readsInSmallBites();
     void takesManyHeadersAtOnce_data();
     void takesManyHeadersAtOnce();
+
+private:
+    void repeatUntilCheap(void (TestWebFloods::*measure)());
+    void measureFlood();
+    void measureReadFlood();
+    void measureHeaders();
+    void measureSmallBites();
+
+    QString m_complaint;
 };
 
 void TestWebFloods::initTestCase()
@@ -90,6 +108,18 @@ void TestWebFloods::initTestCase()
     QTRY_VERIFY(reply->bytesAvailable() > 500000);
     reply->abort();
     QTRY_COMPARE(peer.openConnectionCount(), 0);
+}
+
+void TestWebFloods::repeatUntilCheap(void (TestWebFloods::*measure)())
+{
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        (this->*measure)();
+        if (QTest::currentTestFailed() || m_complaint.isEmpty()) {
+            return;
+        }
+        qInfo("%s", qPrintable(m_complaint));
+    }
+    QFAIL(qPrintable(m_complaint));
 }
 
 void TestWebFloods::endsByItself_data()
@@ -127,6 +157,11 @@ void TestWebFloods::endsByItself_data()
 
 void TestWebFloods::endsByItself()
 {
+    repeatUntilCheap(&TestWebFloods::measureFlood);
+}
+
+void TestWebFloods::measureFlood()
+{
     QFETCH(QByteArray, answer);
     QFETCH(QByteArray, flood);
     QFETCH(int, code);
@@ -139,8 +174,8 @@ void TestWebFloods::endsByItself()
     QVERIFY2(reply->error() == code,
              qPrintable(QStringLiteral("%1 %2").arg(reply->error()).arg(reply->errorString())));
     QTRY_COMPARE_WITH_TIMEOUT(peer.openConnectionCount(), 0, patience);
-    QVERIFY2(cost.complaint().isEmpty(), qPrintable(cost.complaint()));
     QVERIFY2(peer.bytesSent() < mostUnderWay, qPrintable(QString::number(peer.bytesSent())));
+    m_complaint = cost.complaint();
 }
 
 void TestWebFloods::makesTheSenderWait_data()
@@ -163,6 +198,11 @@ void TestWebFloods::makesTheSenderWait_data()
 }
 
 void TestWebFloods::makesTheSenderWait()
+{
+    repeatUntilCheap(&TestWebFloods::measureReadFlood);
+}
+
+void TestWebFloods::measureReadFlood()
 {
     QFETCH(QByteArray, answer);
     QFETCH(QByteArray, flood);
@@ -195,7 +235,7 @@ void TestWebFloods::makesTheSenderWait()
     QVERIFY(reply->isRunning());
     reply->abort();
     QTRY_COMPARE_WITH_TIMEOUT(peer.openConnectionCount(), 0, patience);
-    QVERIFY2(cost.complaint().isEmpty(), qPrintable(cost.complaint()));
+    m_complaint = cost.complaint();
 }
 
 void TestWebFloods::readsOddPieces_data()
@@ -267,19 +307,27 @@ void TestWebFloods::takesManyHeadersAtOnce_data()
 
 void TestWebFloods::takesManyHeadersAtOnce()
 {
-    // Milliseconds; what a cookie costs in a build with sanitizers, and not the square of that.
-    constexpr qint64 mostWorkForHeaders = 150;
+    repeatUntilCheap(&TestWebFloods::measureHeaders);
+}
+
+void TestWebFloods::measureHeaders()
+{
     QFETCH(QByteArray, headers);
     const RawPeer peer({ok + headers + "Content-Length: 0\r\n\r\n", End::Close});
     WebManager manager;
-    const EventLoopWatch loop;
+    const Cost cost(mostWorkForHeaders);
     const QNetworkReply *const reply = manager.get(QNetworkRequest(peer.url()));
     QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), patience);
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
-    QVERIFY2(loop.longestWork() <= mostWorkForHeaders, qPrintable(QString::number(loop.longestWork())));
+    m_complaint = cost.complaint();
 }
 
 void TestWebFloods::readsInSmallBites()
+{
+    repeatUntilCheap(&TestWebFloods::measureSmallBites);
+}
+
+void TestWebFloods::measureSmallBites()
 {
     const RawPeer peer({ok + "\r\n", End::None, letters});
     WebManager manager;
@@ -297,10 +345,13 @@ void TestWebFloods::readsInSmallBites()
     QVERIFY(buffer.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
     const qint64 reference = workToRead(buffer);
     const qint64 work = workToRead(*reply);
-    qInfo("Half a million letters took %lld ms, out of a buffer %lld ms.", work, reference);
-    // A message to another thread for each of them takes thirty times as long.
-    QVERIFY(work < 5 * reference + mostWork);
     QTRY_VERIFY_WITH_TIMEOUT(reply->bytesAvailable() > 0, patience);
+    // A message to another thread for each of them takes thirty times as long.
+    const bool isCheap = work < 5 * reference + mostWork;
+    m_complaint = isCheap ? QString()
+                          : QStringLiteral("Half a million letters took %1 ms, out of a buffer %2 ms.")
+                                .arg(work)
+                                .arg(reference);
 }
 
 QTEST_GUILESS_MAIN(TestWebFloods)
