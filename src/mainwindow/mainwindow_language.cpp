@@ -2,6 +2,7 @@
 
 #include "ui_mainwindow.h"
 
+#include "common/handbook.h"
 #include "common/settings.h"
 #include "common/translations.h"
 #include "device/devicecolumns.h"
@@ -19,7 +20,6 @@
 namespace {
 
 const QLatin1String defaultLanguage("en");
-const QLatin1String tutorialUrl("https://www.ostrel.example/nembrahub/tutorial");
 
 QString storedLanguage()
 {
@@ -104,6 +104,7 @@ void MainWindow::retranslate()
 
 void MainWindow::on_actionAbout_NembraHub_triggered()
 {
+    const QUrl tutorial = handbook::url(QApplication::applicationDirPath(), m_appliedLanguage);
     const QString gap = QStringLiteral("<br><br>");
     const QString text =
         QApplication::applicationDisplayName() + QLatin1String(" Version ") +
@@ -114,7 +115,7 @@ void MainWindow::on_actionAbout_NembraHub_triggered()
         gap + tr("You may use the software without charge.") + gap +
         tr("You may distribute exact copies of the software to anyone.") + gap +
         tr("See the <a href=\"%1\">tutorial</a> for more information about how to use this software.")
-            .arg(tutorialUrl);
+            .arg(tutorial.toString(QUrl::FullyEncoded).toHtmlEscaped());
 
     QMessageBox box(QMessageBox::Information, tr("About Nembra Hub"), text, QMessageBox::Ok, nullptr,
                     Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);

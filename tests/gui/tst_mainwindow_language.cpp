@@ -21,6 +21,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QScopeGuard>
 #include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
@@ -155,6 +156,7 @@ private slots:
     void translatesTheFileSelector();
     void tellsAboutItself_data();
     void tellsAboutItself();
+    void linksToTheInstalledHandbook();
 
 private:
     void start(const QString &language);
@@ -746,6 +748,32 @@ void TestMainWindowLanguage::tellsAboutItself()
     QCOMPARE(parts.at(3), sentence);
     QVERIFY2(parts.at(5).contains(QStringLiteral("<a href=\"https://")) && parts.at(5).endsWith(link),
              qPrintable(parts.at(5)));
+}
+
+void TestMainWindowLanguage::linksToTheInstalledHandbook()
+{
+    const QDir place(QCoreApplication::applicationDirPath() + QStringLiteral("/handbook"));
+    const auto atTheEnd = qScopeGuard([&place] { QDir(place).removeRecursively(); });
+    QVERIFY(QDir().mkpath(place.path()));
+    for (const char *const name : {"nembrahub-handbook-en.html", "nembrahub-handbook-de.html"}) {
+        QFile page(place.filePath(QLatin1String(name)));
+        QVERIFY(page.open(QIODevice::WriteOnly));
+    }
+    start(german);
+    QString text;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&text] {
+        if (auto *const box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+            text = box->text();
+            QTest::keyClick(box, Qt::Key_Return);
+        }
+    });
+    timer.start(5);
+    m_bench->trigger("actionAbout_NembraHub");
+    const QUrl page = QUrl::fromLocalFile(place.filePath(QStringLiteral("nembrahub-handbook-de.html")));
+    QVERIFY2(
+        text.contains(QStringLiteral("<a href=\"%1\">Anleitung</a>").arg(page.toString(QUrl::FullyEncoded))),
+        qPrintable(text));
 }
 
 NEMBRA_GUI_TEST_MAIN(TestMainWindowLanguage)
