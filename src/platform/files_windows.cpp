@@ -2,8 +2,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 
+#include <string>
 #include <windows.h>
 
 namespace {
@@ -53,8 +55,21 @@ bool linkFile(const QString &file, const QString &secondName)
 
 bool replaceFile(const QString &from, const QString &to)
 {
-    return MoveFileExW(longPath(from).c_str(), longPath(to).c_str(),
-                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+    // A virus scanner or an indexer may look into a new file, and Windows refuses as long.
+    constexpr int retries = 10;
+    constexpr DWORD pause = 20; // milliseconds
+    for (int retry = 0;; ++retry) {
+        if (MoveFileExW(longPath(from).c_str(), longPath(to).c_str(),
+                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0) {
+            return true;
+        }
+        const DWORD error = GetLastError();
+        const bool mayPass = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
+        if (!mayPass || retry == retries || QFileInfo(to).isDir()) {
+            return false;
+        }
+        Sleep(pause);
+    }
 }
 
 void syncDirectory(const QString & /*path*/)
