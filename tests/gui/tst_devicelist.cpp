@@ -133,6 +133,7 @@ private slots:
     void ordersAsTheToolkit_data();
     void ordersAsTheToolkit();
     void sortsABurstOfRowsOnce();
+    void sortsALongListSoonAgain();
     void sortsOnlyWhatIsSortedBy();
     void sortsAtOnceForTheUser();
     void leavesRowsInTheOrderOfTheirComing();
@@ -457,6 +458,33 @@ void TestDeviceList::sortsABurstOfRowsOnce()
     expected.sort();
     QCOMPARE(column(Column::SystemName), expected);
     QCOMPARE(sorted.size(), 1);
+}
+
+void TestDeviceList::sortsALongListSoonAgain()
+{
+    constexpr int rows = 20000;
+    show();
+    for (int i = 0; i < rows; ++i) {
+        addRow(QStringLiteral("device %1").arg((i * 7) % rows, 5, 10, QLatin1Char('0')));
+    }
+    QVERIFY(rests());
+    // What sorting takes here.
+    QElapsedTimer clock;
+    clock.start();
+    m_list->model()->sort(Column::SystemName, Qt::AscendingOrder);
+    const qint64 sortTime = clock.elapsed();
+
+    const QString last(QChar(0x9FA5));
+    m_list->topLevelItem(0)->setText(Column::SystemName, last);
+    QTRY_COMPARE_WITH_TIMEOUT(m_list->topLevelItem(rows - 1)->text(Column::SystemName), last, patience);
+    // It was sorted just now. A tenth of the time may go into that, and everything stands still when we do.
+    QTimer turns;
+    const QSignalSpy ticks(&turns, &QTimer::timeout);
+    turns.start(static_cast<int>(10 * sortTime + 100));
+    m_list->topLevelItem(0)->setText(Column::SystemName, last + last);
+    QTRY_COMPARE_WITH_TIMEOUT(m_list->topLevelItem(rows - 1)->text(Column::SystemName), last + last,
+                              patience);
+    QVERIFY2(ticks.count() < 4, qPrintable(QString::number(ticks.count())));
 }
 
 void TestDeviceList::sortsOnlyWhatIsSortedBy()

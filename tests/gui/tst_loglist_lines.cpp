@@ -3,8 +3,10 @@
 #include <QClipboard>
 #include <QElapsedTimer>
 #include <QScrollBar>
+#include <QSignalSpy>
 #include <QStyledItemDelegate>
 #include <QTextLayout>
+#include <QTimer>
 #include <QUdpSocket>
 #include <QtTest>
 
@@ -42,6 +44,7 @@ private slots:
 
     void showsMessagesAsReceived_data();
     void showsMessagesAsReceived();
+    void showsALineSoon();
     void showsTheLocalTime();
     void keepsTheOrder();
     void staysOpenEarsAfterAnEmptyDatagram();
@@ -122,6 +125,17 @@ void TestLogListLines::showsMessagesAsReceived()
     selectRows(1, 1);
     list().copySelection();
     QCOMPARE(clipboard().text(), list().item(1)->text() + QLatin1String("\r\n"));
+}
+
+void TestLogListLines::showsALineSoon()
+{
+    open();
+    // They stand still when we do. Lines are collected for one of them.
+    QTimer turns;
+    const QSignalSpy ticks(&turns, &QTimer::timeout);
+    turns.start(50);
+    receive({"a"});
+    QVERIFY2(ticks.count() < 6, qPrintable(QString::number(ticks.count())));
 }
 
 void TestLogListLines::showsTheLocalTime()
