@@ -90,8 +90,8 @@ QStringList projectIncludes(const QString &source)
 /// Lines that differ from system to system: what is included, and what is asked of the preprocessor.
 QStringList systemLines(const QString &source)
 {
-    static const QRegularExpression condition(
-        QStringLiteral("\\b(Q_OS_\\w+|_WIN32|__linux__|__unix__|__APPLE__)\\b"));
+    static const QRegularExpression condition(QStringLiteral(
+        "\\b(Q_OS_\\w+|Q_CC_\\w+|_?WIN(32|64)|_MSC_VER|__MINGW\\w+|__linux__|__unix__|__APPLE__)\\b"));
     QStringList lines;
     const QStringList headers = includes(source, QLatin1Char('<'), QLatin1Char('>'));
     std::remove_copy_if(headers.begin(), headers.end(), std::back_inserter(lines), isOnEverySystem);
@@ -220,6 +220,8 @@ void TestIncludeOrder::knowsSystemLines_data()
     QTest::newRow("a header of Windows") << "#include <windows.h>" << 1;
     QTest::newRow("signals and error numbers") << "#include <csignal>\n#include <cerrno>" << 2;
     QTest::newRow("conditions") << "#ifdef Q_OS_UNIX\n#elif defined(_WIN32)" << 2;
+    QTest::newRow("compilers") << "#if defined(WIN32) || defined(_WIN64)\n#ifdef _MSC_VER\n#ifdef __MINGW64__"
+                               << 4;
 }
 
 void TestIncludeOrder::knowsSystemLines()

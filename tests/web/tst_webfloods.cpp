@@ -143,7 +143,7 @@ void TestWebFloods::endsByItself_data()
     add("hints", "", QByteArray("HTTP/1.1 103 Early Hints\r\nLink: </a>\r\n\r\n").repeated(100), corrupted);
     add("the size of a chunk", ok + chunked, QByteArray(16384, '0'), corrupted);
     add("the extension of a chunk", ok + chunked + "5;", letters, corrupted);
-    add("extensions of all chunks", ok + chunked, "1;" + QByteArray(1000, 'a') + "\r\nx\r\n", corrupted);
+    add("extensions of all chunks", ok + chunked, "1;" + QByteArray(20, 'a') + "\r\nx\r\n", corrupted);
     add("trailers", ok + chunked + "5\r\nhello\r\n0\r\n", line.repeated(100), corrupted);
     add("one trailer", ok + chunked + "0\r\nX-Name: ", letters, corrupted);
     add("a packed transfer", ok + "Transfer-Encoding: gzip\r\n\r\n", letters, corrupted);
@@ -265,6 +265,9 @@ void TestWebFloods::readsOddPieces_data()
     QTest::newRow("chunks with extensions")
         << ok + chunked + QByteArray("5;name=value\r\nhello\r\n").repeated(1000) + "0\r\n\r\n"
         << false << QByteArray("hello").repeated(1000);
+    QTest::newRow("a chunk with a long extension")
+        << ok + chunked + "5;" + QByteArray(60000, 'a') + "\r\nhello\r\n0\r\n\r\n"
+        << false << QByteArray("hello");
     QTest::newRow("packed bytes stay packed")
         << ok + "Content-Encoding: gzip\r\nContent-Length: " + QByteArray::number(packed.size()) +
                "\r\n\r\n" + packed
