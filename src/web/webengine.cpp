@@ -227,7 +227,7 @@ void WebEngine::act(curl_socket_t socket, int events)
 
 void WebEngine::startWaiting()
 {
-    while (!m_waiting.empty() && m_transfers.size() < connectionsThatFit()) {
+    while (!m_waiting.empty() && m_transfers.size() < weblimits::openConnectionsOf(descriptorLimit())) {
         WebTransfer *const transfer = m_waiting.front();
         m_waiting.pop_front();
         begin(transfer);
@@ -254,7 +254,7 @@ CURLSH *WebEngine::connectionsFor(const WebTransfer *transfer)
         // A second request at the same time goes over a connection of its own.
         return std::exchange(kept->isUsed, true) ? nullptr : kept->connections;
     }
-    if (m_kept.size() >= std::min(weblimits::keptConnections, connectionsThatFit() / 2)) {
+    if (m_kept.size() >= weblimits::keptConnectionsOf(descriptorLimit())) {
         return nullptr;
     }
     CURLSH *const connections = curl_share_init();
@@ -350,17 +350,4 @@ void WebEngine::drop(WebTransfer *transfer)
     }
     delete transfer;
     startWaiting();
-}
-
-int WebEngine::connectionsThatFit()
-{
-    // Each may have a file that its answer goes to.
-    constexpr int perConnection = 2;
-    constexpr int reserved = 256;
-    constexpr int fewest = 32;
-    // Where there is next to nothing, the program itself needs half of it.
-    constexpr int leastShare = 8;
-    const int limit = descriptorLimit();
-    return std::clamp((limit - reserved) / perConnection, std::clamp(limit / leastShare, 1, fewest),
-                      weblimits::openConnections);
 }

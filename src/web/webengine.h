@@ -84,7 +84,6 @@ private:
     void endFinished();
     void take(CURL *handle);
     void drop(WebTransfer *transfer);
-    static int connectionsThatFit();
 
     QThread m_thread;
     CURLM *m_multi = nullptr;

@@ -2,6 +2,7 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
 #include <chrono>
 
 /// What one device, or all of them together, may cost the client. A request that goes beyond ends with an
@@ -29,5 +30,24 @@ inline constexpr int keptConnections = 4000;
 inline constexpr int openConnections = 20000;
 /// For the connection and the TLS handshake. So long a device that is switched off may stay unnoticed.
 inline constexpr std::chrono::seconds connectTime{60};
+
+/// Connections that may be open where the system grants so many descriptors.
+constexpr int openConnectionsOf(int descriptors)
+{
+    // Each may have a file that its answer goes to.
+    constexpr int perConnection = 2;
+    constexpr int reserved = 256;
+    constexpr int fewest = 32;
+    // Where there is next to nothing, the program itself needs half of it.
+    constexpr int leastShare = 8;
+    return std::clamp((descriptors - reserved) / perConnection,
+                      std::clamp(descriptors / leastShare, 1, fewest), openConnections);
+}
+
+/// Those of them that may be kept: others need room, too.
+constexpr int keptConnectionsOf(int descriptors)
+{
+    return std::min(keptConnections, openConnectionsOf(descriptors) / 2);
+}
 
 } // namespace weblimits
