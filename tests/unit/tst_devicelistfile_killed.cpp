@@ -116,8 +116,8 @@ private slots:
 
 private:
     void measureWrites();
-    /// Starts a process that saves, and returns when it has begun.
-    void startSaving(bool stopsBeforeRenaming);
+    /// Starts a process that saves, and returns when it has begun. `stops`: before it renames.
+    void startSaving(bool stops);
     void waitUntilStopped();
     void killSaving();
     /// Kills one that saves at any moment: each number has its own. Every other one is stopped first, to see
@@ -147,14 +147,14 @@ void TestDeviceListFileKilled::measureWrites()
     m_bothWrites = std::chrono::nanoseconds(timer.nsecsElapsed() / measuredWrites);
 }
 
-void TestDeviceListFileKilled::startSaving(bool stopsBeforeRenaming)
+void TestDeviceListFileKilled::startSaving(bool stops)
 {
     std::array<int, 2> started{};
     QCOMPARE(pipe(started.data()), 0);
     m_child = fork();
     QVERIFY(m_child >= 0);
     if (m_child == 0) {
-        saveUntilKilled(m_path, started[1], stopsBeforeRenaming);
+        saveUntilKilled(m_path, started[1], stops);
     }
     ::close(started[1]);
     char byte = 0;
